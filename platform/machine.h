@@ -1,0 +1,43 @@
+#pragma once
+
+// What the host says to the machine that it runs on, beside the operations of Windows: which home, which
+// computers, and where an event begins and ends. On Windows the machine is Windows itself: there are no
+// embedded computers, each write counts at once, and these operations say so or do nothing.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/win32.h"
+
+namespace machine {
+
+// Outcome of an operation of this header: code 0, or a Windows error code with one sentence for a person.
+struct Outcome {
+  DWORD code = 0;
+  std::string sentence;
+  explicit operator bool() const { return code == 0; }
+};
+
+// Opens the home, making it (mode 0700) and its local computer on first use. Empty: $MARROWEN_HOME, else
+// $XDG_DATA_HOME/marrowen, else ~/.local/share/marrowen. Until it is called every registry operation opens
+// the default home by itself. Fails with one sentence on a damaged store or an unwritable folder, and then
+// has changed nothing.
+Outcome OpenHome(std::string_view home);
+
+// One event: all writes from BeginEvent to CommitEvent count together or, after AbandonEvent or a death of
+// the process, not at all. Nothing is locked until the first write; a second writer then waits its turn.
+// Reads inside an event see its own writes. Events do not nest. CommitEvent fails when the store could not
+// take the writes (a full disk), and then none of them counts.
+void BeginEvent();
+Outcome CommitEvent();
+void AbandonEvent();
+bool InEvent();
+
+// The embedded computers beside the local one, in order of their names. A name is 1 to 63 letters, digits,
+// "-", "_" and "."; not "." or "..". Names compare without case.
+Outcome AddComputer(std::string_view name);
+Outcome RemoveComputer(std::string_view name);
+std::vector<std::string> Computers();
+
+}  // namespace machine
