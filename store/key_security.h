@@ -1,0 +1,28 @@
+#pragma once
+
+// The discretionary access list of a key and its subtree: saved, replaced, and opened up to everyone. The
+// library exports the first three under these names.
+
+#include "platform/win32.h"
+
+namespace key_security {
+
+// A self-relative security descriptor with the access list of `path` under HKEY_LOCAL_MACHINE of the local
+// computer, or null if the key cannot be opened or holds none. The caller releases it with LocalFree.
+void* GetKeySecurity(const char* path);
+
+// Installs the access list of `securityDescriptor` on the key and all keys below it, a parent before its
+// children. `access` is the mask of the caller's open key, of which the view bit counts. The status tells of
+// the key itself: failures below are passed over, and a process token that cannot be opened or asked gives 0
+// with nothing done. A path without a backslash gives ERROR_INVALID_PARAMETER.
+DWORD SetKeySecurity(HKEY root, const char* path, DWORD access, void* securityDescriptor);
+
+// Grants KEY_ALL_ACCESS to Local System and World, and nothing to others, on the key and all keys below it.
+// The status of SetKeySecurity, or 0 if the list could not be built.
+DWORD ClearKeySecurity(HKEY root, const char* path, DWORD access);
+
+// One key of the walk: `name` under `parent`, opened with `mask`. With `topDown` the key gets its list before
+// its children do, so that the new list decides whether they can be reached; without, after them.
+DWORD ApplyKeySecurity(HKEY parent, const char* name, void* securityDescriptor, bool topDown, DWORD mask);
+
+}  // namespace key_security
