@@ -6,12 +6,22 @@
 #include <cstddef>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 
 #include "platform/text.h"
 #include "platform/win32.h"
 
 // Bytes of the buffer that a value is read into where a page names no other size.
 inline constexpr DWORD kValueBufferSize = 260;
+
+struct KeyCloser {
+  void operator()(HKEY key) const { RegCloseKey(key); }
+};
+// An open key that closes itself.
+using UniqueKey = std::unique_ptr<std::remove_pointer_t<HKEY>, KeyCloser>;
+
+// Opens `path` under `parent` with the rights of `access`, view bit included. On failure `key` is null.
+DWORD OpenUniqueKey(HKEY parent, const char* path, DWORD access, UniqueKey& key);
 
 // One value as an enumeration gives it.
 struct RegistryValue {
@@ -96,8 +106,8 @@ class CTesselRegObject {
 
   // Deletes a subkey with all below it. Nonzero on success.
   int DeleteKey(const char* name);
-  // Gives the open key another name beside itself and opens it there. Nonzero on success; on failure the
-  // old key is still there. A name that is empty or holds a backslash is refused.
+  // Gives the open key another name beside itself and opens it there. Nonzero on success. A name that is
+  // empty, holds a backslash or is taken is refused, and then nothing has changed.
   int RenameKey(const char* newName);
   // Copies values and subkeys into `destinationPath`, which is made if missing. A destination that cannot
   // be made gives 0; values of more than 2048 bytes are passed over.
