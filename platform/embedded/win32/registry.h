@@ -7,11 +7,6 @@
 #include "platform/embedded/win32/security.h"
 #include "platform/embedded/win32/types.h"
 
-using HKEY = struct HKEY__*;
-using PHKEY = HKEY*;
-using REGSAM = ACCESS_MASK;
-using LSTATUS = LONG;
-
 #define HKEY_CLASSES_ROOT ((HKEY)(ULONG_PTR)((LONG)0x80000000))
 #define HKEY_CURRENT_USER ((HKEY)(ULONG_PTR)((LONG)0x80000001))
 #define HKEY_LOCAL_MACHINE ((HKEY)(ULONG_PTR)((LONG)0x80000002))
@@ -60,32 +55,30 @@ using LSTATUS = LONG;
 #define REG_QWORD 11
 #define REG_QWORD_LITTLE_ENDIAN 11
 
-extern "C" {
-
-LONG RegConnectRegistryA(LPCSTR computer, HKEY root, PHKEY result);
-LONG RegOpenKeyExA(HKEY key, LPCSTR path, DWORD options, REGSAM access, PHKEY result);
-LONG RegOpenKeyA(HKEY key, LPCSTR path, PHKEY result);
-LONG RegCreateKeyExA(HKEY key, LPCSTR path, DWORD reserved, LPSTR class_name, DWORD options, REGSAM access,
-                     LPSECURITY_ATTRIBUTES security, PHKEY result, LPDWORD disposition);
-LONG RegCreateKeyA(HKEY key, LPCSTR path, PHKEY result);
-LONG RegCloseKey(HKEY key);
-LONG RegFlushKey(HKEY key);
-LONG RegDeleteKeyExA(HKEY key, LPCSTR path, REGSAM view, DWORD reserved);
-LONG RegDeleteKeyA(HKEY key, LPCSTR path);
-LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD reserved, LPSTR class_name,
-                   LPDWORD class_size, PFILETIME last_write);
-LONG RegQueryInfoKeyA(HKEY key, LPSTR class_name, LPDWORD class_size, LPDWORD reserved, LPDWORD subkeys,
-                      LPDWORD longest_subkey, LPDWORD longest_class, LPDWORD values,
-                      LPDWORD longest_value_name, LPDWORD longest_data, LPDWORD descriptor_size,
-                      PFILETIME last_write);
-LONG RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
-LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
-LONG RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD reserved, LPDWORD type,
-                   LPBYTE data, LPDWORD size);
-LONG RegDeleteValueA(HKEY key, LPCSTR name);
-LONG RegSaveKeyA(HKEY key, LPCSTR file, LPSECURITY_ATTRIBUTES security);
-LONG RegRestoreKeyA(HKEY key, LPCSTR file, DWORD flags);
-LONG RegGetKeySecurity(HKEY key, SECURITY_INFORMATION what, PSECURITY_DESCRIPTOR descriptor, LPDWORD size);
-LONG RegSetKeySecurity(HKEY key, SECURITY_INFORMATION what, PSECURITY_DESCRIPTOR descriptor);
-
-}  // extern "C"
+LONG WINAPI RegConnectRegistryA(LPCSTR computer, HKEY root, PHKEY result);
+LONG WINAPI RegOpenKeyExA(HKEY key, LPCSTR path, DWORD options, REGSAM access, PHKEY result);
+LONG WINAPI RegOpenKeyA(HKEY key, LPCSTR path, PHKEY result);
+LONG WINAPI RegCreateKeyExA(HKEY key, LPCSTR path, DWORD reserved, LPSTR class_name, DWORD options,
+                            REGSAM access, LPSECURITY_ATTRIBUTES security, PHKEY result, LPDWORD disposition);
+LONG WINAPI RegCreateKeyA(HKEY key, LPCSTR path, PHKEY result);
+LONG WINAPI RegCloseKey(HKEY key);
+LONG WINAPI RegFlushKey(HKEY key);
+LONG WINAPI RegDeleteKeyExA(HKEY key, LPCSTR path, REGSAM view, DWORD reserved);
+LONG WINAPI RegDeleteKeyA(HKEY key, LPCSTR path);
+LONG WINAPI RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD reserved,
+                          LPSTR class_name, LPDWORD class_size, PFILETIME last_write);
+LONG WINAPI RegQueryInfoKeyA(HKEY key, LPSTR class_name, LPDWORD class_size, LPDWORD reserved,
+                             LPDWORD subkeys, LPDWORD longest_subkey, LPDWORD longest_class, LPDWORD values,
+                             LPDWORD longest_value_name, LPDWORD longest_data, LPDWORD descriptor_size,
+                             PFILETIME last_write);
+LONG WINAPI RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data,
+                             LPDWORD size);
+LONG WINAPI RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
+LONG WINAPI RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD name_size, LPDWORD reserved,
+                          LPDWORD type, LPBYTE data, LPDWORD size);
+LONG WINAPI RegDeleteValueA(HKEY key, LPCSTR name);
+LONG WINAPI RegSaveKeyA(HKEY key, LPCSTR file, LPSECURITY_ATTRIBUTES security);
+LONG WINAPI RegRestoreKeyA(HKEY key, LPCSTR file, DWORD flags);
+LONG WINAPI RegGetKeySecurity(HKEY key, SECURITY_INFORMATION what, PSECURITY_DESCRIPTOR descriptor,
+                              LPDWORD size);
+LONG WINAPI RegSetKeySecurity(HKEY key, SECURITY_INFORMATION what, PSECURITY_DESCRIPTOR descriptor);

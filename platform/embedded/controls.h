@@ -1,0 +1,27 @@
+#pragma once
+
+// What only an embedded computer lets its host choose: on whose behalf the registry is used.
+
+#include <vector>
+
+#include "platform/embedded/sid.h"
+
+namespace machine {
+
+// The caller of every registry operation of this process. Without SIDs it may do everything; with them each
+// key's access list decides. `limit` holds the rights that are granted at most, whoever calls: KEY_READ makes
+// a read-only caller. Handles that are open keep the rights with which they were opened.
+struct Caller {
+  std::vector<embedded::SidBytes> sids;
+  ACCESS_MASK limit = ~0u;
+  bool AllPowerful() const { return sids.empty(); }
+};
+
+void SetCaller(Caller caller);
+const Caller& GetCaller();
+
+// Closes the home: an event is abandoned and every key handle becomes invalid. The next use opens the default
+// home, or OpenHome another one. For tests, and for a process that is about to fork.
+void CloseHome();
+
+}  // namespace machine
