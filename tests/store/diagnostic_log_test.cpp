@@ -9,8 +9,6 @@
 #include "tests/support/scratch_home.h"
 
 using testing::EndsWith;
-using testing::HasSubstr;
-using testing::MatchesRegex;
 using testing::StartsWith;
 
 namespace {
