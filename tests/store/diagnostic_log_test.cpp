@@ -52,7 +52,11 @@ TEST_F(DiagnosticLog, EndsEachLineOnce) {
   const struct {
     const char* text;
     const char* line;
-  } cases[] = {{"DeleteKey\n", "DeleteKey\r\n"}, {"a\r\n\r\n", "a\r\n"}, {"a\nb", "a\nb\r\n"}, {"", "\r\n"}};
+  } cases[] = {{"DeleteKey\n", "DeleteKey\r\n"},
+               {"a\r\n\r\n", "a\r\n"},
+               {"a\nb", "a\nb\r\n"},
+               {"", "\r\n"},
+               {"\n", "\n\r\n"}};
   CString expected;
   for (const auto& c : cases) {
     SetLastError(1234);
