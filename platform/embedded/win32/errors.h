@@ -145,6 +145,7 @@
 #define ERROR_NO_SUCH_ALIAS 1376
 #define ERROR_ALIAS_EXISTS 1379
 #define ERROR_INTERNAL_ERROR 1359
+#define ERROR_BAD_DESCRIPTOR_FORMAT 1361
 #define RPC_S_SERVER_UNAVAILABLE 1722
 #define RPC_S_SERVER_TOO_BUSY 1723
 #define RPC_S_CALL_FAILED 1726
@@ -162,7 +163,7 @@
 #define NERR_UnknownServer 2103
 #define NERR_BufTooSmall 2123
 #define NERR_ServerNotStarted 2114
-#define NERR_NetNameNotFound 2273
+#define NERR_NetNameNotFound 2310
 #define NERR_InternalError 2140
 #define NERR_GroupNotFound 2220
 #define NERR_UserNotFound 2221

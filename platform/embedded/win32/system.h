@@ -92,7 +92,7 @@ DWORD WINAPI FormatMessageA(DWORD flags, LPCVOID source, DWORD message, DWORD la
 DWORD WINAPI FormatMessageW(DWORD flags, LPCVOID source, DWORD message, DWORD language, LPWSTR buffer,
                             DWORD size, va_list* arguments);
 
-// To the sink of `machine::SetDebugSink`; without one to standard error if the variable MARROWEN_DEBUG is
+// To the sink of `embedded::SetDebugSink`; without one to standard error if the variable MARROWEN_DEBUG is
 // set, else nowhere.
 void WINAPI OutputDebugStringA(LPCSTR text);
 
