@@ -44,7 +44,8 @@ std::string IconvName(UINT page) {
 class Page {
  public:
   explicit Page(UINT page)
-      : decoder_(iconv_open("UTF-16LE", IconvName(page).c_str())),
+      : default_unit(page == 932 ? u'\u30FB' : u'?'),
+        decoder_(iconv_open("UTF-16LE", IconvName(page).c_str())),
         encoder_(iconv_open(IconvName(page).c_str(), "UTF-16LE")) {
     usable_ = decoder_ != kNone && encoder_ != kNone;
     // Pages that are no superset of ASCII (EBCDIC, UTF-16) are none that a Windows computer can have.
@@ -61,6 +62,9 @@ class Page {
   }
 
   bool Usable() const { return usable_; }
+
+  // What Windows puts for bytes that are no character of the page.
+  const char16_t default_unit;
 
   // The units of the character that `bytes` are, 1 or 2; 0 for a wrong one, -1 for one that is not complete.
   int DecodeOne(std::string_view bytes, char16_t (&units)[2]) const {
@@ -166,6 +170,7 @@ Wide WideOfUtf8(std::string_view source) {
   return result;
 }
 
+// A wrong character of more than one byte is taken whole, and a beginning at the end of the source as one.
 Wide WideOfPage(const Page& page, std::string_view source) {
   constexpr size_t kLongest = 4;  // GB18030's
   Wide result;
@@ -183,10 +188,11 @@ Wide WideOfPage(const Page& page, std::string_view source) {
       source.remove_prefix(length);
       continue;
     }
-    // A control byte without a character stands for itself.
-    result.text += first < 0xA0 && length == 1 ? char16_t{first} : kReplacement;
+    // In a page of single bytes a control byte without a character stands for itself.
+    const bool control = count == 0 && length == 1 && first < 0xA0;
+    result.text += control ? char16_t{first} : page.default_unit;
     result.invalid = true;
-    source.remove_prefix(1);
+    source.remove_prefix(length);
   }
   return result;
 }

@@ -70,6 +70,7 @@ constexpr Message kSystem[] = {
     {124, "The system call level is not correct."},
     {126, "The specified module could not be found."},
     {127, "The specified procedure could not be found."},
+    {131, "An attempt was made to move the file pointer before the beginning of the file."},
     {145, "The directory is not empty."},
     {158, "The segment is already unlocked."},
     {161, "The specified path is invalid."},

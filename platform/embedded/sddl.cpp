@@ -21,15 +21,15 @@ struct Code {
   DWORD value;
 };
 
-// Names of whole masks first; the rest are the bits in the order in which Windows writes them.
+// Names of whole masks first, then the single bits in the order in which Windows writes them.
 constexpr Code kRights[] = {
-    {"GA", GENERIC_ALL},     {"KA", KEY_ALL_ACCESS}, {"KR", KEY_READ},     {"KW", KEY_WRITE},
-    {"KX", KEY_EXECUTE},     {"FA", 0x001F01FF},     {"FR", 0x00120089},   {"FW", 0x00120116},
-    {"FX", 0x001200A0},      {"CC", 0x0001},         {"DC", 0x0002},       {"LC", 0x0004},
-    {"SW", 0x0008},          {"RP", 0x0010},         {"WP", 0x0020},       {"DT", 0x0040},
-    {"LO", 0x0080},          {"CR", 0x0100},         {"SD", DELETE},       {"RC", READ_CONTROL},
-    {"WD", WRITE_DAC},       {"WO", WRITE_OWNER},    {"GR", GENERIC_READ}, {"GW", GENERIC_WRITE},
-    {"GX", GENERIC_EXECUTE},
+    {"KA", KEY_ALL_ACCESS}, {"KR", KEY_READ},    {"KW", KEY_WRITE},       {"KX", KEY_EXECUTE},
+    {"FA", 0x001F01FF},     {"FR", 0x00120089},  {"FW", 0x00120116},      {"FX", 0x001200A0},
+    {"CC", 0x0001},         {"DC", 0x0002},      {"LC", 0x0004},          {"SW", 0x0008},
+    {"RP", 0x0010},         {"WP", 0x0020},      {"DT", 0x0040},          {"LO", 0x0080},
+    {"CR", 0x0100},         {"SD", DELETE},      {"RC", READ_CONTROL},    {"WD", WRITE_DAC},
+    {"WO", WRITE_OWNER},    {"GA", GENERIC_ALL}, {"GX", GENERIC_EXECUTE}, {"GW", GENERIC_WRITE},
+    {"GR", GENERIC_READ},
 };
 constexpr Code kAceFlags[] = {
     {"OI", OBJECT_INHERIT_ACE}, {"CI", CONTAINER_INHERIT_ACE}, {"NP", NO_PROPAGATE_INHERIT_ACE},
@@ -173,24 +173,27 @@ DWORD ParseDacl(std::string_view& text, Parsed& parsed) {
   return ERROR_SUCCESS;
 }
 
-DWORD Parse(std::string_view text, Parsed& parsed) {
+DWORD Parse(std::string source, Parsed& parsed) {
+  // Blanks stand between any two tokens and mean nothing.
+  std::erase_if(source, [](unsigned char c) { return std::isspace(c) != 0; });
+  std::string_view text = source;
   while (!text.empty()) {
     if (text.size() < 2 || text[1] != ':') return ERROR_INVALID_PARAMETER;
-    const char part = text::LowerAscii(text[0]);
+    const char part = text[0];
     text.remove_prefix(2);
-    if (part == 'o' || part == 'g') {
+    if (part == 'O' || part == 'G') {
       // Up to the letter before the next colon.
       const size_t colon = text.find(':');
       const size_t end = colon == std::string_view::npos || colon == 0 ? text.size() : colon - 1;
       const std::optional<embedded::SidBytes> sid = embedded::SidFromSddl(text.substr(0, end));
       if (!sid) return ERROR_INVALID_SID;
-      (part == 'o' ? parsed.owner : parsed.group) = *sid;
+      (part == 'O' ? parsed.owner : parsed.group) = *sid;
       text.remove_prefix(end);
-    } else if (part == 'd') {
+    } else if (part == 'D') {
       const DWORD status = ParseDacl(text, parsed);
       if (status != ERROR_SUCCESS) return status;
     } else {
-      return part == 's' ? ERROR_NOT_SUPPORTED : ERROR_INVALID_PARAMETER;
+      return part == 'S' ? ERROR_NOT_SUPPORTED : ERROR_INVALID_PARAMETER;
     }
   }
   return ERROR_SUCCESS;

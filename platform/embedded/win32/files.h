@@ -45,6 +45,7 @@ struct WIN32_FIND_DATAA {
 };
 using LPWIN32_FIND_DATAA = WIN32_FIND_DATAA*;
 
+// Share modes are taken and not enforced: nothing here depends on being alone with a file.
 // A file that is made takes its mode from the descriptor: one whose DACL grants nothing to World,
 // Authenticated Users, Users or Guests gives 0600 (a folder 0700) whatever the umask; none, or any other,
 // the process's default.
