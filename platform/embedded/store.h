@@ -1,10 +1,19 @@
 #pragma once
 
 // The store of a home: one LMDB environment in HOME/registry that holds the registries of all its computers.
-// Its users see operations (Reading, Writing) and never the environment itself. All of it runs on one thread.
+// Its users see operations (Reading, Writing) and the tables. All of it runs on one thread.
+//
+// The tables, with the machine's byte order except where order matters:
+//   keys      parent (32 bits, big-endian), folded name -> identifier
+//   records   identifier (64 bits) -> KeyRecord, name, class; under 0 the next identifier
+//   names     key << 32 | hash of the value's name (64 bits) -> sequences of the values with that hash
+//   values    key << 32 | sequence (64 bits) -> ValueHeader, name, data
+//   security  number (64 bits) -> references (32 bits), self-relative descriptor
+// Key 1 is the home; its children are the computers, and their children the roots "MACHINE" and "USER".
 
 #include <lmdb.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +21,110 @@
 #include "platform/machine.h"
 
 namespace embedded {
+
+using KeyId = uint32_t;
+constexpr KeyId kHomeKey = 1;
+
+enum Table { kKeys, kRecords, kNames, kValues, kSecurity, kTables };
+
+struct KeyRecord {
+  KeyId parent = 0;
+  uint32_t redirects = 0;      // 1: the 32-bit view of this key is its child WOW6432Node.
+  uint64_t security = 0;       // Number of its descriptor.
+  uint64_t last_write = 0;     // As a FILETIME.
+  uint32_t next_sequence = 0;  // Of the next new value.
+  uint32_t values = 0;
+  uint32_t subkeys = 0;
+  uint32_t generation = 0;  // Counts the values and subkeys that came and went.
+  uint32_t name_size = 0;
+  uint32_t class_size = 0;
+};
+
+struct KeyInfo {
+  KeyRecord record;
+  std::string_view name;
+  std::string_view class_name;
+};
+
+// The Windows error code of one of LMDB's, or of errno.
+LONG Status(int lmdb);
+
+// A transaction with one cursor a table. Texts and bytes that it gives live until the next write or its end.
+// The operations give LMDB's codes.
+class Transaction {
+ public:
+  int Get(Table table, MDB_val key, MDB_val* data);
+  int Move(Table table, MDB_cursor_op how, MDB_val* key, MDB_val* data);
+  int Put(Table table, MDB_val key, MDB_val* data, unsigned flags = 0);
+  int DeleteHere(Table table);  // The entry at the table's cursor.
+  int Delete(Table table, MDB_val key);
+
+  // Changes with every use of the table's cursor: while it stays, the cursor stands where it was left.
+  uint64_t CursorUse(Table table) const { return uses_[table]; }
+  // Changes when a value or key came or went, here or in another process.
+  uint64_t Stamp() const;
+  void Changed();
+
+  int Load(KeyId id, KeyInfo& info);
+  // The record of a key for changing; it is written when another is edited, or at the end. Null with the
+  // code in *result when there is none.
+  KeyRecord* Edit(KeyId id, int* result);
+  int Add(KeyId id, const KeyInfo& info);
+  int Remove(KeyId id);
+  int NewId(KeyId* id);
+  int Flush();
+
+  MDB_txn* handle = nullptr;
+  bool writable = false;
+
+  // The cursors begin anew with the transaction.
+  void Begun();
+  void Ended();
+  void CloseCursors();
+
+ private:
+  MDB_cursor* Cursor(Table table, int* result);
+
+  std::array<MDB_cursor*, kTables> cursors_{};
+  std::array<bool, kTables> live_{};
+  std::array<uint64_t, kTables> uses_{};
+
+  struct Edited {
+    KeyId id = 0;
+    bool dirty = false;
+    KeyRecord record;
+    std::string texts;  // Name and class.
+  } edited_;
+};
+
+// The hold of one operation on the store. Within an event it is the event's transaction; outside, the
+// operation's own.
+class Reading {
+ public:
+  Reading();
+  ~Reading();
+  Reading(const Reading&) = delete;
+  Reading& operator=(const Reading&) = delete;
+
+  LONG status = 0;  // Not 0: there is no transaction.
+  Transaction* txn = nullptr;
+};
+
+class Writing {
+ public:
+  Writing();
+  ~Writing();
+  Writing(const Writing&) = delete;
+  Writing& operator=(const Writing&) = delete;
+  // Ends the operation: outside an event its writes are committed when `result` is 0, and dropped otherwise.
+  LONG Finish(LONG result);
+
+  LONG status = 0;
+  Transaction* txn = nullptr;
+
+ private:
+  bool finished_ = false;
+};
 
 // The open home and the folder of a computer in it (drives/, keys), by the computer's name; empty is the
 // local one. Both end without a slash. The folder is there already. An unknown name gives an empty text.
@@ -23,5 +136,20 @@ std::string ComputerFolder(std::string_view computer);
 // there is no record; PutRecord returns 0 or a Windows error code.
 std::optional<std::string> GetRecord(std::string_view computer, std::string_view name);
 LONG PutRecord(std::string_view computer, std::string_view name, std::string_view bytes);
+
+inline MDB_val AsValue(std::string_view bytes) { return {bytes.size(), const_cast<char*>(bytes.data())}; }
+inline std::string_view AsText(const MDB_val& value) {
+  return {static_cast<const char*>(value.mv_data), value.mv_size};
+}
+
+// A 64-bit number as a table's key.
+class NumberKey {
+ public:
+  explicit NumberKey(uint64_t number) : number_(number) {}
+  operator MDB_val() { return {sizeof number_, &number_}; }  // NOLINT: stands for the key itself
+
+ private:
+  uint64_t number_;
+};
 
 }  // namespace embedded

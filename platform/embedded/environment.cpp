@@ -1,0 +1,120 @@
+#include "platform/embedded/environment.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace embedded {
+namespace {
+
+constexpr std::string_view kFormatKey = "marrowen";
+constexpr std::string_view kFormat = "registry 1";
+
+struct TableKind {
+  const char* name;
+  unsigned flags;
+};
+constexpr TableKind kTableKinds[kTables] = {
+    {"keys", 0},
+    {"records", MDB_INTEGERKEY},
+    {"names", MDB_INTEGERKEY},
+    {"values", MDB_INTEGERKEY},
+    {"security", MDB_INTEGERKEY},
+};
+
+// The map is address space, not memory or disk. Where as much is refused, less serves.
+constexpr size_t kLargestMap = size_t{64} << 30;
+constexpr size_t kSmallestMap = size_t{256} << 20;
+
+machine::Outcome Failed(const std::string& file, int code, bool create) {
+  const auto sentence = [&](const std::string& why) {
+    return machine::Outcome{static_cast<DWORD>(Status(code)), "The store " + file + " " + why};
+  };
+  switch (code) {
+    case MDB_INVALID:
+    case MDB_CORRUPTED:
+    case MDB_PAGE_NOTFOUND:
+      return sentence("is damaged or is not a registry store.");
+    case MDB_NOTFOUND:
+    case MDB_INCOMPATIBLE:
+      return sentence("is not a registry store.");
+    case MDB_VERSION_MISMATCH:
+      return sentence("was made by another version and cannot be read.");
+    default:
+      return sentence((create ? "could not be made: " : "could not be opened: ") +
+                      std::string(mdb_strerror(code)) + ".");
+  }
+}
+
+int OpenMapped(const std::string& folder, Environment& result) {
+  for (size_t map = kLargestMap;; map /= 2) {
+    MDB_env* env = nullptr;
+    int code = mdb_env_create(&env);
+    if (code != 0) return code;
+    result.env.reset(env);
+    mdb_env_set_maxdbs(env, kTables);
+    mdb_env_set_mapsize(env, map);
+    code = mdb_env_open(env, folder.c_str(), MDB_NOTLS, 0600);
+    if (code != ENOMEM || map <= kSmallestMap) return code;
+  }
+}
+
+// A file shorter than its last page is damaged, unless that page is a free one that was never written.
+bool IsShort(MDB_env* env, const std::string& file) {
+  MDB_envinfo info;
+  MDB_stat stat_of_env;
+  struct stat status;
+  mdb_env_info(env, &info);
+  mdb_env_stat(env, &stat_of_env);
+  if (stat(file.c_str(), &status) != 0) return true;
+  const size_t needed = (info.me_last_pgno + 1) * stat_of_env.ms_psize;
+  return static_cast<size_t>(status.st_size) < needed && !PagesArePresent(file);
+}
+
+int OpenTables(Environment& environment, bool create) {
+  MDB_txn* txn = nullptr;
+  int code = mdb_txn_begin(environment.env.get(), nullptr, create ? 0 : MDB_RDONLY, &txn);
+  if (code != 0) return code;
+  MDB_dbi main = 0;
+  code = mdb_dbi_open(txn, nullptr, 0, &main);
+  MDB_val key = AsValue(kFormatKey);
+  MDB_val format = AsValue(kFormat);
+  if (code == 0 && create) code = mdb_put(txn, main, &key, &format, 0);
+  if (code == 0 && !create) code = mdb_get(txn, main, &key, &format);
+  if (code == 0 && AsText(format) != kFormat) code = MDB_VERSION_MISMATCH;
+  for (int i = 0; i < kTables && code == 0; ++i) {
+    code = mdb_dbi_open(txn, kTableKinds[i].name, kTableKinds[i].flags | (create ? MDB_CREATE : 0),
+                        &environment.tables[i]);
+  }
+  if (code != 0) {
+    mdb_txn_abort(txn);
+    return code;
+  }
+  return mdb_txn_commit(txn);
+}
+
+}  // namespace
+
+machine::Outcome OpenEnvironment(const std::string& folder, bool create, Environment& result) {
+  const std::string file = folder + "/data.mdb";
+  struct stat status;
+  if (!create) {
+    // LMDB would fill an empty file with a new, empty store.
+    if (stat(file.c_str(), &status) != 0) return Failed(file, errno, create);
+    if (!S_ISREG(status.st_mode) || status.st_size == 0) return Failed(file, MDB_INVALID, create);
+  }
+  int code = OpenMapped(folder, result);
+  if (code == 0 && !create && IsShort(result.env.get(), file)) code = MDB_CORRUPTED;
+  if (code == 0) code = OpenTables(result, create);
+  if (code != 0) {
+    result.env.reset();
+    return Failed(file, code, create);
+  }
+  // A process that was killed while it read would keep old pages from being used again.
+  int dead = 0;
+  mdb_reader_check(result.env.get(), &dead);
+  return {};
+}
+
+}  // namespace embedded

@@ -1,0 +1,47 @@
+#pragma once
+
+// The LMDB environment of a home, opened without trusting what lies in its folder.
+
+#include <lmdb.h>
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "platform/embedded/store.h"
+
+namespace embedded {
+
+struct CloseEnvironment {
+  void operator()(MDB_env* env) const { mdb_env_close(env); }
+};
+
+struct Environment {
+  std::unique_ptr<MDB_env, CloseEnvironment> env;
+  std::array<MDB_dbi, kTables> tables{};
+};
+
+// Opens the environment in `folder`; with `create`, an empty folder, its tables are made. Fails with one
+// sentence on a file that is damaged, short, or of another kind, and then has changed nothing.
+machine::Outcome OpenEnvironment(const std::string& folder, bool create, Environment& result);
+
+// Whether every page that the store in `file` refers to lies within the file. LMDB maps the file, and
+// reading beyond its end would end in a bus error.
+bool PagesArePresent(const std::string& file);
+
+// Puts the environment to use for Reading and Writing, or takes it out of use: an event is abandoned. The
+// caller checks that none is in use already.
+machine::Outcome UseEnvironment(Environment environment);
+void CloseEnvironmentInUse();
+bool EnvironmentInUse();
+
+// Opens the default home, which an operation does that finds no environment in use.
+LONG OpenDefaultHome();
+
+// Makes deleted ones of the handles of keys from that identifier on, which were made in an abandoned event.
+void LoseKeys(KeyId from);
+
+// Removes the folder when the open write transaction counts, and never if it doesn't.
+void RemoveAtCommit(std::string folder);
+
+}  // namespace embedded

@@ -1,0 +1,244 @@
+#include "platform/machine.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "platform/embedded/computer_keys.h"
+#include "platform/embedded/controls.h"
+#include "platform/embedded/environment.h"
+#include "platform/embedded/registry_key.h"
+#include "platform/embedded/values.h"
+
+namespace fs = std::filesystem;
+
+namespace embedded {
+namespace {
+
+using machine::Outcome;
+
+std::string& OpenedHome() {
+  static std::string& home = *new std::string;
+  return home;
+}
+
+// The home that the host chose, though it may have failed to open: nothing goes to another one instead.
+std::string& ChosenHome() {
+  static std::string& home = *new std::string;
+  return home;
+}
+
+std::string DefaultHome() {
+  const auto variable = [](const char* name) -> std::string {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+  };
+  if (std::string home = variable("MARROWEN_HOME"); !home.empty()) return home;
+  if (const std::string data = variable("XDG_DATA_HOME"); !data.empty()) return data + "/marrowen";
+  return variable("HOME") + "/.local/share/marrowen";
+}
+
+Outcome HomeFailed(const std::string& home, const std::string& why, int error) {
+  const LONG code = Status(error);
+  return {static_cast<DWORD>(code), "The home " + home + " " + why + ": " + std::strerror(error) + "."};
+}
+
+// The folder of the home, for its owner alone. One that holds other files keeps its mode.
+Outcome MakeFolder(const std::string& home) {
+  struct stat status;
+  if (stat(home.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) {
+    return {ERROR_DIRECTORY, "The home " + home + " is a file, not a folder."};
+  }
+  std::error_code error;
+  const bool made = !fs::exists(home, error);
+  if (made) fs::create_directories(home, error);
+  if (error) return HomeFailed(home, "could not be made", error.value());
+  const bool empty = fs::is_empty(home, error);
+  if (error) return HomeFailed(home, "could not be read", error.value());
+  if (empty && chmod(home.c_str(), 0700) != 0) return HomeFailed(home, "could not be made private", errno);
+  return {};
+}
+
+LONG FillStore() {
+  Writing write;
+  if (write.status != 0) return write.status;
+  LONG status = MakeHomeKey(*write.txn);
+  if (status == 0) status = MakeComputer(*write.txn, kLocalComputer);
+  return write.Finish(status);
+}
+
+// Makes the store beside its place and moves it there: it is there whole or not at all, and of two processes
+// that do so at once, one finds the other's.
+Outcome MakeStore(const std::string& home) {
+  std::string folder = home + "/registry.XXXXXX";
+  if (mkdtemp(folder.data()) == nullptr) return HomeFailed(home, "cannot be written", errno);
+  Environment environment;
+  Outcome outcome = OpenEnvironment(folder, true, environment);
+  if (outcome) outcome = UseEnvironment(std::move(environment));
+  if (outcome) {
+    const LONG status = FillStore();
+    CloseEnvironmentInUse();
+    if (status != 0) {
+      outcome = {static_cast<DWORD>(status), "The store of the home " + home + " could not be written."};
+    }
+  }
+  if (outcome && rename(folder.c_str(), (home + "/registry").c_str()) == 0) {
+    const int place = open(home.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (place >= 0) {
+      fsync(place);
+      close(place);
+    }
+    return outcome;
+  }
+  const int error = errno;
+  std::error_code ignored;
+  fs::remove_all(folder, ignored);
+  if (outcome && error != EEXIST && error != ENOTEMPTY) return HomeFailed(home, "cannot be written", error);
+  return outcome;
+}
+
+bool IsComputerName(std::string_view name) {
+  constexpr std::string_view kAllowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
+  return !name.empty() && name.size() <= 63 && name.find_first_not_of(kAllowed) == name.npos && name != "." &&
+         name != "..";
+}
+
+Outcome NotAName(std::string_view name) {
+  constexpr size_t kShown = 63;
+  const std::string shown = std::string(name.substr(0, kShown)) + (name.size() > kShown ? "..." : "");
+  return {
+      ERROR_INVALID_COMPUTERNAME,
+      "\"" + shown + "\" is no name for a computer: 1 to 63 letters, digits, \"-\", \"_\" and \".\" are."};
+}
+
+Outcome ComputerFailed(std::string_view name, const char* what, LONG status) {
+  if (status == 0) return {};
+  const std::string why = status == ERROR_DISK_FULL ? "the disk is full" : "error " + std::to_string(status);
+  return {static_cast<DWORD>(status),
+          "The computer " + std::string(name) + " could not be " + what + ": " + why + "."};
+}
+
+}  // namespace
+
+LONG OpenDefaultHome() { return static_cast<LONG>(machine::OpenHome(ChosenHome()).code); }
+
+std::string HomeFolder() {
+  const Reading open;
+  return open.status == 0 ? OpenedHome() : "";
+}
+
+std::string ComputerFolder(std::string_view computer) {
+  const Reading read;
+  if (read.status != 0) return "";
+  std::string folder = OpenedHome() + "/local";
+  if (!computer.empty()) {
+    KeyId key;
+    KeyInfo info;
+    if (!IsComputerName(computer) || FindComputer(*read.txn, computer, &key) != 0) return "";
+    if (LoadKey(*read.txn, key, info) != 0) return "";
+    folder = OpenedHome() + "/computers";
+    mkdir(folder.c_str(), 0700);
+    folder += "/" + std::string(info.name);
+  }
+  mkdir(folder.c_str(), 0700);
+  return folder;
+}
+
+std::optional<std::string> GetRecord(std::string_view computer, std::string_view name) {
+  const Reading read;
+  KeyId key;
+  Value value;
+  if (read.status != 0 || FindComputer(*read.txn, computer, &key) != 0) return std::nullopt;
+  if (FindValue(*read.txn, key, name, value) != 0) return std::nullopt;
+  return std::string(value.data);
+}
+
+LONG PutRecord(std::string_view computer, std::string_view name, std::string_view bytes) {
+  Writing write;
+  KeyId key;
+  if (write.status != 0) return write.status;
+  LONG status = FindComputer(*write.txn, computer, &key);
+  if (status == 0) status = PutValue(*write.txn, key, name, REG_BINARY, bytes);
+  return write.Finish(status);
+}
+
+}  // namespace embedded
+
+namespace machine {
+
+using namespace embedded;  // NOLINT: this is the embedded computer's part of the machine
+
+Outcome OpenHome(std::string_view home) {
+  std::error_code error;
+  std::string wanted = home.empty() ? DefaultHome() : std::string(home);
+  if (EnvironmentInUse()) {
+    if (fs::weakly_canonical(wanted, error).string() == OpenedHome()) return {};
+    if (InEvent()) return {ERROR_BUSY, "Another home cannot be opened within an event."};
+    CloseHome();
+  }
+  ChosenHome() = home;
+  Outcome outcome = MakeFolder(wanted);
+  if (!outcome) return outcome;
+  wanted = fs::canonical(wanted, error).string();
+  if (!fs::exists(wanted + "/registry", error)) outcome = MakeStore(wanted);
+  Environment environment;
+  if (outcome) outcome = OpenEnvironment(wanted + "/registry", false, environment);
+  if (outcome) outcome = UseEnvironment(std::move(environment));
+  if (outcome) OpenedHome() = wanted;
+  return outcome;
+}
+
+void CloseHome() {
+  CloseAllKeys();
+  CloseEnvironmentInUse();
+  ChosenHome().clear();
+}
+
+Outcome AddComputer(std::string_view name) {
+  if (!IsComputerName(name)) return NotAName(name);
+  Writing write;
+  KeyId key;
+  LONG status = write.status;
+  if (status == 0 && FindComputer(*write.txn, name, &key) == 0) {
+    write.Finish(ERROR_ALREADY_EXISTS);
+    return {ERROR_ALREADY_EXISTS, "There is a computer " + std::string(name) + " already."};
+  }
+  if (status == 0) status = write.Finish(MakeComputer(*write.txn, name));
+  return ComputerFailed(name, "added", status);
+}
+
+Outcome RemoveComputer(std::string_view name) {
+  if (!IsComputerName(name)) return NotAName(name);
+  Writing write;
+  KeyId key;
+  LONG status = write.status;
+  if (status == 0) status = FindComputer(*write.txn, name, &key);
+  if (status == ERROR_FILE_NOT_FOUND) {
+    write.Finish(status);
+    return {ERROR_BAD_NETPATH, "There is no computer " + std::string(name) + "."};
+  }
+  if (status == 0) {
+    RemoveAtCommit(ComputerFolder(name));
+    status = write.Finish(RemoveTree(*write.txn, key, true));
+  }
+  return ComputerFailed(name, "removed", status);
+}
+
+std::vector<std::string> Computers() {
+  std::vector<std::string> names;
+  const Reading read;
+  Position at;
+  KeyInfo info;
+  if (read.status != 0) return names;
+  for (DWORD i = 0; SubkeyAt(*read.txn, kHomeKey, i, at, info) == 0; ++i) {
+    if (info.name != kLocalComputer) names.emplace_back(info.name);
+  }
+  return names;
+}
+
+}  // namespace machine

@@ -1,0 +1,394 @@
+#include "platform/embedded/store.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "platform/embedded/environment.h"
+
+namespace embedded {
+namespace {
+
+struct State {
+  Environment environment;
+  Transaction read;   // Kept from one operation to the next; between them it holds no snapshot.
+  Transaction write;  // Open during an operation that writes, or from an event's first write to its end.
+  bool reading = false;
+  bool in_event = false;
+  int depth = 0;       // Operations within operations share their transaction.
+  LONG failure = 0;    // Why a write of the open write transaction failed: nothing of it can count.
+  uint64_t stamp = 1;  // Behind Transaction::Stamp.
+  uint64_t uses = 0;   // Behind Transaction::CursorUse.
+  size_t snapshot = 0;
+  KeyId next_id = 0;  // Of the write transaction; 0 until it is read.
+  bool next_id_changed = false;
+  std::vector<std::string> doomed;  // Folders that go with the write transaction's commit.
+};
+
+// Never destroyed: keys may still be used while the process ends.
+State& state = *new State;
+
+LONG BeginReading() {
+  if (state.reading) return 0;
+  const int code = mdb_txn_renew(state.read.handle);
+  if (code != 0) return Status(code);
+  state.reading = true;
+  const size_t snapshot = mdb_txn_id(state.read.handle);
+  if (snapshot != state.snapshot) ++state.stamp;
+  state.snapshot = snapshot;
+  state.read.Begun();
+  return 0;
+}
+
+void EndReading() {
+  if (!state.reading) return;
+  mdb_txn_reset(state.read.handle);
+  state.reading = false;
+}
+
+LONG BeginWriting() {
+  if (state.write.handle != nullptr) return 0;
+  int dead = 0;
+  mdb_reader_check(state.environment.env.get(), &dead);
+  EndReading();
+  const int code = mdb_txn_begin(state.environment.env.get(), nullptr, 0, &state.write.handle);
+  if (code != 0) {
+    state.write.handle = nullptr;
+    return Status(code);
+  }
+  state.failure = 0;
+  state.next_id = 0;
+  state.next_id_changed = false;
+  ++state.stamp;
+  state.write.Begun();
+  return 0;
+}
+
+// Handles of keys that were made in a transaction that does not count must not come to mean other keys, which
+// get the same identifiers later.
+void ForgetMadeKeys() {
+  if (!state.next_id_changed) return;
+  KeyId next = kHomeKey;
+  Reading read;
+  MDB_val data;
+  if (read.status == 0 && read.txn->Get(kRecords, NumberKey(0), &data) == 0) {
+    std::memcpy(&next, data.mv_data, sizeof next);
+  }
+  LoseKeys(next);
+}
+
+void EndWriting() {
+  state.write.Ended();
+  state.write.handle = nullptr;
+  state.doomed.clear();
+  ++state.stamp;
+}
+
+void AbandonWriting() {
+  if (state.write.handle == nullptr) return;
+  mdb_txn_abort(state.write.handle);
+  EndWriting();
+  ForgetMadeKeys();
+}
+
+LONG CommitWriting() {
+  if (state.write.handle == nullptr) return 0;
+  LONG status = state.failure;
+  if (status == 0) status = Status(state.write.Flush());
+  if (status != 0) {
+    AbandonWriting();
+    return status;
+  }
+  status = Status(mdb_txn_commit(state.write.handle));
+  std::error_code ignored;
+  for (const std::string& folder : state.doomed) {
+    if (status == 0) std::filesystem::remove_all(folder, ignored);
+  }
+  EndWriting();
+  if (status != 0) ForgetMadeKeys();
+  return status;
+}
+
+LONG Ready() { return state.environment.env ? ERROR_SUCCESS : OpenDefaultHome(); }
+
+}  // namespace
+
+LONG Status(int lmdb) {
+  switch (lmdb) {
+    case 0:
+      return ERROR_SUCCESS;
+    case MDB_NOTFOUND:
+    case ENOENT:
+      return ERROR_FILE_NOT_FOUND;
+    case MDB_MAP_FULL:
+    case ENOSPC:
+    case EDQUOT:
+    case EFBIG:
+      return ERROR_DISK_FULL;
+    case ENOMEM:
+      return ERROR_NOT_ENOUGH_MEMORY;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+      return ERROR_ACCESS_DENIED;
+    case MDB_INVALID:
+    case MDB_CORRUPTED:
+    case MDB_PAGE_NOTFOUND:
+    case MDB_INCOMPATIBLE:
+    case MDB_VERSION_MISMATCH:
+      return ERROR_REGISTRY_CORRUPT;
+    default:
+      return ERROR_REGISTRY_IO_FAILED;
+  }
+}
+
+// The transaction.
+
+MDB_cursor* Transaction::Cursor(Table table, int* result) {
+  uses_[table] = ++state.uses;
+  if (!live_[table]) {
+    *result = cursors_[table] != nullptr
+                  ? mdb_cursor_renew(handle, cursors_[table])
+                  : mdb_cursor_open(handle, state.environment.tables[table], &cursors_[table]);
+    live_[table] = *result == 0;
+  }
+  return live_[table] ? cursors_[table] : nullptr;
+}
+
+int Transaction::Get(Table table, MDB_val key, MDB_val* data) { return Move(table, MDB_SET, &key, data); }
+
+int Transaction::Move(Table table, MDB_cursor_op how, MDB_val* key, MDB_val* data) {
+  int result = 0;
+  MDB_cursor* cursor = Cursor(table, &result);
+  return cursor == nullptr ? result : mdb_cursor_get(cursor, key, data, how);
+}
+
+int Transaction::Put(Table table, MDB_val key, MDB_val* data, unsigned flags) {
+  int result = 0;
+  MDB_cursor* cursor = Cursor(table, &result);
+  if (cursor != nullptr) result = mdb_cursor_put(cursor, &key, data, flags);
+  if (result != 0) state.failure = Status(result);
+  return result;
+}
+
+int Transaction::DeleteHere(Table table) {
+  int result = 0;
+  MDB_cursor* cursor = Cursor(table, &result);
+  if (cursor != nullptr) result = mdb_cursor_del(cursor, 0);
+  if (result != 0) state.failure = Status(result);
+  return result;
+}
+
+int Transaction::Delete(Table table, MDB_val key) {
+  MDB_val data;
+  const int result = Get(table, key, &data);
+  return result == 0 ? DeleteHere(table) : result;
+}
+
+uint64_t Transaction::Stamp() const { return state.stamp; }
+void Transaction::Changed() { ++state.stamp; }
+
+void Transaction::Begun() { live_ = {}; }
+
+// LMDB frees the cursors of a write transaction with it, those of a reading one stay.
+void Transaction::Ended() {
+  cursors_ = {};
+  live_ = {};
+  edited_ = {};
+}
+
+void Transaction::CloseCursors() {
+  for (MDB_cursor* cursor : cursors_) {
+    if (cursor != nullptr) mdb_cursor_close(cursor);
+  }
+  Ended();
+}
+
+int Transaction::Load(KeyId id, KeyInfo& info) {
+  std::string_view texts;
+  if (edited_.id == id && id != 0) {
+    info.record = edited_.record;
+    texts = edited_.texts;
+  } else {
+    MDB_val data;
+    const int result = Get(kRecords, NumberKey(id), &data);
+    if (result != 0) return result;
+    if (data.mv_size < sizeof info.record) return MDB_CORRUPTED;
+    std::memcpy(&info.record, data.mv_data, sizeof info.record);
+    texts = AsText(data).substr(sizeof info.record);
+  }
+  info.name = texts.substr(0, info.record.name_size);
+  info.class_name = texts.substr(info.name.size());
+  return 0;
+}
+
+KeyRecord* Transaction::Edit(KeyId id, int* result) {
+  if (edited_.id == id) {
+    edited_.dirty = true;
+    return &edited_.record;
+  }
+  *result = Flush();
+  KeyInfo info;
+  if (*result == 0) *result = Load(id, info);
+  if (*result != 0) return nullptr;
+  edited_.id = id;
+  edited_.dirty = true;
+  edited_.record = info.record;
+  edited_.texts.assign(info.name);
+  edited_.texts.append(info.class_name);
+  return &edited_.record;
+}
+
+int Transaction::Add(KeyId id, const KeyInfo& info) {
+  const int result = Flush();
+  edited_.id = id;
+  edited_.dirty = true;
+  edited_.record = info.record;
+  edited_.record.name_size = static_cast<uint32_t>(info.name.size());
+  edited_.record.class_size = static_cast<uint32_t>(info.class_name.size());
+  edited_.texts.assign(info.name);
+  edited_.texts.append(info.class_name);
+  return result;
+}
+
+int Transaction::Remove(KeyId id) {
+  const int result = Flush();
+  edited_ = {};
+  return result != 0 ? result : Delete(kRecords, NumberKey(id));
+}
+
+int Transaction::NewId(KeyId* id) {
+  if (state.next_id == 0) {
+    MDB_val data;
+    const int result = Get(kRecords, NumberKey(0), &data);
+    if (result != 0 && result != MDB_NOTFOUND) return result;
+    state.next_id = kHomeKey;
+    if (result == 0) std::memcpy(&state.next_id, data.mv_data, sizeof state.next_id);
+  }
+  if (state.next_id == ~KeyId{0}) return MDB_MAP_FULL;
+  *id = state.next_id++;
+  state.next_id_changed = true;
+  return 0;
+}
+
+int Transaction::Flush() {
+  int result = 0;
+  if (edited_.dirty) {
+    MDB_val data = {sizeof edited_.record + edited_.texts.size(), nullptr};
+    result = Put(kRecords, NumberKey(edited_.id), &data, MDB_RESERVE);
+    if (result == 0) {
+      std::memcpy(data.mv_data, &edited_.record, sizeof edited_.record);
+      std::memcpy(static_cast<char*>(data.mv_data) + sizeof edited_.record, edited_.texts.data(),
+                  edited_.texts.size());
+      edited_.dirty = false;
+    }
+  }
+  if (result == 0 && state.next_id_changed) {
+    MDB_val data = {sizeof state.next_id, &state.next_id};
+    result = Put(kRecords, NumberKey(0), &data);
+  }
+  return result;
+}
+
+// Operations.
+
+Reading::Reading() {
+  status = Ready();
+  if (status != 0) return;
+  if (state.write.handle != nullptr) {
+    txn = &state.write;
+    status = state.failure;
+  } else {
+    txn = &state.read;
+    status = BeginReading();
+  }
+  ++state.depth;
+}
+
+Reading::~Reading() {
+  if (txn == nullptr) return;
+  if (--state.depth == 0 && !state.in_event && txn == &state.read) EndReading();
+}
+
+Writing::Writing() {
+  status = Ready();
+  if (status != 0) return;
+  status = BeginWriting();
+  if (status == 0) status = state.failure;
+  if (state.write.handle == nullptr) return;
+  txn = &state.write;
+  ++state.depth;
+}
+
+LONG Writing::Finish(LONG result) {
+  if (txn == nullptr || finished_) return result;
+  finished_ = true;
+  if (--state.depth > 0 || state.in_event) return result;
+  if (result == 0) return CommitWriting();
+  AbandonWriting();
+  return result;
+}
+
+Writing::~Writing() { Finish(ERROR_OPERATION_ABORTED); }
+
+// The environment in use.
+
+machine::Outcome UseEnvironment(Environment environment) {
+  MDB_txn* read = nullptr;
+  const int code = mdb_txn_begin(environment.env.get(), nullptr, MDB_RDONLY, &read);
+  if (code != 0) {
+    return {static_cast<DWORD>(Status(code)),
+            "The store could not be read: " + std::string(mdb_strerror(code)) + "."};
+  }
+  mdb_txn_reset(read);
+  state.environment = std::move(environment);
+  state.read.handle = read;
+  state.snapshot = 0;
+  ++state.stamp;
+  return {};
+}
+
+void CloseEnvironmentInUse() {
+  if (!state.environment.env) return;
+  AbandonWriting();
+  EndReading();
+  state.in_event = false;
+  state.read.CloseCursors();
+  mdb_txn_abort(state.read.handle);
+  state.read.handle = nullptr;
+  state.environment = {};
+}
+
+bool EnvironmentInUse() { return state.environment.env != nullptr; }
+void RemoveAtCommit(std::string folder) { state.doomed.push_back(std::move(folder)); }
+
+}  // namespace embedded
+
+// Events.
+
+namespace machine {
+
+using embedded::state;
+
+void BeginEvent() { state.in_event = true; }
+bool InEvent() { return state.in_event; }
+
+Outcome CommitEvent() {
+  state.in_event = false;
+  embedded::EndReading();
+  const LONG status = embedded::CommitWriting();
+  if (status == 0) return {};
+  if (status == ERROR_DISK_FULL) return {ERROR_DISK_FULL, "The changes were not stored: the disk is full."};
+  return {static_cast<DWORD>(status),
+          "The changes were not stored: the registry could not be written (error " + std::to_string(status) +
+              ")."};
+}
+
+void AbandonEvent() {
+  state.in_event = false;
+  embedded::EndReading();
+  embedded::AbandonWriting();
+}
+
+}  // namespace machine

@@ -1,0 +1,126 @@
+#include "platform/embedded/values.h"
+
+#include <cstring>
+
+#include "platform/embedded/names.h"
+
+namespace embedded {
+namespace {
+
+struct ValueHeader {
+  DWORD type;
+  uint32_t name_size;
+};
+
+uint64_t NamePlace(KeyId key, std::string_view name) { return uint64_t{key} << 32 | HashName(name); }
+uint64_t ValuePlace(KeyId key, uint32_t sequence) { return uint64_t{key} << 32 | sequence; }
+
+LONG Read(const MDB_val& data, Value& value) {
+  ValueHeader header;
+  if (data.mv_size < sizeof header) return ERROR_REGISTRY_CORRUPT;
+  std::memcpy(&header, data.mv_data, sizeof header);
+  const std::string_view texts = AsText(data).substr(sizeof header);
+  value.type = header.type;
+  value.name = texts.substr(0, header.name_size);
+  value.data = texts.substr(value.name.size());
+  return ERROR_SUCCESS;
+}
+
+// Finds the value by the sequences that share its name's hash, which is nearly always one. The cursor of
+// kValues stays at the value, `*sequences` holds all of them.
+LONG Seek(Transaction& txn, KeyId key, std::string_view name, MDB_val* sequences, uint32_t* sequence,
+          Value& value) {
+  *sequences = {0, nullptr};
+  const int result = txn.Get(kNames, NumberKey(NamePlace(key, name)), sequences);
+  if (result != 0) return Status(result);
+  for (size_t at = 0; at + sizeof *sequence <= sequences->mv_size; at += sizeof *sequence) {
+    std::memcpy(sequence, static_cast<const char*>(sequences->mv_data) + at, sizeof *sequence);
+    MDB_val data;
+    LONG status = Status(txn.Get(kValues, NumberKey(ValuePlace(key, *sequence)), &data));
+    if (status == 0) status = Read(data, value);
+    if (status != 0) return status;
+    if (SameName(value.name, name)) return ERROR_SUCCESS;
+  }
+  return ERROR_FILE_NOT_FOUND;
+}
+
+LONG Write(Transaction& txn, KeyId key, uint32_t sequence, const Value& value) {
+  const ValueHeader header = {value.type, static_cast<uint32_t>(value.name.size())};
+  MDB_val place = {sizeof header + value.name.size() + value.data.size(), nullptr};
+  const int result = txn.Put(kValues, NumberKey(ValuePlace(key, sequence)), &place, MDB_RESERVE);
+  if (result != 0) return Status(result);
+  char* to = static_cast<char*>(place.mv_data);
+  std::memcpy(to, &header, sizeof header);
+  to += sizeof header;
+  if (!value.name.empty()) std::memcpy(to, value.name.data(), value.name.size());
+  to += value.name.size();
+  if (!value.data.empty()) std::memcpy(to, value.data.data(), value.data.size());
+  return ERROR_SUCCESS;
+}
+
+LONG WriteSequences(Transaction& txn, KeyId key, std::string_view name, std::string_view sequences) {
+  MDB_val data = AsValue(sequences);
+  return Status(txn.Put(kNames, NumberKey(NamePlace(key, name)), &data));
+}
+
+}  // namespace
+
+LONG FindValue(Transaction& txn, KeyId key, std::string_view name, Value& value) {
+  MDB_val sequences;
+  uint32_t sequence;
+  return Seek(txn, key, name, &sequences, &sequence, value);
+}
+
+LONG PutValue(Transaction& txn, KeyId key, std::string_view name, DWORD type, std::string_view data) {
+  KeyRecord* record = nullptr;
+  LONG status = EditKey(txn, key, record);
+  if (status != 0) return status;
+  MDB_val sequences;
+  uint32_t sequence;
+  Value old;
+  status = Seek(txn, key, name, &sequences, &sequence, old);
+  if (status == 0) {
+    Touch(txn, *record, false);
+    const std::string spelling(old.name);
+    return Write(txn, key, sequence, {type, spelling, data});
+  }
+  if (status != ERROR_FILE_NOT_FOUND) return status;
+  if (record->next_sequence == ~0u) return ERROR_NO_SYSTEM_RESOURCES;
+  Touch(txn, *record, true);
+  ++record->values;
+  sequence = record->next_sequence++;
+  std::string all(AsText(sequences));
+  all.append(reinterpret_cast<const char*>(&sequence), sizeof sequence);
+  status = WriteSequences(txn, key, name, all);
+  return status != 0 ? status : Write(txn, key, sequence, {type, name, data});
+}
+
+LONG RemoveValue(Transaction& txn, KeyId key, std::string_view name) {
+  KeyRecord* record = nullptr;
+  LONG status = EditKey(txn, key, record);
+  if (status != 0) return status;
+  MDB_val sequences;
+  uint32_t sequence;
+  Value old;
+  status = Seek(txn, key, name, &sequences, &sequence, old);
+  if (status != 0) return status;
+  std::string others;
+  for (size_t at = 0; at + sizeof sequence <= sequences.mv_size; at += sizeof sequence) {
+    const std::string_view one = AsText(sequences).substr(at, sizeof sequence);
+    if (std::memcmp(one.data(), &sequence, sizeof sequence) != 0) others += one;
+  }
+  status = Status(txn.DeleteHere(kValues));
+  if (status != 0) return status;
+  Touch(txn, *record, true);
+  --record->values;
+  if (!others.empty()) return WriteSequences(txn, key, name, others);
+  return Status(txn.DeleteHere(kNames));
+}
+
+LONG ValueAt(Transaction& txn, KeyId key, DWORD index, Position& at, Value& value) {
+  MDB_val data;
+  const LONG status = EntryAt(txn, kValues, key, index, at, &data);
+  return status != 0 ? status : Read(data, value);
+}
+
+}  // namespace embedded
