@@ -1,0 +1,77 @@
+#include "extension/page_table.h"
+
+#include "pages/pages.h"
+
+namespace {
+
+constexpr std::string_view kServer = R"(Software\TesselWorks\SSHD)";
+constexpr std::string_view kPrinterInfo = R"(Software\TesselWorks\SSHD\PrinterInfo)";
+constexpr std::string_view kSftp = R"(Software\TesselWorks\SFTP)";
+constexpr std::string_view kSftpUsers = R"(Software\TesselWorks\SFTP\Users)";
+constexpr std::string_view kSftpGroups = R"(Software\TesselWorks\SFTP\Groups)";
+constexpr std::string_view kScpUsers = R"(Software\TesselWorks\SCP\Users)";
+constexpr std::string_view kScpGroups = R"(Software\TesselWorks\SCP\Groups)";
+constexpr std::string_view kPrincipals = "*Users|Groups|IP Range";
+constexpr auto kNotBuilt = nullptr;
+
+using I = PageIndex;
+
+constexpr PageTableRow kRows[] = {
+    {I::General, "General Settings", "", kServer, kNotBuilt},
+    {I::Cipher, "General Settings::Cipher", "", kServer, kNotBuilt},
+    {I::Compression, "General Settings::Compression", "", kServer, MakeCompressionPage},
+    {I::HostKey, "General Settings::Host Key", "", kServer, kNotBuilt},
+    {I::Kex, "General Settings::Key Exchange", "", kServer, kNotBuilt},
+    {I::Mac, "General Settings::MAC", "", kServer, kNotBuilt},
+    {I::AuthMain, "Authentication", "", kServer, kNotBuilt},
+    {I::AuthPassword, "Authentication::Password Options", "", kServer, kNotBuilt},
+    {I::AuthPubKey, "Authentication::Public Key Options", "", kServer, kNotBuilt},
+    {I::AuthX509, "Authentication::X.509 Certificate Options", "", kServer, kNotBuilt},
+    {I::AuthGssApi, "Authentication::GSSAPI Options", "", kServer, kNotBuilt},
+    {I::Banner, "Banner", "", kServer, kNotBuilt},
+    {I::AccessControl, "Access Control", "", kServer, kNotBuilt},
+    {I::Logging, "Logging", "", kServer, kNotBuilt},
+    {I::PrintInfo, "Print Monitor", "", kPrinterInfo, kNotBuilt},
+    {I::UsersMain, "Users", "", kServer, kNotBuilt},
+    {I::GroupsMain, "Groups", "", kServer, kNotBuilt},
+    {I::Sftp, "", "", kServer, kNotBuilt},
+    {I::SftpUser, "SFTP Users", "::*", kSftpUsers, kNotBuilt},
+    {I::SftpGroup, "SFTP Groups", "", kServer, kNotBuilt},
+    {I::SftpGroupUser, "SFTP Groups", "::*", kSftpGroups, kNotBuilt},
+    {I::Scp, "SCP Users", "", kServer, kNotBuilt},
+    {I::ScpUser, "SCP Users", "::*", kScpUsers, kNotBuilt},
+    {I::ScpGroup, "SCP Groups", "", kServer, kNotBuilt},
+    {I::ScpGroupUser, "SCP Groups", "::*", kScpGroups, kNotBuilt},
+    {I::CfgSettings, "Configuration Management", "", kServer, kNotBuilt},
+    {I::CfgIpMain, "IP Range", "", kServer, kNotBuilt},
+    {I::About, "About", "", kServer, kNotBuilt},
+    {I::UserGen, kPrincipals, "::*", kServer, kNotBuilt},
+    {I::UserFullCon, kPrincipals, "::*::Console Settings", kServer, kNotBuilt},
+    {I::UserStream, kPrincipals, "::*::Stream Settings", kServer, kNotBuilt},
+    {I::UserNonInteractive, kPrincipals, "::*::NonInteractive Command Settings", kServer, kNotBuilt},
+    {I::UserKeyboard, kPrincipals, "::*::Keyboard", kServer, kNotBuilt},
+    {I::UserLogon, kPrincipals, "::*::Logon", kServer, kNotBuilt},
+    {I::UserEnv, kPrincipals, "::*::Environment Variables", kServer, kNotBuilt},
+    {I::UserTerminate, kPrincipals, "::*::Graceful Termination", kServer, kNotBuilt},
+    {I::UserAccess, kPrincipals, "::*::Forwarding Control", kServer, kNotBuilt},
+    {I::UserHandheld, kPrincipals, "::*::Handheld", kServer, kNotBuilt},
+    {I::SftpUserTempFeature, "*SFTP Users|SFTP Groups", "::*::Two Step Upload", kSftp, kNotBuilt},
+};
+static_assert(std::size(kRows) == kPageCount);
+
+constexpr PageIndex kDestruction[] = {
+    I::General,       I::HostKey,      I::Cipher,        I::Kex,          I::Mac,
+    I::Compression,   I::Banner,       I::AccessControl, I::Logging,      I::PrintInfo,
+    I::UsersMain,     I::GroupsMain,   I::Sftp,          I::SftpGroup,    I::SftpUser,
+    I::SftpGroupUser, I::Scp,          I::ScpUser,       I::ScpGroup,     I::ScpGroupUser,
+    I::About,         I::CfgSettings,  I::CfgIpMain,     I::UserGen,      I::UserEnv,
+    I::UserFullCon,   I::UserKeyboard, I::UserLogon,     I::UserStream,   I::UserNonInteractive,
+    I::UserTerminate, I::UserAccess,   I::UserHandheld,  I::AuthPassword, I::AuthPubKey,
+    I::AuthX509,      I::AuthGssApi,
+};
+
+}  // namespace
+
+std::span<const PageTableRow, kPageCount> PageTableRows() { return kRows; }
+
+std::span<const PageIndex> DestructionOrder() { return kDestruction; }

@@ -1,0 +1,230 @@
+#pragma once
+
+// The life cycle that every page shares. One page object serves any number of nodes: what a person edits for
+// one of them waits in m_pending under its target until Apply writes all of them, or Cancel drops them.
+
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "framework/form.h"
+#include "framework/tessel_property_page.h"
+#include "framework/value_table.h"
+#include "store/target_routing.h"
+
+// The messages between the pages of a sheet.
+enum class SiblingCode : unsigned {
+  Reload = 1,       // settings were imported: read the store again
+  Apply = 2,        // write what is pending, before an export
+  Retitle = 3,      // the host asks for a new title
+  ListChanged = 4,  // a list page has made or removed keys: the pages of a principal write now
+};
+
+// The messages that a page acts on. The configuration page and four others hear none, so their edits stay
+// pending through an export or an import.
+enum class Hears : unsigned char { Nothing, ReloadAndApply, ListChangesToo };
+
+template <class Page, class Record>
+struct PageTable {
+  std::string_view caption;    // of the dialog
+  std::string_view helpTopic;  // behind the help file's path
+  Routing routing = Routing::Server;
+  Hears hears = Hears::ReloadAndApply;
+  std::span<const Row<Page, Record>> controls{};
+  std::span<const Value<Record>> values{};
+};
+
+// `Page` is the concrete class, which holds `static const Table kTable`.
+template <class Page, class RecordType>
+class RecordPage : public CTesselPropertyPage {
+ public:
+  using Record = RecordType;
+  using Table = PageTable<Page, Record>;
+  using Controls = Rows<Page, Record>;
+  using StoredValues = Values<Record>;
+
+  explicit RecordPage(const PageArguments& arguments, std::uint8_t aboutFlag = 0)
+      : CTesselPropertyPage(Page::kTable.caption, aboutFlag, arguments) {}
+
+  bool OnSetActive() override;
+  bool OnKillActive() override;
+  bool OnApply() override;
+  void OnCancel() override;
+  long OnQuerySiblings(unsigned code, unsigned parameter) override;
+
+  // Puts a record on the screen, with the state of dependent controls.
+  virtual void ShowRecord(const Record& record);
+  // Copies the screen into a record.
+  virtual void ReadScreen(Record& record) { m_form.Read(record); }
+  // Reads a target's values; a key that can't be opened leaves the record as it was.
+  virtual void LoadRecord(Record& record, const CString& target);
+  // Writes a target's values in the table's order until one write fails. Nothing is reported.
+  virtual void SaveRecord(const Record& record, const CString& target);
+  virtual bool Differs(const Record& a, const Record& b) const {
+    return RecordsDiffer(Page::kTable.values, a, b);
+  }
+
+  // The target's key, open, or null.
+  std::unique_ptr<CTesselRegObject> OpenTargetKey(const CString& target) const {
+    return ::OpenTargetKey(Page::kTable.routing, m_computer, m_baseKey, target,
+                           m_context->configServerMode != 0);
+  }
+  // Writes every pending record, in order of targets, and forgets them: a target that can't be opened loses
+  // its edits.
+  void ApplyPending();
+  // Tells the sheet whether this page has something to apply; runs after the screen was read.
+  void UpdateModified();
+
+  // The pending record of a target is copied into `record`; false if there is none.
+  bool FindPending(Record& record, const CString& target) const;
+  // Keeps a copy under the target, replacing one that is there.
+  void StashPending(const Record& record, const CString& target);
+  // Forgets the target's record; false if there is none.
+  bool DropPending(const CString& target) { return m_pending.erase(target) != 0; }
+
+ protected:
+  std::string_view HelpTopic() const override { return Page::kTable.helpTopic; }
+  void BuildControls() override;
+  void OnControl(CWnd& control, Notice notice) override;
+  // What every control that edits a field does after a person changed it.
+  void TakeChange() {
+    ReadScreen(m_current);
+    UpdateModified();
+  }
+
+  Form<Page, Record> m_form;
+  Record m_current{};
+  Record m_saved{};
+};
+
+template <class Page, class Record>
+bool RecordPage<Page, Record>::OnSetActive() {
+  m_target = m_refData.text.empty() ? Title() : m_refData.text;
+  LoadRecord(m_saved, m_target);
+  if (FindPending(m_current, m_target)) {
+    DropPending(m_target);
+  } else {
+    m_current = m_saved;
+  }
+  ShowRecord(m_current);
+  // One entry for another target does not count: Apply stays as that target's own page left it.
+  if (m_pending.size() > 1) SetModified(true);
+  return CPropertyPage::OnSetActive();
+}
+
+template <class Page, class Record>
+bool RecordPage<Page, Record>::OnKillActive() {
+  ReadScreen(m_current);
+  // The older copy wins: showing the target takes its entry out, so one that is still there was made by a
+  // list page or by leaving twice.
+  if (Differs(m_current, m_saved) && !m_pending.contains(m_target)) StashPending(m_current, m_target);
+  return CPropertyPage::OnKillActive();
+}
+
+// m_saved stays as it is until the page is shown again.
+template <class Page, class Record>
+bool RecordPage<Page, Record>::OnApply() {
+  ApplyPending();
+  SetModified(false);
+  return CPropertyPage::OnApply();
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::OnCancel() {
+  m_pending.clear();
+  CPropertyPage::OnCancel();
+}
+
+// Always 0, so that every page of the sheet hears the message.
+template <class Page, class Record>
+long RecordPage<Page, Record>::OnQuerySiblings(unsigned code, unsigned) {
+  const Hears hears = Page::kTable.hears;
+  if (hears == Hears::Nothing) return 0;
+  if (code == static_cast<unsigned>(SiblingCode::Reload)) {
+    // The screen follows when the page is next shown.
+    LoadRecord(m_current, m_target);
+  } else if (code == static_cast<unsigned>(SiblingCode::Apply) ||
+             (code == static_cast<unsigned>(SiblingCode::ListChanged) && hears == Hears::ListChangesToo)) {
+    ApplyPending();
+    SetModified(false);
+  }
+  return 0;
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::ShowRecord(const Record& record) {
+  {
+    const FillScope filling(*this);
+    m_form.Show(record);
+  }
+  m_form.EnableShown(record);
+  m_form.ShowNumbers();
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::LoadRecord(Record& record, const CString& target) {
+  const auto key = OpenTargetKey(target);
+  if (key == nullptr) return;
+  for (const Value<Record>& value : Page::kTable.values) LoadValue(*key, value, record);
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::SaveRecord(const Record& record, const CString& target) {
+  const auto key = OpenTargetKey(target);
+  if (key != nullptr) SaveValues(*key, Page::kTable.values, record);
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::ApplyPending() {
+  for (const auto& [target, record] : m_pending)
+    SaveRecord(*static_cast<const Record*>(record.get()), target);
+  m_pending.clear();
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::UpdateModified() {
+  if (Differs(m_current, m_saved)) {
+    SetModified(true);
+  } else if (m_pending.empty()) {
+    SetModified(false);
+  }
+}
+
+template <class Page, class Record>
+bool RecordPage<Page, Record>::FindPending(Record& record, const CString& target) const {
+  const auto found = m_pending.find(target);
+  if (found == m_pending.end()) return false;
+  record = *static_cast<const Record*>(found->second.get());
+  return true;
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::StashPending(const Record& record, const CString& target) {
+  m_pending.insert_or_assign(target, std::make_shared<Record>(record));
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::BuildControls() {
+  m_form.Build(*this, Page::kTable.controls);
+  m_form.EachField([](CWnd& control, const Field<Record>& field) {
+    if (std::holds_alternative<std::monostate>(field)) return;
+    for (const Value<Record>& value : Page::kTable.values) {
+      if (value.field != field) continue;
+      if (!control.storedAs.empty()) control.storedAs += ", ";
+      control.storedAs += value.name;
+    }
+  });
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::OnControl(CWnd& control, Notice) {
+  const Row<Page, Record>* row = m_form.RowOf(control);
+  if (row == nullptr) return;
+  if (row->handler != nullptr) {
+    (static_cast<Page*>(this)->*row->handler)();
+  } else if (!std::holds_alternative<std::monostate>(row->field)) {
+    m_form.TakeChoice(control, m_current);
+    TakeChange();
+  }
+  m_form.EnableClicked(control, m_current);
+}

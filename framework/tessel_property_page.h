@@ -1,0 +1,65 @@
+#pragma once
+
+// The base of all pages, and what crosses the library's boundary: the host fills in the node that it shows,
+// and drives the page through the operations of a property page.
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string_view>
+
+#include "framework/prop_ext_context.h"
+#include "platform/text.h"
+#include "window/property_sheet.h"
+
+// The host's reference to a node of its tree. The extension reads only the text, the node's title path; the
+// numbers are the host's own.
+class CPropRefData {
+ public:
+  CPropRefData() = default;
+  CPropRefData(char const* textOfNode, std::uint32_t first, std::uint64_t value, std::uint32_t second,
+               std::uint32_t third)
+      : number1(first), number2(second), value1(value), number3(third), text(textOfNode) {}
+  CPropRefData(const CPropRefData&) = default;
+  CPropRefData& operator=(const CPropRefData&) = default;
+  virtual ~CPropRefData() = default;
+
+  std::uint32_t number1 = 0;
+  std::uint32_t number2 = 0;
+  std::uint64_t value1 = 0;
+  std::uint64_t value2 = 0;
+  std::uint32_t number3 = 0;
+  CString text;
+};
+
+// What the page table gives a page when it makes it.
+struct PageArguments {
+  CString computer;                   // empty for the local one
+  CString titleText;                  // a title path, or a pattern such as "*Users|Groups|IP Range"
+  CString appended;                   // what stands behind the title that the host makes of it
+  CString baseKey;                    // under HKEY_LOCAL_MACHINE
+  char const* productWord = "";       // a buffer of the page table, which outlives the page
+  PropExtContext* context = nullptr;  // the extension's copy, which outlives the page
+};
+
+class CTesselPropertyPage : public CPropertyPage {
+ public:
+  // Asks the host for the page's title.
+  CTesselPropertyPage(std::string_view caption, std::uint8_t aboutFlag, const PageArguments& arguments);
+
+  std::uint8_t m_aboutFlag;
+  CPropRefData m_refData;
+  // Target to a copy of its edited record that is not written yet; each page knows its record's type.
+  std::map<CString, std::shared_ptr<void>> m_pending;
+  CString m_target;
+
+  void WinHelp() override;
+
+ protected:
+  // Behind the help file's path: "::" and the page's topic; empty for the help file alone.
+  virtual std::string_view HelpTopic() const = 0;
+
+  CString m_computer;
+  CString m_baseKey;
+  PropExtContext* m_context;
+};

@@ -1,0 +1,84 @@
+#include "window/wnd.h"
+
+#include "window/dialog.h"
+
+std::string_view KindName(ControlKind kind) {
+  switch (kind) {
+    case ControlKind::Text:
+      return "text";
+    case ControlKind::Link:
+      return "link";
+    case ControlKind::Picture:
+      return "picture";
+    case ControlKind::Group:
+      return "group";
+    case ControlKind::Button:
+      return "button";
+    case ControlKind::CheckBox:
+      return "check box";
+    case ControlKind::RadioButton:
+      return "radio button";
+    case ControlKind::Edit:
+      return "edit";
+    case ControlKind::ListBox:
+      return "list";
+    case ControlKind::ListView:
+      return "table";
+    case ControlKind::ComboBox:
+      return "drop-down list";
+    case ControlKind::Slider:
+      return "slider";
+    case ControlKind::Address:
+      return "address";
+  }
+  return {};
+}
+
+template <class Doing>
+Act CWnd::Try(Doing doing) {
+  if (!m_visible) return {"\"" + caption + "\" is not shown."};
+  if (!m_enabled) return {"\"" + caption + "\" is disabled."};
+  return {doing()};
+}
+
+Act CWnd::Click() {
+  return Try([&] { return DoClick(); });
+}
+Act CWnd::Type(std::string_view text) {
+  return Try([&] { return DoType(text); });
+}
+Act CWnd::Enter(std::string_view text) {
+  return Try([&] { return DoEnter(text); });
+}
+Act CWnd::Select(std::ptrdiff_t row, bool selected) {
+  return Try([&] { return DoSelect(row, selected); });
+}
+Act CWnd::Check(std::ptrdiff_t row, bool checked) {
+  return Try([&] { return DoCheck(row, checked); });
+}
+Act CWnd::DoubleClick(std::ptrdiff_t row) {
+  return Try([&] { return DoDoubleClick(row); });
+}
+Act CWnd::Drag(int position) {
+  return Try([&] { return DoDrag(position); });
+}
+Act CWnd::Spin(int steps) {
+  return Try([&] { return DoSpin(steps); });
+}
+Act CWnd::Put(std::string_view value) {
+  return Try([&] { return DoPut(value); });
+}
+
+// Focus leaves a control also when its own handler has just disabled it.
+Act CWnd::LeaveFocus() {
+  DoLeaveFocus();
+  return {};
+}
+
+void CWnd::Notify(Notice notice) {
+  if (m_parent != nullptr && !m_parent->IsFilling()) m_parent->OnControl(*this, notice);
+}
+
+std::string CWnd::NoSuchAct() const {
+  return "\"" + caption + "\" is a " + std::string(KindName(m_kind)) + " and can't be used that way.";
+}
