@@ -1,0 +1,106 @@
+#include "configuration/xml_writer.h"
+
+#include <algorithm>
+#include <utility>
+
+int XmlWriter::Write(std::string_view text) {
+  if (!isOpen_) {
+    isOpen_ = file_.Open(fileName_);
+    if (!isOpen_) return 0;
+  }
+  WriteHeaderOnce();
+  file_.Write(text);
+  return 1;
+}
+
+void XmlWriter::SetFileName(std::string_view name) {
+  if (!isOpen_) fileName_ = name;
+}
+
+int XmlWriter::Close() {
+  indent = 0;
+  headerWritten_ = false;
+  if (std::exchange(isOpen_, false)) file_.Close();
+  return 1;
+}
+
+void XmlWriter::WriteHeaderOnce() {
+  if (headerWritten_) return;
+  headerWritten_ = true;
+  const int depth = std::exchange(indent, 0);
+  XmlElement declaration("xml");
+  declaration.SetAttribute("version", "1.0");
+  declaration.SetAttribute("encoding", "UTF-8");
+  declaration.WriteInstruction(*this, 0);
+  indent = depth;
+}
+
+int XmlStringWriter::Write(std::string_view text) {
+  WriteHeaderOnce();
+  buffer_ += text;
+  return 1;
+}
+
+void XmlElement::SetAttribute(std::string_view name, std::string_view value) {
+  const auto found = std::find(attributeNames_.begin(), attributeNames_.end(), name);
+  if (found != attributeNames_.end()) {
+    attributeValues_[static_cast<size_t>(found - attributeNames_.begin())] = value;
+    return;
+  }
+  attributeNames_.emplace_back(name);
+  attributeValues_.emplace_back(value);
+}
+
+bool XmlElement::HasAttribute(std::string_view name) const {
+  return std::find(attributeNames_.begin(), attributeNames_.end(), name) != attributeNames_.end();
+}
+
+void XmlElement::GetAttributeName(int index, CString& out) const {
+  out.clear();
+  if (index >= 0 && index < GetAttributeCount()) out = attributeNames_[static_cast<size_t>(index)];
+}
+
+void XmlElement::GetAttributeValue(int index, CString& out) const {
+  out.clear();
+  if (index >= 0 && index < GetAttributeCount()) out = attributeValues_[static_cast<size_t>(index)];
+}
+
+CString XmlElement::Tag(std::string_view open, std::string_view close, int blanks, bool newLine) const {
+  CString tag(static_cast<size_t>(std::max(blanks, 0)), ' ');
+  tag += open;
+  tag += name_;
+  for (size_t i = 0; i < attributeNames_.size(); ++i)
+    AppendAttribute(tag, attributeNames_[i], attributeValues_[i]);
+  tag += close;
+  if (newLine) tag += "\r\n";
+  return tag;
+}
+
+void XmlElement::WriteStart(XmlWriter& writer, int delta, bool doIndent, bool newLine) const {
+  writer.indent += delta;
+  writer.Write(Tag("<", ">", doIndent ? writer.indent : 0, newLine));
+}
+
+void XmlElement::WriteEmpty(XmlWriter& writer, int delta, bool doIndent, bool newLine) const {
+  writer.indent += delta;
+  writer.Write(Tag("<", "/>", doIndent ? writer.indent : 0, newLine));
+  writer.indent -= delta;
+}
+
+void XmlElement::WriteEnd(XmlWriter& writer, int delta, bool doIndent, bool newLine) const {
+  writer.Write(XmlElement(name_).Tag("</", ">", doIndent ? writer.indent : 0, newLine));
+  writer.indent += delta;
+}
+
+void XmlElement::WriteInstruction(XmlWriter& writer, int delta) const {
+  writer.indent += delta;
+  writer.Write(Tag("<?", "?>", writer.indent, true));
+}
+
+void AppendAttribute(CString& tag, std::string_view name, std::string_view value) {
+  tag += ' ';
+  tag += name;
+  tag += "=\"";
+  tag += value;
+  tag += '"';
+}
