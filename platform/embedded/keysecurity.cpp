@@ -246,6 +246,7 @@ LONG DescriptorOfNewKey(std::string_view parent, PSECURITY_DESCRIPTOR creators, 
 
 LONG MergedDescriptor(std::string_view current, SECURITY_INFORMATION what, PSECURITY_DESCRIPTOR given,
                       std::string& result) {
+  if (*static_cast<const BYTE*>(given) != SECURITY_DESCRIPTOR_REVISION) return ERROR_UNKNOWN_REVISION;
   if (IsValidSecurityDescriptor(given) == FALSE) return ERROR_INVALID_SECURITY_DESCR;
   Parts parts = TakeApart(current);
   const Parts wanted = TakeApart(given);

@@ -277,9 +277,6 @@ LONG FollowPath(Transaction& txn, KeyId from, std::string_view path, REGSAM view
     }
     *rest = path;
     if (component.empty()) return ERROR_SUCCESS;
-    if (component.size() > kLongestKeyName && NameUnits(component) > kLongestKeyName) {
-      return ERROR_INVALID_PARAMETER;
-    }
     const LONG status = FindChild(txn, *key, component, key);
     if (status == ERROR_FILE_NOT_FOUND) return ERROR_SUCCESS;
     if (status != 0) return status;

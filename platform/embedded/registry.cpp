@@ -101,6 +101,7 @@ LONG WINAPI RegConnectRegistryA(LPCSTR computer, HKEY root, PHKEY result) {
 
 LONG WINAPI RegOpenKeyExA(HKEY handle, LPCSTR path, DWORD, REGSAM access, PHKEY result) {
   if (result == nullptr || embedded::HasTwoViews(access)) return ERROR_INVALID_PARAMETER;
+  if (handle != nullptr) *result = nullptr;
   Key* key = nullptr;
   LONG status = embedded::FindKey(handle, key);
   if (status != 0) return status;
@@ -109,7 +110,6 @@ LONG WINAPI RegOpenKeyExA(HKEY handle, LPCSTR path, DWORD, REGSAM access, PHKEY 
     *result = handle;
     return ERROR_SUCCESS;
   }
-  *result = nullptr;
   if (name.Text().starts_with('\\')) return ERROR_BAD_PATHNAME;
   std::unique_ptr<Key> opened;
   status = key->Open(name, access, opened);
@@ -146,7 +146,8 @@ LONG WINAPI RegCreateKeyExA(HKEY handle, LPCSTR path, DWORD reserved, LPSTR clas
 }
 
 LONG WINAPI RegCreateKeyA(HKEY handle, LPCSTR path, PHKEY result) {
-  if (path == nullptr || *path == '\0') return RegOpenKeyA(handle, path, result);
+  if (path == nullptr) path = "";
+  if (*path == '\0' && embedded::IsPredefined(handle)) return RegOpenKeyA(handle, path, result);
   return RegCreateKeyExA(handle, path, 0, nullptr, REG_OPTION_NON_VOLATILE, MAXIMUM_ALLOWED, nullptr, result,
                          nullptr);
 }
@@ -197,8 +198,13 @@ LONG WINAPI RegQueryValueExA(HKEY handle, LPCSTR name, LPDWORD reserved, LPDWORD
                              LPDWORD size) {
   if ((data != nullptr && size == nullptr) || reserved != nullptr) return ERROR_INVALID_PARAMETER;
   Key* key = nullptr;
-  const LONG status = embedded::FindKey(handle, key);
-  return status != 0 ? status : key->QueryValue(embedded::Name(name), {nullptr, nullptr, type, data, size});
+  LONG status = embedded::FindKey(handle, key);
+  if (status != 0) return status;
+  status = key->QueryValue(embedded::Name(name), {nullptr, nullptr, type, data, size});
+  if (status != ERROR_FILE_NOT_FOUND) return status;
+  if (type != nullptr) *type = REG_NONE;
+  if (data == nullptr && size != nullptr) *size = 0;
+  return status;
 }
 
 LONG WINAPI RegSetValueExA(HKEY handle, LPCSTR name, DWORD, DWORD type, const BYTE* data, DWORD size) {
