@@ -37,6 +37,14 @@ void SetList(const CString& path, const char* sddl) {
   ASSERT_EQ(RegSetKeySecurity(key.get(), DACL_SECURITY_INFORMATION, descriptor), 0);
 }
 
+embedded::SidBytes Sid(const char* text) {
+  PSID sid = nullptr;
+  EXPECT_TRUE(ConvertStringSidToSidA(text, &sid));
+  const LocalMemory<void> owned(sid);
+  const BYTE* bytes = static_cast<const BYTE*>(sid);
+  return embedded::SidBytes(bytes, bytes + GetLengthSid(sid));
+}
+
 class StoreOnEmbedded : public ScratchKeyTest {
  protected:
   void TearDown() override {
@@ -118,12 +126,12 @@ TEST_F(StoreOnEmbedded, LetsTheNewListDecideWhatLiesBelow) {
   const LocalMemory<void> writersOfListsOnly(descriptor);
   SetList(kPath, "D:(A;;KA;;;AU)");
   SetList(Under("Top"), "D:(A;;KA;;;AU)");
-  const SID authenticated = {1, 1, SECURITY_NT_AUTHORITY, {SECURITY_AUTHENTICATED_USER_RID}};
-  const BYTE* bytes = reinterpret_cast<const BYTE*>(&authenticated);
-  machine::SetCaller({.sids = {embedded::SidBytes(bytes, bytes + sizeof(authenticated))}});
+  machine::SetCaller({.sids = {Sid("AU"), Sid("BU")}});
   // The list just given keeps the caller from the subkeys, which is the status, and the list stays.
   EXPECT_EQ(key_security::SetKeySecurity(HKEY_LOCAL_MACHINE, Under("Top").c_str(), 0, descriptor),
             DWORD{ERROR_ACCESS_DENIED});
+  CTesselRegObject top;
+  EXPECT_EQ(top.OpenKey(nullptr, HKEY_LOCAL_MACHINE, Under("Top").c_str()), DWORD{ERROR_ACCESS_DENIED});
   machine::SetCaller({});
   const LocalMemory<void> after(key_security::GetKeySecurity(child.c_str()));
   ASSERT_EQ(LocalSize(after.get()), LocalSize(before.get()));
