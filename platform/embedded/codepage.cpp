@@ -237,26 +237,34 @@ Narrow NarrowOf(const Page* page, std::u16string_view source, std::string_view d
   return result;
 }
 
-// The record of the local computer, read once a home. Opening a home may itself convert text: that sees
-// UTF-8.
+// What the record of the local computer said, read once a home.
+struct KnownPage {
+  std::mutex lock;
+  std::string home;
+  UINT page = CP_UTF8;
+};
+
+KnownPage& Known() {
+  static KnownPage& known = *new KnownPage;
+  return known;
+}
+
+// Opening a home may itself convert text: that sees UTF-8.
 UINT ComputerCodePage() {
-  static std::mutex& lock = *new std::mutex;
-  static std::string& known_home = *new std::string;
-  static UINT known_page = CP_UTF8;
   thread_local bool reading = false;
   if (reading) return CP_UTF8;
   reading = true;
   const std::string home = HomeFolder();
-  std::unique_lock guard(lock);
-  if (home != known_home) {
+  const std::scoped_lock guard(Known().lock);
+  if (home != Known().home) {
     const std::optional<std::string> record = GetRecord("", kRecord);
     UINT page = 0;
     if (record) std::from_chars(record->data(), record->data() + record->size(), page);
-    known_page = page != 0 && IsCodePage(page) ? page : CP_UTF8;
-    known_home = home;
+    Known().page = page != 0 && IsCodePage(page) ? page : CP_UTF8;
+    Known().home = home;
   }
   reading = false;
-  return known_page;
+  return Known().page;
 }
 
 UINT Resolved(UINT page) {
@@ -269,7 +277,10 @@ bool IsCodePage(UINT page) { return page == CP_UTF8 || PageOf(page) != nullptr; 
 
 LONG SetCodePage(UINT page) {
   if (!IsCodePage(page)) return ERROR_INVALID_PARAMETER;
-  return PutRecord("", kRecord, std::to_string(page));
+  const LONG status = PutRecord("", kRecord, std::to_string(page));
+  const std::scoped_lock guard(Known().lock);
+  Known().home.clear();
+  return status;
 }
 
 std::u16string Utf8ToUtf16(std::string_view text) { return WideOfUtf8(text).text; }
