@@ -55,12 +55,12 @@ std::string CButton::DoClick() {
 }
 
 std::string CButton::DoPut(std::string_view value) {
-  if (Kind() == ControlKind::Button) return Quoted(caption) + " is a button: press it instead.";
+  if (Kind() == ControlKind::Button) return Quoted(Name()) + " is a button: press it instead.";
   const std::optional<bool> wanted = OnOff(value);
-  if (!wanted) return Quoted(caption) + " takes on or off, not " + Quoted(value) + ".";
+  if (!wanted) return Quoted(Name()) + " takes on or off, not " + Quoted(value) + ".";
   if (*wanted == m_checked) return {};
   if (!*wanted && Kind() == ControlKind::RadioButton) {
-    return Quoted(caption) + " goes off when another button of its group goes on.";
+    return Quoted(Name()) + " goes off when another button of its group goes on.";
   }
   return DoClick();
 }
@@ -73,16 +73,16 @@ void CEdit::SetText(std::string_view text) {
 void CEdit::OnBadInput() { CurrentFrontEnd().Beep(); }
 
 std::string CEdit::DoType(std::string_view text) {
-  if (readOnly) return Quoted(caption) + " can only be read.";
+  if (readOnly) return Quoted(Name()) + " can only be read.";
   TypeOver(text, false);
   return {};
 }
 
 std::string CEdit::DoEnter(std::string_view text) {
-  if (readOnly) return Quoted(caption) + " can only be read.";
+  if (readOnly) return Quoted(Name()) + " can only be read.";
   for (const char c : text) {
     if (Accepts(c) || (multiLine && (c == '\r' || c == '\n'))) continue;
-    return Quoted(caption) + " takes " + Takes() + ", not " + Quoted(text) + ".";
+    return Quoted(Name()) + " takes " + Takes() + ", not " + Quoted(text) + ".";
   }
   TypeOver(text, true);
   LeaveFocus();
@@ -117,7 +117,7 @@ void CEdit::TypeOver(std::string_view text, bool allSelected) {
 }
 
 std::string CEdit::DoSpin(int steps) {
-  if (!spin) return Quoted(caption) + " has no arrows.";
+  if (!spin) return Quoted(Name()) + " has no arrows.";
   const int now = WholeNumber(m_text).value_or(spin->min);
   const auto wanted = static_cast<long long>(now) + steps;
   SetText(std::to_string(std::clamp<long long>(wanted, spin->min, spin->max)));
@@ -180,7 +180,7 @@ std::string CListBase::SelectedText() const {
 }
 
 std::string CListBase::DoSelect(std::ptrdiff_t row, bool selected) {
-  if (row >= static_cast<std::ptrdiff_t>(Rows().size())) return Quoted(caption) + " has no such row.";
+  if (row >= static_cast<std::ptrdiff_t>(Rows().size())) return Quoted(Name()) + " has no such row.";
   const std::ptrdiff_t wanted = selected ? row : -1;
   if (wanted == m_selected) return {};
   m_selected = wanted;
@@ -194,7 +194,7 @@ std::string CListBase::DoPut(std::string_view value) {
 }
 
 std::string CListBase::NoSuchRow(std::string_view text) const {
-  const std::string name = caption.empty() ? "The list" : Quoted(caption);
+  const std::string name = Name().empty() ? "The list" : Quoted(Name());
   if (m_rows.empty()) return name + " has no rows.";
   std::vector<std::string> near = NearestNames(text, Rows());
   if (near.empty() && m_rows.size() <= 8) near = Rows();
@@ -294,7 +294,7 @@ std::string CListCtrl::Value() const {
 }
 
 std::string CListCtrl::DoSelect(std::ptrdiff_t row, bool selected) {
-  if (row >= static_cast<std::ptrdiff_t>(m_rows.size())) return Quoted(caption) + " has no such row.";
+  if (row >= static_cast<std::ptrdiff_t>(m_rows.size())) return Quoted(Name()) + " has no such row.";
   if (row < 0) {
     for (size_t i = 0; i < m_rows.size(); ++i) SetSelected(i, false);
   } else {
@@ -304,9 +304,9 @@ std::string CListCtrl::DoSelect(std::ptrdiff_t row, bool selected) {
 }
 
 std::string CListCtrl::DoCheck(std::ptrdiff_t row, bool checked) {
-  if (!checkBoxes) return Quoted(caption) + " has no check boxes.";
+  if (!checkBoxes) return Quoted(Name()) + " has no check boxes.";
   if (row < 0 || row >= static_cast<std::ptrdiff_t>(m_rows.size()))
-    return Quoted(caption) + " has no such row.";
+    return Quoted(Name()) + " has no such row.";
   if (m_rows[static_cast<size_t>(row)].checked != checked) SetCheck(static_cast<size_t>(row), checked);
   return {};
 }
@@ -321,7 +321,7 @@ std::string CListCtrl::DoPut(std::string_view value) {
   for (size_t row = 0; row < m_rows.size(); ++row) {
     if (text::EqualNoCase(GetItemText(row), value)) return DoSelect(static_cast<std::ptrdiff_t>(row), true);
   }
-  return Quoted(caption) + " has no row " + Quoted(value) + ".";
+  return Quoted(Name()) + " has no row " + Quoted(value) + ".";
 }
 
 void CSliderCtrl::SetRange(int min, int max) {
@@ -341,7 +341,7 @@ std::string CSliderCtrl::DoDrag(int position) {
 std::string CSliderCtrl::DoPut(std::string_view value) {
   const std::optional<int> position = WholeNumber(value);
   if (!position || *position < m_min || *position > m_max) {
-    return Quoted(caption) + " takes a number from " + std::to_string(m_min) + " to " +
+    return Quoted(Name()) + " takes a number from " + std::to_string(m_min) + " to " +
            std::to_string(m_max) + ", not " + Quoted(value) + ".";
   }
   return DoDrag(*position);
@@ -366,7 +366,7 @@ std::string CIPAddressCtrl::DoPut(std::string_view value) {
     const size_t end = i + 1 < address.size() ? rest.find('.') : rest.size();
     const std::optional<int> part = WholeNumber(rest.substr(0, std::min(end, rest.size())));
     if (end == std::string_view::npos || !part || *part < 0 || *part > 255) {
-      return Quoted(caption) + " takes four numbers from 0 to 255 with dots between, not " + Quoted(value) +
+      return Quoted(Name()) + " takes four numbers from 0 to 255 with dots between, not " + Quoted(value) +
              ".";
     }
     address[i] = static_cast<std::uint8_t>(*part);

@@ -112,6 +112,12 @@ std::string CDialog::NameOf(size_t index) const {
   return number == 1 ? name : name + "#" + std::to_string(number);
 }
 
+std::string CDialog::NameOf(const CWnd& control) const {
+  const auto found = std::find_if(m_controls.begin(), m_controls.end(),
+                                  [&control](const auto& own) { return own.get() == &control; });
+  return found == m_controls.end() ? control.caption : NameOf(static_cast<size_t>(found - m_controls.begin()));
+}
+
 std::vector<CWnd*> CDialog::FindAll(std::string_view name) const {
   const std::string wanted = Plain(name);
   std::vector<CWnd*> exact;

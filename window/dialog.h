@@ -64,6 +64,7 @@ class CDialog {
   // What a person, a script or a screen reader calls the control at `index`: its caption, or that of its
   // group where it has none; further ones of the same name carry "#2", "#3" behind it.
   std::string NameOf(size_t index) const;
+  std::string NameOf(const CWnd& control) const;
 
   // A control by that name; a row of a check list counts as a check box of the row's text.
   struct Found {

@@ -36,8 +36,8 @@ std::string_view KindName(ControlKind kind) {
 
 template <class Doing>
 Act CWnd::Try(Doing doing) {
-  if (!m_visible) return {"\"" + caption + "\" is not shown."};
-  if (!m_enabled) return {"\"" + caption + "\" is disabled."};
+  if (!m_visible) return {"\"" + Name() + "\" is not shown."};
+  if (!m_enabled) return {"\"" + Name() + "\" is disabled."};
   return {doing()};
 }
 
@@ -80,5 +80,7 @@ void CWnd::Notify(Notice notice) {
 }
 
 std::string CWnd::NoSuchAct() const {
-  return "\"" + caption + "\" is a " + std::string(KindName(m_kind)) + " and can't be used that way.";
+  return "\"" + Name() + "\" is a " + std::string(KindName(m_kind)) + " and can't be used that way.";
 }
+
+std::string CWnd::Name() const { return m_parent != nullptr ? m_parent->NameOf(*this) : caption; }

@@ -72,6 +72,9 @@ class CWnd {
   // for a list, keys for an edit.
   Act Put(std::string_view value);
 
+  // What a person or a script calls the control: CDialog::NameOf.
+  std::string Name() const;
+
   // The value as Put takes it, and as the console prints it.
   virtual std::string Value() const { return {}; }
 

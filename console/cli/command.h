@@ -1,0 +1,58 @@
+#pragma once
+
+// What the commands of the command line share: how they end, and how they print.
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "console/host.h"
+#include "window/scripted_front_end.h"
+
+// A command's exit status.
+enum class Status : int { Done = 0, NotDone = 1, WrongUse = 2, Unanswered = 3 };
+
+// What came of a command, printed once at its end: as text, or as the one JSON object
+// {"status", "error", "notes", "messages", "data"}.
+struct Outcome {
+  Status status = Status::Done;
+  std::string error;                  // one sentence, for any status but Done
+  std::string text;                   // the result for a person
+  std::vector<std::string> notes;     // what a person should know although the command succeeded
+  std::vector<std::string> messages;  // what message boxes have told
+  nlohmann::ordered_json data;        // the result for a program
+};
+
+inline Outcome Failed(std::string_view sentence, Status status = Status::NotDone) {
+  Outcome outcome;
+  outcome.status = status;
+  outcome.error = sentence;
+  return outcome;
+}
+
+// Global options of the command line.
+struct Settings {
+  std::string home;
+  Host::Options host;
+  bool json = false;
+};
+
+// The pages.
+Outcome ShowTree(const Settings& settings);
+Outcome ShowNode(const Settings& settings, const std::string& node);
+Outcome ShowAllNodes(const Settings& settings);
+Outcome FindText(const Settings& settings, const std::string& text);
+Outcome SetControls(const Settings& settings, const std::string& node,
+                    const std::vector<std::string>& assignments);
+// `steps` are answers, or pairs of "--select", "--fill", "--press" or "--path" and what goes with them.
+Outcome PressButton(const Settings& settings, const std::string& node, const std::string& caption,
+                    const std::vector<std::string>& steps);
+Outcome RunScript(const Settings& settings, const std::string& file);
+
+// The registry and the computers.
+Outcome QueryRegistry(const Settings& settings, const std::string& key, const std::string* value);
+Outcome ChangeComputers(const std::string& verb, const std::string& name);
+Outcome ChangeConfigurations(const Settings& settings, const std::string& verb, const std::string& name);
+
+int Print(const Settings& settings, const Outcome& outcome);

@@ -1,0 +1,129 @@
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <iostream>
+
+#include "console/cli/command.h"
+#include "platform/machine.h"
+
+namespace {
+
+// The options and commands; the callback of the one that was given leaves its work in `run`.
+struct CommandLine {
+  CLI::App app{"Edits the settings of an SSH server.", "marrowen"};
+  Settings settings;
+  std::string node;
+  std::string caption;
+  std::string text;
+  std::string key;
+  std::string value;
+  std::string name;
+  std::vector<std::string> words;
+  bool all = false;
+  std::function<Outcome()> run;
+
+  CommandLine() {
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.add_option("--home", settings.home, "The folder of the embedded computers")->type_name("DIR");
+    app.add_option("--computer", settings.host.computer, "The computer whose settings are edited")
+        ->type_name("NAME");
+    app.add_flag("--config-server", settings.host.configServerMode,
+                 "Edit the named configurations of the configuration server");
+    app.add_flag("--json", settings.json, "Print one JSON object");
+    AddPageCommands();
+    AddStoreCommands();
+  }
+
+  CLI::App* Add(CLI::App& parent, const std::string& word, const std::string& help,
+                std::function<Outcome()> work) {
+    CLI::App* command = parent.add_subcommand(word, help);
+    command->callback([this, work = std::move(work)] { run = work; });
+    return command;
+  }
+
+  void AddPageCommands() {
+    Add(app, "tree", "The nodes of the tree", [this] { return ShowTree(settings); });
+    CLI::App* show = Add(app, "show", "A page's controls: caption, kind, value, enabled or not", [this] {
+      if (all) return ShowAllNodes(settings);
+      if (node.empty()) return Failed("\"show\" wants a node, or --all.", Status::WrongUse);
+      return ShowNode(settings, node);
+    });
+    show->add_option("NODE", node, "The node's title path, for example \"General Settings::Compression\"");
+    show->add_flag("--all", all, "Every page of the tree");
+    CLI::App* find = Add(app, "find", "Controls whose caption or stored value's name holds a text",
+                         [this] { return FindText(settings, text); });
+    find->add_option("TEXT", text)->required();
+    CLI::App* set = Add(app, "set", "What a person would do at those controls, then Apply",
+                        [this] { return SetControls(settings, node, words); });
+    set->add_option("NODE", node)->required();
+    set->add_option("CAPTION=VALUE", words)->required();
+    CLI::App* press = Add(app, "press", "Press a button, with its dialogs answered ahead, then Apply",
+                          [this] { return PressButton(settings, node, caption, words); });
+    press->add_option("NODE", node)->required();
+    press->add_option("CAPTION", caption)->required();
+    // The order among answers and --fill, --press, --path counts, so they are taken as they stand.
+    press->prefix_command();
+    CLI::App* script = Add(app, "run",
+                           "Acts from a file, one a line: node, set, press, answer, path, apply, "
+                           "cancel, show",
+                           [this] { return RunScript(settings, text); });
+    script->add_option("FILE", text, "The file; '-' reads standard input")->required();
+  }
+
+  void AddStoreCommands() {
+    CLI::App* reg = app.add_subcommand("reg", "The registry");
+    reg->require_subcommand(1);
+    CLI::App* query = Add(*reg, "query", "What the registry holds: names, types, bytes", [this, reg] {
+      return QueryRegistry(settings, key, HasValue(*reg) ? &value : nullptr);
+    });
+    query->add_option("KEY", key)->required();
+    query->add_option("VALUE", value, "One value; the empty name is the key's default value");
+    const auto named = [this](const std::string& word, const std::string& help,
+                              Outcome (*work)(const Settings&, const std::string&, const std::string&)) {
+      CLI::App* group = app.add_subcommand(word, help);
+      group->require_subcommand(1);
+      for (const std::string verb : {"add", "list", "remove"}) {
+        CLI::App* command = Add(*group, verb, verb == "list" ? "Their names" : verb + " the named one",
+                                [this, verb, work] { return work(settings, verb, name); });
+        if (verb != "list") command->add_option("NAME", name)->required();
+      }
+    };
+    named("computer", "Embedded computers",
+          [](const Settings&, const std::string& verb, const std::string& name) {
+            return ChangeComputers(verb, name);
+          });
+    named("config", "Named configurations of the configuration server", ChangeConfigurations);
+  }
+
+  static bool HasValue(const CLI::App& reg) {
+    return reg.get_subcommand("query")->get_option("VALUE")->count() > 0;
+  }
+};
+
+int Main(int argc, char** argv) {
+  CommandLine line;
+  try {
+    line.app.parse(argc, argv);
+  } catch (const CLI::CallForHelp& help) {
+    return line.app.exit(help);
+  } catch (const CLI::ParseError& error) {
+    return Print(line.settings, Failed(error.what(), Status::WrongUse));
+  }
+  if (const CLI::App* press = line.app.get_subcommand("press"); press->parsed())
+    line.words = press->remaining();
+  if (const machine::Outcome opened = machine::OpenHome(line.settings.home); !opened) {
+    return Print(line.settings, Failed(opened.sentence));
+  }
+  return Print(line.settings, line.run());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Main(argc, argv);
+  } catch (const std::exception& error) {
+    std::cerr << "marrowen: " << error.what() << '\n';
+    return static_cast<int>(Status::NotDone);
+  }
+}

@@ -1,0 +1,63 @@
+#pragma once
+
+// The host of the library: it fills in the context, asks for the pages, and owns the tree and the property
+// sheet that show them. The callbacks of the context carry no pointer to their owner, so there is one host
+// in a process.
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "console/library.h"
+#include "console/tree.h"
+#include "window/property_sheet.h"
+
+class Host {
+ public:
+  struct Options {
+    std::string computer;           // empty for the local one
+    bool configServerMode = false;  // edit the named configurations instead of the computer's own settings
+  };
+
+  // Null, with one sentence in `why`, when the library can't be loaded or the computer can't be reached.
+  static std::unique_ptr<Host> Start(const Options& options, std::string& why);
+  ~Host();
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  const Options& GetOptions() const { return m_options; }
+  Tree& GetTree() { return *m_tree; }
+  CPropertySheet& Sheet() { return m_sheet; }
+
+  // Leaves the node that is shown and shows another. False, with one sentence, for an unknown node, which
+  // names the nearest ones, and for a page that will not be left.
+  bool Select(std::string_view path, std::string& why);
+  // The page that is shown, null before the first Select.
+  CTesselPropertyPage* Page() const { return m_page; }
+  const std::string& NodePath() const { return m_path; }
+
+  // Whether any page holds edits that are not written.
+  bool HasUnsavedChanges() const;
+
+ private:
+  explicit Host(const Options& options, const Library& library);
+  void ReadPrincipals();
+  std::string ServerRoot(const std::string& root) const;
+
+  Options m_options;
+  Library m_library;
+  PropExtContext m_context{};
+  std::vector<CTesselPropertyPage*> m_pages;
+  std::unique_ptr<Tree> m_tree;
+  CPropertySheet m_sheet;
+  CTesselPropertyPage* m_page = nullptr;
+  std::string m_path;
+};
+
+// The named configurations of a computer's configuration server, by name.
+std::vector<std::string> ConfigurationNames(const std::string& computer);
+
+// The system's text for a Windows error code, without its line end; "error N" for one without a text.
+std::string SystemText(unsigned code);

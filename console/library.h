@@ -1,0 +1,23 @@
+#pragma once
+
+// The extension's library, loaded at run time through its exported functions.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "framework/tessel_property_page.h"
+
+struct Library {
+  std::uint32_t (*initPropExt)(PropExtContext* context, std::uint32_t firstPageId);
+  CTesselPropertyPage* (*getPropPage)(char const* computer, std::uint32_t* pageFlags, std::uint32_t* pageId,
+                                      std::int32_t useProductWord);
+  void (*closePropExt)();
+};
+
+// Loads the library that lies beside the program; it stays loaded. Nothing, with one sentence in `why`, when
+// it is missing or lacks a function.
+std::optional<Library> LoadExtension(std::string& why);
+
+// The folder of the program that is running.
+std::string ProgramFolder();

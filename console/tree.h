@@ -1,0 +1,61 @@
+#pragma once
+
+// The nodes of the console: every page's title gives one, and the pattern of a principal's page one under
+// each principal of its folders. A node's path is its titles with "::" between; where named configurations
+// are edited, the configuration's name stands before it.
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "framework/tessel_property_page.h"
+
+struct TreeNode {
+  std::string path;
+  CTesselPropertyPage* page = nullptr;  // null for a node that only holds others
+};
+
+// Where a folder's principals are stored, below a server's settings.
+struct PrincipalFolder {
+  std::string_view title;
+  std::string_view key;
+  bool ordered;  // the value Order tells their order, else they stand by name
+};
+
+class Tree {
+ public:
+  // `roots` are the names of the configurations, or one empty name for the computer's own settings.
+  Tree(const std::vector<CTesselPropertyPage*>& pages, std::vector<std::string> roots);
+
+  const std::vector<std::string>& Roots() const { return m_roots; }
+
+  // The principals of "Users" or "branch7::Users", in display form.
+  std::vector<std::string>& Principals(const std::string& folderPath) { return m_principals[folderPath]; }
+  void AddPrincipal(std::string_view nodePath);
+  void RemovePrincipal(std::string_view nodePath);
+
+  // Nothing if no page has this path. Paths compare with regard to case, as the pages do.
+  std::optional<TreeNode> Find(std::string_view path) const;
+  // Every node, parents before children.
+  std::vector<TreeNode> Nodes() const;
+  // Up to three paths that resemble `path`.
+  std::vector<std::string> Nearest(std::string_view path) const;
+
+  static const std::vector<PrincipalFolder>& Folders();
+
+ private:
+  struct Pattern {
+    std::string head;  // the folder, or the whole path of a page without principals
+    bool perPrincipal = false;
+    std::string suffix;  // behind the principal's name
+    CTesselPropertyPage* page = nullptr;
+  };
+  const std::vector<std::string>* PrincipalsOf(const std::string& folderPath) const;
+  void AppendRoot(const std::string& root, std::vector<TreeNode>& nodes) const;
+
+  std::vector<Pattern> m_patterns;
+  std::vector<std::string> m_roots;
+  std::map<std::string, std::vector<std::string>> m_principals;
+};
