@@ -19,3 +19,15 @@ CString ReadWholeFile(const CString& path) {
   for (size_t got; (got = source->Read(piece)) > 0;) bytes.append(piece.data(), got);
   return bytes;
 }
+
+void WriteWholeFile(const CString& path, std::string_view bytes) {
+  FileSink sink;
+  sink.Open(path);
+  sink.Write(bytes);
+  sink.Close();
+}
+
+CString KeptFile(const CString& name) {
+  const CString source = __FILE__;
+  return ReadWholeFile(source.substr(0, source.find_last_of("/\\") + 1) + "files/" + name);
+}

@@ -12,3 +12,7 @@ struct ScratchFile {
 };
 
 CString ReadWholeFile(const CString& path);
+void WriteWholeFile(const CString& path, std::string_view bytes);
+
+// A file that is kept beside the tests, in files/.
+CString KeptFile(const CString& name);

@@ -1,0 +1,59 @@
+#pragma once
+
+// What export, import and comparison of settings share: the one who runs them, registry keys by the name of
+// their hive, and the tokens that make a file fit for another machine.
+
+#include <functional>
+#include <string_view>
+
+#include "platform/text.h"
+#include "platform/win32.h"
+#include "store/registry_object.h"
+
+// The engine's way to the person in front of it. What is missing is not done; a missing `ask` is a No.
+struct EngineCallbacks {
+  // A question with Yes and No buttons; true for Yes.
+  std::function<bool(const CString& question)> ask;
+  // A message with an OK button, shown under the arrow cursor.
+  std::function<void(const CString& message)> tell;
+  // Lets one waiting event of the user interface through; true if that was the Esc key going down. Called
+  // for every 50th key of an export with the number of keys visited so far, which goes on from export to
+  // export.
+  std::function<bool(int keysVisited)> turn;
+
+  bool Ask(const CString& question) const { return ask && ask(question); }
+  void Tell(const CString& message) const {
+    if (tell) tell(message);
+  }
+};
+
+// The registry name of a key's default value in a settings file, and its text when it is not set.
+inline constexpr std::string_view kDefaultName = "(Default)";
+inline constexpr std::string_view kValueNotSet = "(value not set)";
+
+inline bool IsDefaultName(std::string_view name) { return text::EqualNoCase(name, kDefaultName); }
+inline bool IsPadName(std::string_view name) { return text::EqualNoCase(name, "PAD"); }
+
+// Windows keeps no key deeper below its hive.
+inline constexpr size_t kDeepestKey = 512;
+
+// The predefined key of a hive's name, without case; null for a name that is none.
+HKEY HiveNamed(std::string_view hive);
+// Opens `path` below the hive of that name on the local computer; an empty path is the hive itself. 0 or a
+// Windows error: ERROR_BADKEY for an unknown hive.
+LSTATUS OpenHivePath(std::string_view hive, const CString& path, UniqueKey& key);
+
+// The keys that a settings file holds, in its order.
+inline constexpr const char* kExportedKeys[] = {
+    "HKEY_LOCAL_MACHINE\\SOFTWARE\\TesselWorks\\SSHD",
+    "HKEY_LOCAL_MACHINE\\SOFTWARE\\TesselWorks\\SFTP",
+    "HKEY_LOCAL_MACHINE\\SOFTWARE\\TesselWorks\\SCP",
+};
+inline constexpr const char* kSettingsProduct = "Tessel Marrowen SSH Server";
+
+// The lists for SubstituteTokens. `installFolder` is the server's value Path, with its backslash at the end;
+// the computer is the local one.
+CStringList ExportTokens(const CString& installFolder);
+CStringList ImportTokens(const CString& installFolder);
+// The value Path of the local server's key; empty if there is none.
+CString LocalInstallFolder();

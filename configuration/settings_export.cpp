@@ -1,0 +1,212 @@
+#include "configuration/settings_export.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "configuration/cached_records.h"
+#include "configuration/value_text.h"
+
+namespace {
+
+constexpr const char* kAskAboutCachedKeys =
+    "Do you want to export cached authentication keys? The export file will contain passwords in clear "
+    "text.\r\n"
+    "Please make sure you have full permissions to the registry key HKLM\\SOFTWARE\\TesselWorks\\SSHD.";
+
+constexpr int kKeysPerTurn = 50;
+
+// Keys visited by every export of the process.
+int walkCounter = 0;
+
+struct KeyCounts {
+  DWORD subkeys = 0;
+  DWORD longestSubkey = 0;
+  DWORD values = 0;
+};
+
+class ExportWalk {
+ public:
+  ExportWalk(XmlWriter& writer, bool compact, const CStringList* pairs, const EngineCallbacks& ui)
+      : writer_(writer), compact_(compact), pairs_(pairs), ui_(ui) {}
+
+  // `entropy` is null outside PAD.
+  int Tree(const CString& keyName, HKEY key, const CString* entropy);
+
+ private:
+  bool EscPressed() const { return walkCounter % kKeysPerTurn == 0 && ui_.turn && ui_.turn(walkCounter); }
+  void Values(HKEY key, const CString* entropy, XmlElement& element);
+  void Value(const ValueEntry& entry, XmlElement& element);
+  void Subkeys(HKEY key, const KeyCounts& counts, const CString& name, const CString* entropy);
+
+  XmlWriter& writer_;
+  bool compact_;
+  const CStringList* pairs_;
+  const EngineCallbacks& ui_;
+  CString line_;
+};
+
+int ExportWalk::Tree(const CString& keyName, HKEY key, const CString* entropy) {
+  if (entropy == nullptr && IsPadName(keyName) && !ui_.Ask(kAskAboutCachedKeys)) return 0;
+  KeyCounts counts;
+  if (RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &counts.subkeys, &counts.longestSubkey, nullptr,
+                       &counts.values, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
+    return 0;
+  }
+  const CString name = SubstituteTokens(XmlEscape(keyName), pairs_);
+  XmlElement element(compact_ ? name : "k");
+  const bool named = !name.empty();
+  // What the counts say decides, also where every value will be skipped.
+  const bool hasContents = counts.subkeys > 0 || (!compact_ && counts.values > 0);
+  if (named && !compact_) {
+    element.SetAttribute("name", name);
+    hasContents ? element.WriteStart(writer_, 1, true, true) : element.WriteEmpty(writer_, 1, true, true);
+  }
+  if (EscPressed()) return 0;
+  ++walkCounter;
+  Values(key, entropy, element);
+  if (named && compact_) {
+    hasContents ? element.WriteStart(writer_, 1, true, true) : element.WriteEmpty(writer_, 1, true, true);
+  }
+  Subkeys(key, counts, name, entropy);
+  if (named && hasContents) element.WriteEnd(writer_, -1, true, true);
+  return 1;
+}
+
+void ExportWalk::Values(HKEY key, const CString* entropy, XmlElement& element) {
+  std::vector<ValueEntry> entries;
+  ReadSortedValues(key, entries);
+  for (ValueEntry& entry : entries) {
+    if (entropy != nullptr) {
+      auto clear = ReadCachedRecord(ParseRegValue(entry.value, entry.type), entry.name, *entropy);
+      if (clear) entry.value = std::move(*clear);
+    } else {
+      entry.value = SubstituteTokens(std::move(entry.value), pairs_);
+      if (entry.name == kDefaultName || entry.value == kValueNotSet) continue;
+    }
+    Value(entry, element);
+  }
+}
+
+void ExportWalk::Value(const ValueEntry& entry, XmlElement& element) {
+  if (compact_) {
+    element.SetAttribute(XmlEscape(entry.name), XmlEscape(entry.value));
+    return;
+  }
+  // The text of XmlElement::WriteEmpty, into one line that is used again: a file can have millions of them.
+  line_.assign(static_cast<size_t>(writer_.indent) + 1, ' ');
+  line_ += "<v";
+  AppendAttribute(line_, "name", XmlEscape(entry.name));
+  AppendAttribute(line_, "value", XmlEscape(entry.value));
+  if (entry.type >= REG_EXPAND_SZ) AppendAttribute(line_, "type", RegTypeName(entry.type));
+  line_ += "/>\r\n";
+  writer_.Write(line_);
+}
+
+void ExportWalk::Subkeys(HKEY key, const KeyCounts& counts, const CString& name, const CString* entropy) {
+  const bool isPad = entropy == nullptr && IsPadName(name);
+  CString buffer(counts.longestSubkey + 1, '\0');
+  for (DWORD index = 0;; ++index) {
+    auto length = static_cast<DWORD>(buffer.size());
+    if (RegEnumKeyExA(key, index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr) !=
+        ERROR_SUCCESS)
+      return;
+    const CString subkeyName = buffer.substr(0, length);
+    HKEY opened = nullptr;
+    if (subkeyName.empty() || RegOpenKeyA(key, subkeyName.c_str(), &opened) != ERROR_SUCCESS) continue;
+    const UniqueKey subkey(opened);
+    Tree(subkeyName, subkey.get(), isPad ? &subkeyName : entropy);
+  }
+}
+
+// Moves the names that overtake a "(Default)" behind the last one; gives where the free part begins.
+std::vector<ValueEntry>::iterator SettleDefaults(std::vector<ValueEntry>& entries) {
+  const auto last = std::find_if(entries.rbegin(), entries.rend(),
+                                 [](const ValueEntry& entry) { return IsDefaultName(entry.name); });
+  return std::stable_partition(entries.begin(), last.base(), [](const ValueEntry& entry) {
+    return text::CompareNoCase(entry.name, kDefaultName) <= 0;
+  });
+}
+
+}  // namespace
+
+int ExportRegistryKey(XmlWriter& writer, bool compact, const CString& path, const CStringList* pairs,
+                      const EngineCallbacks& ui) {
+  if (path.empty()) return 0;
+  const size_t cut = std::min(path.find('\\'), path.size());
+  UniqueKey key;
+  if (OpenHivePath(path.substr(0, cut), path.substr(std::min(cut + 1, path.size())), key) != ERROR_SUCCESS)
+    return 0;
+  CStringList components = text::Split(path, '\\');
+  CString last;
+  if (compact) {
+    last = components.back();
+    components.pop_back();
+  }
+  const auto elementOf = [compact](const CString& component) {
+    XmlElement element(compact ? component : "k");
+    if (!compact) element.SetAttribute("name", XmlEscape(component));
+    return element;
+  };
+  for (const CString& component : components) elementOf(component).WriteStart(writer, 1, true, true);
+  const int result = ExportKeyTree(writer, compact, last, key.get(), pairs, ui);
+  std::reverse(components.begin(), components.end());
+  for (const CString& component : components) elementOf(component).WriteEnd(writer, -1, true, true);
+  return result;
+}
+
+int ExportKeyTree(XmlWriter& writer, bool compact, const CString& name, HKEY key, const CStringList* pairs,
+                  const EngineCallbacks& ui) {
+  return ExportWalk(writer, compact, pairs, ui).Tree(name, key, nullptr);
+}
+
+int ExportCachedTree(XmlWriter& writer, bool compact, const CString& name, HKEY key, const CStringList* pairs,
+                     const CString& entropy, const EngineCallbacks& ui) {
+  return ExportWalk(writer, compact, pairs, ui).Tree(name, key, &entropy);
+}
+
+void ReadSortedValues(HKEY key, std::vector<ValueEntry>& entries) {
+  entries.clear();
+  DWORD count = 0;
+  DWORD longestName = 0;
+  DWORD longestData = 0;
+  const LSTATUS status = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count,
+                                          &longestName, &longestData, nullptr, nullptr);
+  if (status == ERROR_SUCCESS && count != 0xFFFFFFFF) {
+    entries.reserve(size_t{count} + 1);
+    CString name(size_t{longestName} + 1, '\0');
+    std::vector<BYTE> data(size_t{longestData} + 1);
+    for (DWORD index = 0; index < count; ++index) {
+      auto nameLength = static_cast<DWORD>(name.size());
+      auto size = static_cast<DWORD>(data.size());
+      DWORD type = REG_NONE;
+      if (RegEnumValueA(key, index, name.data(), &nameLength, nullptr, &type, data.data(), &size) !=
+          ERROR_SUCCESS) {
+        continue;
+      }
+      const bool unset = nameLength == 0 && size == 0;
+      ValueEntry& entry = entries.emplace_back();
+      entry.name = nameLength == 0 ? kDefaultName : std::string_view(name).substr(0, nameLength);
+      entry.value = unset ? CString(kValueNotSet) : FormatRegValue(type, std::span(data).first(size));
+      entry.type = type;
+    }
+  }
+  SortValueEntries(entries);
+  const auto isDefault = [](const ValueEntry& entry) { return entry.name == kDefaultName; };
+  if (std::none_of(entries.begin(), entries.end(), isDefault)) {
+    entries.insert(entries.begin(), {CString(kDefaultName), CString(kValueNotSet), REG_SZ});
+  }
+}
+
+void SortValueEntries(std::vector<ValueEntry>& entries) {
+  const auto less = [](const ValueEntry& a, const ValueEntry& b) {
+    return text::CompareNoCase(a.name, b.name) < 0;
+  };
+  const auto free = SettleDefaults(entries);
+  for (auto from = entries.begin(); from != free;) {
+    const auto fence =
+        std::find_if(from, free, [](const ValueEntry& entry) { return IsDefaultName(entry.name); });
+    std::stable_sort(from, fence, less);
+    from = fence == free ? free : std::next(fence);
+  }
+  if (!std::is_sorted(free, entries.end(), less)) std::stable_sort(free, entries.end(), less);
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+// Brings a settings file back into the registry of the local computer. It makes what is missing and writes
+// over what the file holds; no key and no value is deleted. The path of a key and the text of a value take
+// the tokens of `pairs` (a list for SubstituteTokens, or null).
+
+#include "configuration/settings_engine.h"
+#include "configuration/settings_walk.h"
+#include "configuration/xml_reader.h"
+
+// 1 if the file names that product, compared without case, in a `product` element's `name`; else 0, after the
+// message of a parse error if that is why.
+int FileIsForProduct(const CString& file, const CString& product, const EngineCallbacks& ui);
+
+// 1, also for a file that ends in a parse error, whose message the reader shows; 0 if a key could be neither
+// opened nor made, after a message. A value that can't be stored gives a message, and the import goes on.
+// What was done stays. FileError of the reader passes through, and std::out_of_range for the text of a number
+// that is too short.
+int ImportSettingsFile(XmlReader& reader, const CString& file, const CStringList* pairs,
+                       const EngineCallbacks& ui);
+
+// What a host does when a page hands it a file for import: -1 if the file is for another product, 0 after an
+// import, else the Windows error that ended it.
+int ImportForProduct(const CString& product, const CString& file, const EngineCallbacks& ui);
+
+// A copy of the process's place in PAD, for one who only wants to know what an import would do.
+PadState CurrentPadState();
