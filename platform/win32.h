@@ -23,6 +23,10 @@
 #include <stdio.h>
 #include <wincrypt.h>
 #include <winsvc.h>
+// Macros that would rename our own functions and variables.
+#undef WinHelp
+#undef far
+#undef near
 
 #else
 

@@ -1,0 +1,31 @@
+// On Windows the machine is Windows itself: there is no home, and each write counts at once.
+
+#include "platform/machine.h"
+
+namespace machine {
+
+namespace {
+
+Outcome NoEmbeddedComputers() {
+  return {ERROR_NOT_SUPPORTED, "There are no embedded computers on Windows: name one of the network instead."};
+}
+
+bool inEvent = false;
+
+}  // namespace
+
+Outcome OpenHome(std::string_view) { return {}; }
+
+void BeginEvent() { inEvent = true; }
+Outcome CommitEvent() {
+  inEvent = false;
+  return {};
+}
+void AbandonEvent() { inEvent = false; }
+bool InEvent() { return inEvent; }
+
+Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
+Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }
+std::vector<std::string> Computers() { return {}; }
+
+}  // namespace machine
