@@ -85,9 +85,12 @@ void SetDebugSink(DebugSink sink) {
 using namespace embedded;
 
 void WINAPI OutputDebugStringA(LPCSTR text) {
-  const std::scoped_lock guard(SinkLock());
-  if (Sink()) {
-    Sink()(text);
+  // Called without the lock: a sink may write to the debugger itself.
+  std::unique_lock guard(SinkLock());
+  const DebugSink sink = Sink();
+  guard.unlock();
+  if (sink) {
+    sink(text);
   } else if (std::getenv("MARROWEN_DEBUG") != nullptr) {
     std::fputs(text, stderr);
   }

@@ -55,12 +55,14 @@ class Arguments {
 // An insert by the format between its marks, as printf knows it; nothing for one that is not known. The
 // texts of FormatMessageW's inserts are wide.
 std::optional<std::string> Insert(DWORD_PTR argument, std::string_view format, bool wide) {
+  // NOLINTBEGIN(performance-no-int-to-ptr): an insert is as wide as a pointer; its format says what it is.
   if (format.empty() || format == "s") {
     if (argument == 0) return "(null)";
     if (wide) return embedded::Utf16ToUtf8(reinterpret_cast<const WCHAR*>(argument));
     return embedded::AcpToUtf8(reinterpret_cast<const char*>(argument));
   }
   if (format == "S") return embedded::AcpToUtf8(reinterpret_cast<const char*>(argument));
+  // NOLINTEND(performance-no-int-to-ptr)
   const char letter = format.back();
   format.remove_suffix(1);
   if (format.size() > 4 || format.find_first_not_of("0123456789-#") != std::string_view::npos)

@@ -52,18 +52,19 @@ constexpr Privilege kPrivileges[] = {
 };
 constexpr size_t kPrivilegeCount = std::size(kPrivileges);
 
+bool Holds(size_t index) {
+  const machine::Caller& caller = machine::GetCaller();
+  const SidBytes administrators = MakeSid(5, {SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS});
+  return kPrivileges[index].of_every_user || caller.AllPowerful() ||
+         std::ranges::count(caller.sids, administrators) != 0;
+}
+
 struct Token {
   std::mutex lock;
   std::array<bool, kPrivilegeCount> enabled;
 
   Token() {
     for (size_t i = 0; i < kPrivilegeCount; ++i) enabled[i] = kPrivileges[i].enabled_at_start;
-  }
-  static bool Holds(size_t index) {
-    const machine::Caller& caller = machine::GetCaller();
-    const SidBytes administrators = MakeSid(5, {SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS});
-    return kPrivileges[index].of_every_user || caller.AllPowerful() ||
-           std::ranges::count(caller.sids, administrators) != 0;
   }
   DWORD Attributes(size_t index) const {
     const DWORD by_default = kPrivileges[index].enabled_at_start ? SE_PRIVILEGE_ENABLED_BY_DEFAULT : 0;
@@ -119,7 +120,7 @@ std::array<bool, kPrivilegeCount> Wanted(const Token& token, BOOL disable_all, c
     LUID_AND_ATTRIBUTES entry;
     std::memcpy(&entry, wanted->Privileges + i, sizeof entry);
     const size_t index = IndexOf(entry.Luid);
-    if (index == kPrivilegeCount || !token.Holds(index)) {
+    if (index == kPrivilegeCount || !Holds(index)) {
       all_held = false;
     } else {
       result[index] = (entry.Attributes & SE_PRIVILEGE_ENABLED) != 0;
@@ -157,7 +158,7 @@ std::vector<SidBytes> ShownSids() {
 bool PrivilegeEnabled(std::string_view name) {
   const std::scoped_lock guard(TheToken().lock);
   for (size_t i = 0; i < kPrivilegeCount; ++i) {
-    if (name == kPrivileges[i].name) return TheToken().Holds(i) && TheToken().enabled[i];
+    if (name == kPrivileges[i].name) return Holds(i) && TheToken().enabled[i];
   }
   return false;
 }
@@ -213,7 +214,7 @@ BOOL WINAPI GetTokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS kind, LPVO
     case TokenPrivileges: {
       std::vector<LUID_AND_ATTRIBUTES> held;
       for (size_t i = 0; i < kPrivilegeCount; ++i) {
-        if (TheToken().Holds(i)) held.push_back(Described(TheToken(), i));
+        if (Holds(i)) held.push_back(Described(TheToken(), i));
       }
       *needed = static_cast<DWORD>(PrivilegesSize(held.size()));
       if (size < *needed) return Fail(ERROR_INSUFFICIENT_BUFFER);
@@ -239,7 +240,7 @@ BOOL WINAPI AdjustTokenPrivileges(HANDLE token, BOOL disable_all, PTOKEN_PRIVILE
   // The previous state names only what changes, so that putting it back undoes exactly this call.
   std::vector<LUID_AND_ATTRIBUTES> changed;
   for (size_t i = 0; i < kPrivilegeCount; ++i) {
-    if (state.Holds(i) && target[i] != state.enabled[i]) changed.push_back(Described(state, i));
+    if (Holds(i) && target[i] != state.enabled[i]) changed.push_back(Described(state, i));
   }
   if (previous != nullptr) {
     *needed = static_cast<DWORD>(PrivilegesSize(changed.size()));

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 
 #include "platform/win32.h"
@@ -71,7 +71,7 @@ TEST(DerivedKeys, GiveTheStreamOfTheDefaultProvider) {
     EXPECT_EQ(first + cipher.Encrypt(clear.substr(4), TRUE), expected.cipher);
     BYTE bytes[16] = {};
     DWORD size = static_cast<DWORD>(clear.size());
-    std::memcpy(bytes, clear.data(), size);
+    std::copy(clear.begin(), clear.end(), bytes);
     EXPECT_NE(CryptDecrypt(cipher.key, 0, TRUE, 0, bytes, &size), FALSE);
     EXPECT_EQ(Hex(bytes, size), expected.cipher);
     size = 0;

@@ -161,3 +161,56 @@ TEST_F(SecurityOnEmbedded, ThisMachinesUsersAndGroupsAreAccounts) {
   EXPECT_EQ(LookupAccountNameA("elsewhere", name, sid, &sid_size, domain, &domain_size, &use), FALSE);
   EXPECT_EQ(GetLastError(), DWORD{RPC_S_SERVER_UNAVAILABLE});
 }
+
+TEST_F(SecurityOnEmbedded, NamedKeysShowTheirLists) {
+  HKEY key = nullptr;
+  ASSERT_EQ(RegCreateKeyA(HKEY_LOCAL_MACHINE, "Software\\Named", &key), 0);
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  ASSERT_NE(ConvertStringSecurityDescriptorToSecurityDescriptorA("D:P(A;CI;KA;;;BA)(A;;GR;;;BU)",
+                                                                 SDDL_REVISION_1, &descriptor, nullptr),
+            FALSE);
+  ASSERT_EQ(RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor), 0);
+  LocalFree(descriptor);
+  RegCloseKey(key);
+
+  PACL dacl = nullptr;
+  constexpr SECURITY_INFORMATION kList = PROTECTED_DACL_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
+  ASSERT_EQ(GetNamedSecurityInfoA("machine\\SOFTWARE\\Named", SE_REGISTRY_KEY, kList, nullptr, nullptr, &dacl,
+                                  nullptr, &descriptor),
+            0u);
+  EXPECT_EQ(dacl->AceCount, 2);
+  LPSTR text = nullptr;
+  ASSERT_NE(ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1, kList, &text,
+                                                                 nullptr),
+            FALSE);
+  EXPECT_THAT(text, testing::AnyOf(testing::StrEq("D:P(A;CI;KA;;;BA)(A;;GR;;;BU)"),
+                                   testing::StrEq("D:P(A;CI;KA;;;BA)(A;;KR;;;BU)")));
+  LocalFree(text);
+  LocalFree(descriptor);
+  EXPECT_EQ(GetNamedSecurityInfoA("MACHINE\\SOFTWARE\\Absent", SE_REGISTRY_KEY, kList, nullptr, nullptr,
+                                  nullptr, nullptr, &descriptor),
+            DWORD{ERROR_FILE_NOT_FOUND});
+}
+
+TEST_F(SecurityOnEmbedded, TheTokenShowsTheCaller) {
+  const std::vector<SidBytes> caller = {embedded::MakeSid(5, {21, 1, 2, 3, 1000}), embedded::MakeSid(1, {0}),
+                                        embedded::MakeSid(5, {32, DOMAIN_ALIAS_RID_USERS})};
+  machine::SetCaller({.sids = caller});
+  HANDLE token = nullptr;
+  ASSERT_NE(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token), FALSE);
+  const auto read = [&](TOKEN_INFORMATION_CLASS kind) {
+    DWORD size = 0;
+    EXPECT_EQ(GetTokenInformation(token, kind, nullptr, 0, &size), FALSE);
+    std::vector<BYTE> bytes(size);
+    EXPECT_NE(GetTokenInformation(token, kind, bytes.data(), size, &size), FALSE);
+    return bytes;
+  };
+  std::vector<BYTE> user = read(TokenUser);
+  std::vector<BYTE> groups = read(TokenGroups);
+  EXPECT_EQ(embedded::SidOf(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid), caller[0]);
+  const auto* list = reinterpret_cast<const TOKEN_GROUPS*>(groups.data());
+  ASSERT_EQ(list->GroupCount, 2u);
+  EXPECT_EQ(embedded::SidOf(list->Groups[0].Sid), caller[1]);
+  EXPECT_EQ(embedded::SidOf(list->Groups[1].Sid), caller[2]);
+  CloseHandle(token);
+}

@@ -85,9 +85,8 @@ using LPHANDLE = HANDLE*;
 using HLOCAL = void*;
 using HGLOBAL = void*;
 
-#define DECLARE_HANDLE(name) \
-  struct name##__;           \
-  using name = name##__*
+// NOLINTNEXTLINE: the argument is a name, not an expression.
+#define DECLARE_HANDLE(name) using name = struct name##__*
 
 DECLARE_HANDLE(HKEY);
 DECLARE_HANDLE(HINSTANCE);
@@ -98,7 +97,8 @@ using PHKEY = HKEY*;
 using HMODULE = HINSTANCE;
 using FARPROC = INT_PTR (*)();
 
-#define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1)))
+#define INVALID_HANDLE_VALUE \
+  (reinterpret_cast<HANDLE>(static_cast<LONG_PTR>(-1)))  // NOLINT: as Windows has it
 
 #define LOWORD(value) (static_cast<WORD>(static_cast<DWORD_PTR>(value) & 0xFFFF))
 #define HIWORD(value) (static_cast<WORD>((static_cast<DWORD_PTR>(value) >> 16) & 0xFFFF))
