@@ -11,7 +11,7 @@
 #include "platform/embedded/win32/files.h"
 #include "platform/embedded/win32/system.h"
 
-// The version resource of a program file (Microsoft's PE/COFF specification). Files are anyone's: each offset
+// The version resource of a program file (Microsoft's PE format). Files are anyone's: each offset
 // is checked against the file's bounds.
 
 namespace {
