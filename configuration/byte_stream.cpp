@@ -3,9 +3,16 @@
 #include <algorithm>
 #include <cstring>
 
+#include "store/error_text.h"
+
 namespace {
 
 constexpr size_t kSinkBuffer = 64 * 1024;
+
+// Full access for the file's owner (S-1-3-4), administrators and the system, and for nobody else.
+constexpr char kOwnersOnly[] = "D:P(A;;FA;;;S-1-3-4)(A;;FA;;;BA)(A;;FA;;;SY)";
+constexpr DWORD kDescriptorRevision = 1;  // SDDL_REVISION_1 of sddl.h
+
 constexpr size_t kLargestTransfer = 1 << 30;  // ReadFile and WriteFile count in 32 bits
 
 class FileSource : public ByteSource {
@@ -65,8 +72,13 @@ FileSink::~FileSink() {
 }
 
 bool FileSink::Open(const CString& name) {
-  file_ = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
-                      FILE_ATTRIBUTE_NORMAL, nullptr);
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  ConvertStringSecurityDescriptorToSecurityDescriptorA(kOwnersOnly, kDescriptorRevision, &descriptor,
+                                                       nullptr);
+  const LocalMemory<void> owner(descriptor);
+  SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor, FALSE};
+  file_ = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes,
+                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   name_ = name;
   return file_ != INVALID_HANDLE_VALUE;
 }

@@ -46,7 +46,8 @@ class FileSink {
   // Writes what is still buffered; a failure is lost here, so a caller that cares closes first.
   ~FileSink();
 
-  // Makes the file, or cuts an existing one to nothing. False when that fails.
+  // Makes the file, for its owner and administrators alone since settings hold passwords, or cuts an existing
+  // one to nothing, whose rights stay. False when that fails.
   bool Open(const CString& name);
   // Throws FileError.
   void Write(std::string_view bytes);

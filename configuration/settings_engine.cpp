@@ -1,6 +1,7 @@
 #include "configuration/settings_engine.h"
 
 #include <array>
+#include <vector>
 
 namespace {
 
@@ -40,6 +41,47 @@ LSTATUS OpenHivePath(std::string_view hive, const CString& path, UniqueKey& key)
   const LSTATUS status = RegOpenKeyA(root, path.c_str(), &opened);
   if (status == ERROR_SUCCESS) key.reset(opened);
   return status;
+}
+
+bool ForEachValue(
+    HKEY key,
+    const std::function<void(std::string_view name, DWORD type, std::span<const BYTE> data)>& visit) {
+  DWORD count = 0;
+  DWORD longestName = 0;
+  DWORD longestData = 0;
+  if (RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count, &longestName,
+                       &longestData, nullptr, nullptr) != ERROR_SUCCESS) {
+    return false;
+  }
+  if (count == 0xFFFFFFFF) return true;
+  CString name(size_t{longestName} + 1, '\0');
+  std::vector<BYTE> data(size_t{longestData} + 1);
+  for (DWORD index = 0; index < count; ++index) {
+    auto nameLength = static_cast<DWORD>(name.size());
+    auto size = static_cast<DWORD>(data.size());
+    DWORD type = REG_NONE;
+    if (RegEnumValueA(key, index, name.data(), &nameLength, nullptr, &type, data.data(), &size) ==
+        ERROR_SUCCESS) {
+      visit(std::string_view(name).substr(0, nameLength), type, std::span(data).first(size));
+    }
+  }
+  return true;
+}
+
+void ForEachSubkey(HKEY key, DWORD longest,
+                   const std::function<void(const CString& name, HKEY subkey)>& visit) {
+  CString buffer(size_t{longest} + 1, '\0');
+  for (DWORD index = 0;; ++index) {
+    auto length = static_cast<DWORD>(buffer.size());
+    if (RegEnumKeyExA(key, index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr) !=
+        ERROR_SUCCESS)
+      return;
+    const CString name = buffer.substr(0, length);
+    HKEY opened = nullptr;
+    if (name.empty() || RegOpenKeyA(key, name.c_str(), &opened) != ERROR_SUCCESS) continue;
+    const UniqueKey subkey(opened);
+    visit(name, opened);
+  }
 }
 
 CStringList ExportTokens(const CString& installFolder) {

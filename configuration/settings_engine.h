@@ -4,6 +4,7 @@
 // their hive, and the tokens that make a file fit for another machine.
 
 #include <functional>
+#include <span>
 #include <string_view>
 
 #include "platform/text.h"
@@ -42,6 +43,15 @@ HKEY HiveNamed(std::string_view hive);
 // Opens `path` below the hive of that name on the local computer; an empty path is the hive itself. 0 or a
 // Windows error: ERROR_BADKEY for an unknown hive.
 LSTATUS OpenHivePath(std::string_view hive, const CString& path, UniqueKey& key);
+
+// The key's values in the registry's order, with the name as it is there; what can't be read is passed over.
+// False if the key can't be queried.
+bool ForEachValue(
+    HKEY key,
+    const std::function<void(std::string_view name, DWORD type, std::span<const BYTE> data)>& visit);
+// The key's subkeys that can be opened, in the registry's order. `longest` is the length of the longest name.
+void ForEachSubkey(HKEY key, DWORD longest,
+                   const std::function<void(const CString& name, HKEY subkey)>& visit);
 
 // The keys that a settings file holds, in its order.
 inline constexpr const char* kExportedKeys[] = {

@@ -1,7 +1,9 @@
 #include "configuration/settings_export.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
+#include <span>
 
 #include "configuration/cached_records.h"
 #include "configuration/value_text.h"
@@ -92,30 +94,18 @@ void ExportWalk::Value(const ValueEntry& entry, XmlElement& element) {
     element.SetAttribute(XmlEscape(entry.name), XmlEscape(entry.value));
     return;
   }
-  // The text of XmlElement::WriteEmpty, into one line that is used again: a file can have millions of them.
+  // As XmlElement::WriteEmpty does, but into one line that is used again: a file can have millions of them.
   line_.assign(static_cast<size_t>(writer_.indent) + 1, ' ');
-  line_ += "<v";
-  AppendAttribute(line_, "name", XmlEscape(entry.name));
-  AppendAttribute(line_, "value", XmlEscape(entry.value));
-  if (entry.type >= REG_EXPAND_SZ) AppendAttribute(line_, "type", RegTypeName(entry.type));
-  line_ += "/>\r\n";
+  AppendValueElement(line_, entry);
+  line_ += "\r\n";
   writer_.Write(line_);
 }
 
 void ExportWalk::Subkeys(HKEY key, const KeyCounts& counts, const CString& name, const CString* entropy) {
   const bool isPad = entropy == nullptr && IsPadName(name);
-  CString buffer(counts.longestSubkey + 1, '\0');
-  for (DWORD index = 0;; ++index) {
-    auto length = static_cast<DWORD>(buffer.size());
-    if (RegEnumKeyExA(key, index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr) !=
-        ERROR_SUCCESS)
-      return;
-    const CString subkeyName = buffer.substr(0, length);
-    HKEY opened = nullptr;
-    if (subkeyName.empty() || RegOpenKeyA(key, subkeyName.c_str(), &opened) != ERROR_SUCCESS) continue;
-    const UniqueKey subkey(opened);
-    Tree(subkeyName, subkey.get(), isPad ? &subkeyName : entropy);
-  }
+  ForEachSubkey(key, counts.longestSubkey, [&](const CString& subkeyName, HKEY subkey) {
+    Tree(subkeyName, subkey, isPad ? &subkeyName : entropy);
+  });
 }
 
 // Moves the names that overtake a "(Default)" behind the last one; gives where the free part begins.
@@ -125,6 +115,36 @@ std::vector<ValueEntry>::iterator SettleDefaults(std::vector<ValueEntry>& entrie
   return std::stable_partition(entries.begin(), last.base(), [](const ValueEntry& entry) {
     return text::CompareNoCase(entry.name, kDefaultName) <= 0;
   });
+}
+
+// Sorts by name without case; equal names keep their order. Small things are moved around in place of the
+// entries: the first eight characters, which nearly always decide, and where the entry stands.
+void SortByName(std::span<ValueEntry> entries) {
+  struct Place {
+    uint64_t head;
+    size_t index;
+  };
+  std::vector<Place> places;
+  places.reserve(entries.size());
+  for (size_t index = 0; index < entries.size(); ++index) {
+    uint64_t head = 0;
+    const CString& name = entries[index].name;
+    for (size_t i = 0; i < sizeof head; ++i) {
+      head = head << 8 | static_cast<unsigned char>(i < name.size() ? text::LowerAscii(name[i]) : '\0');
+    }
+    places.push_back({head, index});
+  }
+  const auto before = [&](const Place& a, const Place& b) {
+    if (a.head != b.head) return a.head < b.head;
+    const int order = text::CompareNoCase(entries[a.index].name, entries[b.index].name);
+    return order != 0 ? order < 0 : a.index < b.index;
+  };
+  if (std::is_sorted(places.begin(), places.end(), before)) return;
+  std::sort(places.begin(), places.end(), before);
+  std::vector<ValueEntry> sorted;
+  sorted.reserve(entries.size());
+  for (const Place& place : places) sorted.push_back(std::move(entries[place.index]));
+  std::move(sorted.begin(), sorted.end(), entries.begin());
 }
 
 }  // namespace
@@ -166,30 +186,13 @@ int ExportCachedTree(XmlWriter& writer, bool compact, const CString& name, HKEY 
 
 void ReadSortedValues(HKEY key, std::vector<ValueEntry>& entries) {
   entries.clear();
-  DWORD count = 0;
-  DWORD longestName = 0;
-  DWORD longestData = 0;
-  const LSTATUS status = RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count,
-                                          &longestName, &longestData, nullptr, nullptr);
-  if (status == ERROR_SUCCESS && count != 0xFFFFFFFF) {
-    entries.reserve(size_t{count} + 1);
-    CString name(size_t{longestName} + 1, '\0');
-    std::vector<BYTE> data(size_t{longestData} + 1);
-    for (DWORD index = 0; index < count; ++index) {
-      auto nameLength = static_cast<DWORD>(name.size());
-      auto size = static_cast<DWORD>(data.size());
-      DWORD type = REG_NONE;
-      if (RegEnumValueA(key, index, name.data(), &nameLength, nullptr, &type, data.data(), &size) !=
-          ERROR_SUCCESS) {
-        continue;
-      }
-      const bool unset = nameLength == 0 && size == 0;
-      ValueEntry& entry = entries.emplace_back();
-      entry.name = nameLength == 0 ? kDefaultName : std::string_view(name).substr(0, nameLength);
-      entry.value = unset ? CString(kValueNotSet) : FormatRegValue(type, std::span(data).first(size));
-      entry.type = type;
-    }
-  }
+  ForEachValue(key, [&](std::string_view name, DWORD type, std::span<const BYTE> data) {
+    const bool unset = name.empty() && data.empty();
+    ValueEntry& entry = entries.emplace_back();
+    entry.name = name.empty() ? kDefaultName : name;
+    entry.value = unset ? CString(kValueNotSet) : FormatRegValue(type, data);
+    entry.type = type;
+  });
   SortValueEntries(entries);
   const auto isDefault = [](const ValueEntry& entry) { return entry.name == kDefaultName; };
   if (std::none_of(entries.begin(), entries.end(), isDefault)) {
@@ -197,16 +200,25 @@ void ReadSortedValues(HKEY key, std::vector<ValueEntry>& entries) {
   }
 }
 
+void AppendValueElement(CString& out, const ValueEntry& entry) {
+  out += "<v name=\"";
+  AppendXmlEscaped(out, entry.name);
+  out += "\" value=\"";
+  AppendXmlEscaped(out, entry.value);
+  if (entry.type >= REG_EXPAND_SZ) {
+    out += "\" type=\"";
+    out += RegTypeName(entry.type);
+  }
+  out += "\"/>";
+}
+
 void SortValueEntries(std::vector<ValueEntry>& entries) {
-  const auto less = [](const ValueEntry& a, const ValueEntry& b) {
-    return text::CompareNoCase(a.name, b.name) < 0;
-  };
   const auto free = SettleDefaults(entries);
   for (auto from = entries.begin(); from != free;) {
     const auto fence =
         std::find_if(from, free, [](const ValueEntry& entry) { return IsDefaultName(entry.name); });
-    std::stable_sort(from, fence, less);
+    SortByName({from, fence});
     from = fence == free ? free : std::next(fence);
   }
-  if (!std::is_sorted(free, entries.end(), less)) std::stable_sort(free, entries.end(), less);
+  SortByName({free, entries.end()});
 }

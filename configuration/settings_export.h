@@ -42,3 +42,6 @@ void ReadSortedValues(HKEY key, std::vector<ValueEntry>& entries);
 // The file's order: by name without case, except that "(Default)" is overtaken by greater names in front of
 // it and passes none itself. Equal names keep their order.
 void SortValueEntries(std::vector<ValueEntry>& entries);
+
+// Appends the value's `v` element.
+void AppendValueElement(CString& out, const ValueEntry& entry);

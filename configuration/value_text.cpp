@@ -16,6 +16,12 @@ bool IsAscii(std::string_view text) {
   return std::none_of(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; });
 }
 
+// Nearly no text does, and a file has millions of them.
+bool NeedsEscape(std::string_view text) {
+  return std::any_of(text.begin(), text.end(),
+                     [](char c) { return (c & 0x80) != 0 || c == '&' || c == '"' || c == '<'; });
+}
+
 WideText Widen(std::string_view text, UINT codePage) {
   const int size = static_cast<int>(text.size());
   const int length = MultiByteToWideChar(codePage, 0, text.data(), size, nullptr, 0);
@@ -172,9 +178,13 @@ constexpr std::string_view kTypeNames[] = {
 
 }  // namespace
 
-CString XmlEscape(std::string_view text) {
+void AppendXmlEscaped(CString& out, std::string_view text) {
+  if (!NeedsEscape(text)) {
+    out += text;
+    return;
+  }
   CString escaped;
-  escaped.reserve(text.size());
+  escaped.reserve(text.size() + 16);
   for (const char c : text) {
     switch (c) {
       case '&':
@@ -190,7 +200,13 @@ CString XmlEscape(std::string_view text) {
         escaped += c;
     }
   }
-  return Converted(std::move(escaped), CP_ACP, CP_UTF8);
+  out += Converted(std::move(escaped), CP_ACP, CP_UTF8);
+}
+
+CString XmlEscape(std::string_view text) {
+  CString escaped;
+  AppendXmlEscaped(escaped, text);
+  return escaped;
 }
 
 CString XmlUnescape(std::string_view text) {

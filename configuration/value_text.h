@@ -14,6 +14,8 @@
 // "&", the double quote and "<" become entities, and the computer's code page becomes UTF-8. ">" and the
 // apostrophe stay as they are.
 CString XmlEscape(std::string_view text);
+// The same behind what `out` holds.
+void AppendXmlEscaped(CString& out, std::string_view text);
 
 // UTF-8 becomes the computer's code page (its default character for what it lacks), then the three entities
 // of XmlEscape become characters. "&amp;" is taken apart until none is left: "&amp;amp;" gives "&". Time in

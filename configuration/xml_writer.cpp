@@ -3,6 +3,19 @@
 #include <algorithm>
 #include <utility>
 
+namespace {
+
+// An attribute as it stands inside a tag.
+void AppendAttribute(CString& tag, std::string_view name, std::string_view value) {
+  tag += ' ';
+  tag += name;
+  tag += "=\"";
+  tag += value;
+  tag += '"';
+}
+
+}  // namespace
+
 int XmlWriter::Write(std::string_view text) {
   if (!isOpen_) {
     isOpen_ = file_.Open(fileName_);
@@ -95,12 +108,4 @@ void XmlElement::WriteEnd(XmlWriter& writer, int delta, bool doIndent, bool newL
 void XmlElement::WriteInstruction(XmlWriter& writer, int delta) const {
   writer.indent += delta;
   writer.Write(Tag("<?", "?>", writer.indent, true));
-}
-
-void AppendAttribute(CString& tag, std::string_view name, std::string_view value) {
-  tag += ' ';
-  tag += name;
-  tag += "=\"";
-  tag += value;
-  tag += '"';
 }

@@ -84,6 +84,3 @@ class XmlElement {
   std::vector<CString> attributeNames_;
   std::vector<CString> attributeValues_;
 };
-
-// Appends one attribute as it stands inside a tag: a blank, the name, and the value in double quotes.
-void AppendAttribute(CString& tag, std::string_view name, std::string_view value);

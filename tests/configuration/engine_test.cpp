@@ -7,7 +7,7 @@
 #include "configuration/settings_import.h"
 #include "configuration/value_text.h"
 #include "tests/configuration/files.h"
-#include "tests/support/registry_support.h"
+#include "tests/configuration/scratch_settings.h"
 
 namespace {
 
@@ -17,45 +17,7 @@ using registry_test::DeleteTree;
 using registry_test::Get;
 using registry_test::Set;
 
-const CString kRoot = "Software\\ConfigurationTest";
-const CString kSshd = "HKEY_CURRENT_USER\\" + kRoot + "\\SSHD";
-const CStringList kOutward = {"C:\\Prog\\", "$(TesselInstallDir)\\", "HOST7", "$(ComputerName)"};
-const CStringList kInward = {"$(TesselInstallDir)\\", "D:\\M\\", "$(ComputerName)", "HERE"};
-
-// A subtree of the registry of its own, and what the engine says and asks.
-class Engine : public ::testing::Test {
- protected:
-  void SetUp() override { DeleteTree(HKEY_CURRENT_USER, kRoot.c_str()); }
-  void TearDown() override { DeleteTree(HKEY_CURRENT_USER, kRoot.c_str()); }
-
-  static UniqueKey Key(const CString& path) {
-    HKEY key = nullptr;
-    RegCreateKeyExA(HKEY_CURRENT_USER, (kRoot + "\\" + path).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
-                    &key, nullptr);
-    return UniqueKey(key);
-  }
-
-  CString Export(const CStringList* pairs = nullptr) const {
-    XmlStringWriter writer;
-    ExportRegistryKey(writer, false, kSshd, pairs, ui);
-    return writer.GetBuffer();
-  }
-
-  int Import(const CString& text, const CStringList* pairs = nullptr) const {
-    XmlReader reader(MemorySource(text));
-    reader.showMessage = ui.tell;
-    return ImportSettingsFile(reader, "", pairs, ui);
-  }
-
-  CString said;
-  bool answer = false;
-  EngineCallbacks ui{[this](const CString& question) {
-                       said += question.substr(0, question.find('?') + 1) + "\n";
-                       return answer;
-                     },
-                     [this](const CString& message) { said += message + "\n"; },
-                     {}};
-};
+class Engine : public ScratchSettings {};
 
 // The loop in its plainest form, whose result the order of a file is.
 void BubbleSort(std::vector<ValueEntry>& entries) {
@@ -68,12 +30,6 @@ void BubbleSort(std::vector<ValueEntry>& entries) {
       swapped = true;
     }
   }
-}
-
-CString Chained(const CString& inner) {
-  return "<k name=\"HKEY_CURRENT_USER\"><k name=\"Software\"><k name=\"ConfigurationTest\"><k "
-         "name=\"SSHD\">" +
-         inner;
 }
 
 }  // namespace

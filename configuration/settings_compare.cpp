@@ -1,0 +1,362 @@
+#include "configuration/settings_compare.h"
+
+#include <algorithm>
+#include <set>
+
+#include "configuration/cached_records.h"
+#include "configuration/settings_export.h"
+#include "configuration/settings_import.h"
+#include "configuration/value_text.h"
+
+namespace {
+
+constexpr const char* kCredential = "(cached credential)";
+
+CString Lowered(CString text) {
+  std::transform(text.begin(), text.end(), text.begin(), text::LowerAscii);
+  return text;
+}
+
+std::string_view TextOf(std::span<const BYTE> data) {
+  return {reinterpret_cast<const char*>(data.data()), data.size()};
+}
+
+bool SameData(DWORD type, std::span<const BYTE> a, std::span<const BYTE> b) {
+  if (type == REG_SZ || type == REG_EXPAND_SZ) return text::UpToZero(TextOf(a)) == text::UpToZero(TextOf(b));
+  if (type == REG_MULTI_SZ) {
+    while (!a.empty() && a.back() == 0) a = a.first(a.size() - 1);
+    while (!b.empty() && b.back() == 0) b = b.first(b.size() - 1);
+  }
+  return TextOf(a) == TextOf(b);
+}
+
+std::optional<SnapshotValue> ReadValue(HKEY key, const CString& name) {
+  if (key == nullptr) return {};
+  const char* const registryName = IsDefaultName(name) ? nullptr : name.c_str();
+  SnapshotValue value{name, REG_NONE, {}, false};
+  DWORD size = 0;
+  if (RegQueryValueExA(key, registryName, nullptr, &value.type, nullptr, &size) != ERROR_SUCCESS) return {};
+  value.data.resize(size_t{size} + 1);
+  if (RegQueryValueExA(key, registryName, nullptr, &value.type, value.data.data(), &size) != ERROR_SUCCESS)
+    return {};
+  value.data.resize(size);
+  return value;
+}
+
+SettingsChange ChangeBetween(const CString& key, const SnapshotValue* before, const SnapshotValue* after) {
+  SettingsChange change{ChangeKind::Same, key, (after ? after : before)->name, {}, {}, 0, 0};
+  const auto show = [](const SnapshotValue& value) {
+    return value.isCredential ? CString(kCredential) : FormatRegValue(value.type, value.data);
+  };
+  if (before != nullptr) {
+    change.before = show(*before);
+    change.typeBefore = before->type;
+  }
+  if (after != nullptr) {
+    change.after = show(*after);
+    change.typeAfter = after->type;
+  }
+  if (before == nullptr) {
+    change.kind = ChangeKind::Added;
+  } else if (after == nullptr) {
+    change.kind = ChangeKind::Removed;
+  } else if (before->type != after->type || !SameData(after->type, before->data, after->data)) {
+    change.kind = ChangeKind::Changed;
+  }
+  return change;
+}
+
+SettingsChange KeyChange(ChangeKind kind, const CString& key) { return {kind, key, {}, {}, {}, 0, 0}; }
+
+// The path, with its hive, of the key that a walk is in.
+class PathTarget : public SettingsTarget {
+ public:
+  bool Open(const CString& hive, const CString& path, size_t depth, UniqueKey& key) override {
+    paths_.push_back(path.empty() ? hive : hive + "\\" + path);
+    return depth <= kDeepestKey && Enter(hive, path, key);
+  }
+  void Leave() override { paths_.pop_back(); }
+
+ protected:
+  virtual bool Enter(const CString& hive, const CString& path, UniqueKey& key) = 0;
+  const CString& Path() const { return paths_.back(); }
+
+ private:
+  CStringList paths_;
+};
+
+class PreviewTarget : public PathTarget {
+ public:
+  PreviewTarget(const CStringList* pairs, const ChangeVisitor& visit) : pairs_(pairs), visit_(visit) {}
+
+  void Store(const KeyFrame& frame, const CString& name, const CString& typeName,
+             const CString& text) override {
+    SnapshotValue after{name, RegTypeFromName(typeName), {}, false};
+    after.data = ParseRegValue(SubstituteTokens(text, pairs_), after.type);
+    if (after.data.empty()) return;
+    const auto before = ReadValue(frame.key.get(), name);
+    visit_(ChangeBetween(Path(), before ? &*before : nullptr, &after));
+  }
+
+  // An import protects anew. Only a text as long as the user's name can be opened again afterwards.
+  void StoreCached(const KeyFrame& frame, const CString& entropy, const CString& name,
+                   const CString& text) override {
+    SettingsChange change{ChangeKind::Added, Path(), name, {}, kCredential, REG_BINARY, REG_BINARY};
+    if (const auto before = ReadValue(frame.key.get(), name)) {
+      change.before = kCredential;
+      const auto clear = ReadCachedRecord(before->data, name, entropy);
+      const bool same = clear == (IsStampName(name) ? entropy : text) && text.size() == entropy.size();
+      change.kind = same ? ChangeKind::Same : ChangeKind::Changed;
+    }
+    visit_(change);
+  }
+
+ protected:
+  bool Enter(const CString& hive, const CString& path, UniqueKey& key) override {
+    const LSTATUS status = OpenHivePath(hive, path, key);
+    if (status == ERROR_FILE_NOT_FOUND && made_.insert(Lowered(Path())).second) {
+      visit_(KeyChange(ChangeKind::Added, Path()));
+    }
+    return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
+  }
+
+ private:
+  const CStringList* pairs_;
+  const ChangeVisitor& visit_;
+  std::set<CString> made_;
+};
+
+class SnapshotTarget : public PathTarget {
+ public:
+  explicit SnapshotTarget(SettingsSnapshot& snapshot) : snapshot_(snapshot) {}
+
+  void Store(const KeyFrame&, const CString& name, const CString& typeName, const CString& text) override {
+    const DWORD type = RegTypeFromName(typeName);
+    Key().values[Lowered(name)] = {name, type, ParseRegValue(text, type), false};
+  }
+  void StoreCached(const KeyFrame&, const CString&, const CString& name, const CString& text) override {
+    Key().values[Lowered(name)] = {name, REG_BINARY, {text.begin(), text.end()}, true};
+  }
+
+ protected:
+  bool Enter(const CString&, const CString&, UniqueKey&) override {
+    Key();
+    return true;
+  }
+
+ private:
+  SnapshotKey& Key() {
+    SnapshotKey& key = snapshot_[Lowered(Path())];
+    if (key.path.empty()) key.path = Path();
+    return key;
+  }
+  SettingsSnapshot& snapshot_;
+};
+
+// Visits all keys of both maps in order, with null for what one of them lacks.
+template <typename Map, typename Visit>
+void Merge(const Map& a, const Map& b, const Visit& visit) {
+  auto left = a.begin();
+  auto right = b.begin();
+  while (left != a.end() || right != b.end()) {
+    const bool takeLeft = right == b.end() || (left != a.end() && left->first <= right->first);
+    const bool takeRight = left == a.end() || (right != b.end() && right->first <= left->first);
+    visit(takeLeft ? &left->second : nullptr, takeRight ? &right->second : nullptr);
+    if (takeLeft) ++left;
+    if (takeRight) ++right;
+  }
+}
+
+// What the reader makes of one element: the innermost key and the value stored last.
+class ProbeTarget : public PathTarget {
+ public:
+  void Store(const KeyFrame&, const CString& storedName, const CString& storedType,
+             const CString& stored) override {
+    found = true;
+    name = storedName;
+    type = RegTypeFromName(storedType);
+    text = stored;
+  }
+  void StoreCached(const KeyFrame&, const CString&, const CString&, const CString&) override {}
+
+  bool found = false;
+  CString path;
+  CString name;
+  DWORD type = REG_NONE;
+  CString text;
+
+ protected:
+  bool Enter(const CString&, const CString& keyPath, UniqueKey&) override {
+    path = keyPath;
+    return true;
+  }
+};
+
+ProbeTarget ReadBack(const CString& element, const CStringList* inward) {
+  const CString file = "<k name=\"HKEY_LOCAL_MACHINE\">\r\n" + element + "\r\n</k>";
+  ProbeTarget probe;
+  PadState pad;
+  XmlReader reader(MemorySource(file));
+  WalkSettings(reader, {}, inward, pad, probe);
+  return probe;
+}
+
+// Whether nothing in a text can be taken for anything else on its way: nearly all are so.
+bool IsPlain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) {
+    return c >= ' ' && c <= '~' && c != '&' && c != '\'' && c != '<' && c != '>' && c != '$';
+  });
+}
+
+CString Shortened(const CString& text) {
+  constexpr size_t kShown = 60;
+  return text.size() <= kShown ? text : text.substr(0, kShown) + "...";
+}
+
+class LossWalk {
+ public:
+  LossWalk(const CStringList* outward, const CStringList* inward, bool withCredentials,
+           const std::function<void(const SettingsLoss&)>& visit)
+      : outward_(outward), inward_(inward), withCredentials_(withCredentials), visit_(visit) {}
+
+  // `entropy` is null outside PAD; `padLevel` counts from 1 in PAD itself.
+  void Tree(const CString& path, const CString& name, HKEY key, const CString* entropy, int padLevel);
+
+ private:
+  void Value(const CString& path, const CString& name, DWORD type, std::span<const BYTE> data);
+  void Record(const CString& path, const CString& name, std::span<const BYTE> data, const CString& entropy);
+  CString WhyNotBack(const ValueEntry& entry, std::span<const BYTE> data) const;
+
+  const CStringList* outward_;
+  const CStringList* inward_;
+  bool withCredentials_;
+  const std::function<void(const SettingsLoss&)>& visit_;
+};
+
+void LossWalk::Tree(const CString& path, const CString& name, HKEY key, const CString* entropy,
+                    int padLevel) {
+  const CString written = SubstituteTokens(XmlEscape(name), outward_);
+  if (!IsPlain(written) && ReadBack("<k name=\"" + written + "\">\r\n</k>", inward_).path != name) {
+    visit_({path, {}, "The key's name does not come back, and what is in the key goes astray."});
+    return;
+  }
+  DWORD longest = 0;
+  RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, &longest, nullptr, nullptr, nullptr, nullptr,
+                   nullptr, nullptr);
+  ForEachValue(key, [&](std::string_view valueName, DWORD type, std::span<const BYTE> data) {
+    const CString shown(valueName.empty() ? kDefaultName : valueName);
+    const bool isRecord = (padLevel == 2 && IsDefaultName(shown)) || (padLevel == 3 && IsStampName(shown));
+    if (isRecord) {
+      Record(path, shown, data, *entropy);
+    } else if (entropy == nullptr || !valueName.empty()) {
+      Value(path, CString(valueName), type, data);
+    }
+  });
+  ForEachSubkey(key, longest, [&](const CString& subkeyName, HKEY subkey) {
+    if (padLevel == 0 && IsPadName(subkeyName)) {
+      if (withCredentials_) Tree(path + "\\" + subkeyName, subkeyName, subkey, nullptr, 1);
+      return;
+    }
+    const CString* below = padLevel == 1 ? &subkeyName : entropy;
+    Tree(path + "\\" + subkeyName, subkeyName, subkey, below, padLevel == 0 ? 0 : std::min(padLevel + 1, 4));
+  });
+}
+
+void LossWalk::Value(const CString& path, const CString& name, DWORD type, std::span<const BYTE> data) {
+  if (name.empty()) {
+    if (!data.empty()) visit_({path, CString(kDefaultName), "The default value of a key is not written."});
+    return;
+  }
+  ValueEntry entry{name, SubstituteTokens(FormatRegValue(type, data), outward_), type};
+  CString reason;
+  if (name == kDefaultName) {
+    reason = "A value with the name of a default value is not written.";
+  } else if (entry.value == kValueNotSet) {
+    reason = "A value with the text of one that is not set is not written.";
+  } else {
+    reason = WhyNotBack(entry, data);
+  }
+  if (!reason.empty()) visit_({path, name, reason});
+}
+
+CString LossWalk::WhyNotBack(const ValueEntry& entry, std::span<const BYTE> data) const {
+  const DWORD backType = RegTypeFromName(RegTypeName(entry.type >= REG_EXPAND_SZ ? entry.type : REG_SZ));
+  if (backType != entry.type) return "It comes back as " + CString(RegTypeName(backType)) + ".";
+  const bool isText = entry.type == REG_SZ || entry.type == REG_EXPAND_SZ;
+  if (isText && IsPlain(entry.name) && IsPlain(entry.value)) return {};
+  CString element;
+  AppendValueElement(element, entry);
+  const ProbeTarget back = ReadBack(element, inward_);
+  if (!back.found) return "It does not come back.";
+  if (back.name != entry.name) return "It comes back under the name \"" + Shortened(back.name) + "\".";
+  const CString text = SubstituteTokens(back.text, inward_);
+  const std::vector<BYTE> backData = ParseRegValue(text, back.type);
+  if (SameData(entry.type, data, backData)) return {};
+  return "It comes back as \"" + Shortened(FormatRegValue(entry.type, backData)) + "\".";
+}
+
+void LossWalk::Record(const CString& path, const CString& name, std::span<const BYTE> data,
+                      const CString& entropy) {
+  const auto clear = ReadCachedRecord(data, name, entropy);
+  if (!clear) {
+    visit_({path, name, "It can't be deciphered, and comes back as a credential of its hexadecimal text."});
+    return;
+  }
+  CString element;
+  AppendValueElement(element, {name, *clear, REG_BINARY});
+  const ProbeTarget back = ReadBack(element, nullptr);
+  if (!back.found || back.text != *clear) {
+    visit_({path, name, "The credential does not come back as it is."});
+  } else if (clear->size() != entropy.size()) {
+    visit_({path, name, "The credential comes back under a protection that no later export can open."});
+  }
+}
+
+}  // namespace
+
+int PreviewImport(XmlReader& reader, const CString& file, const CStringList* pairs,
+                  const ChangeVisitor& visit) {
+  PreviewTarget target(pairs, visit);
+  PadState pad = CurrentPadState();
+  return WalkSettings(reader, file, pairs, pad, target);
+}
+
+int ReadSnapshot(XmlReader& reader, const CString& file, SettingsSnapshot& snapshot) {
+  SnapshotTarget target(snapshot);
+  PadState pad;
+  return WalkSettings(reader, file, nullptr, pad, target);
+}
+
+SettingsSnapshot SnapshotOfStore(std::span<const char* const> paths, const CStringList* pairs,
+                                 const EngineCallbacks& ui) {
+  XmlStringWriter writer;
+  XmlElement registry("registry");
+  registry.WriteStart(writer, 1, true, true);
+  for (const char* path : paths) ExportRegistryKey(writer, false, path, pairs, ui);
+  registry.WriteEnd(writer, -1, true, true);
+  SettingsSnapshot snapshot;
+  XmlReader reader(MemorySource(writer.GetBuffer()));
+  ReadSnapshot(reader, {}, snapshot);
+  return snapshot;
+}
+
+void CompareSnapshots(const SettingsSnapshot& before, const SettingsSnapshot& after,
+                      const ChangeVisitor& visit) {
+  static const std::map<CString, SnapshotValue> nothing;
+  Merge(before, after, [&](const SnapshotKey* left, const SnapshotKey* right) {
+    const CString& path = (right ? right : left)->path;
+    if (left == nullptr) visit(KeyChange(ChangeKind::Added, path));
+    if (right == nullptr) visit(KeyChange(ChangeKind::Removed, path));
+    Merge(left ? left->values : nothing, right ? right->values : nothing,
+          [&](const SnapshotValue* a, const SnapshotValue* b) { visit(ChangeBetween(path, a, b)); });
+  });
+}
+
+void FindLosses(const CString& path, const CStringList* outward, const CStringList* inward,
+                bool withCredentials, const std::function<void(const SettingsLoss& loss)>& visit) {
+  const size_t cut = std::min(path.find('\\'), path.size());
+  UniqueKey key;
+  const CString below = path.substr(std::min(cut + 1, path.size()));
+  if (OpenHivePath(path.substr(0, cut), below, key) != ERROR_SUCCESS) return;
+  LossWalk(outward, inward, withCredentials, visit).Tree(path, {}, key.get(), nullptr, 0);
+}
