@@ -64,12 +64,14 @@ void Tree::AddPrincipal(std::string_view nodePath) {
       auto& names = m_principals[Under(root, folder.title)];
       const std::string name(nodePath.substr(start.size()));
       if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+      ++m_changes;
       return;
     }
   }
 }
 
 void Tree::RemovePrincipal(std::string_view nodePath) {
+  ++m_changes;
   for (auto& [folder, names] : m_principals) {
     const std::string start = folder + std::string(kSeparator);
     if (nodePath.starts_with(start)) std::erase(names, nodePath.substr(start.size()));
@@ -102,7 +104,8 @@ std::optional<TreeNode> Tree::Find(std::string_view path) const {
   return std::nullopt;
 }
 
-void Tree::AppendRoot(const std::string& root, std::vector<TreeNode>& nodes) const {
+// The nodes above all principals, children behind their parent.
+std::vector<std::string> Tree::Heads() const {
   std::vector<std::string> heads;
   const auto addHead = [&](const std::string& head) {
     if (std::find(heads.begin(), heads.end(), head) == heads.end()) heads.push_back(head);
@@ -120,8 +123,12 @@ void Tree::AppendRoot(const std::string& root, std::vector<TreeNode>& nodes) con
     };
     return place(a) < place(b);
   });
+  return heads;
+}
+
+void Tree::AppendRoot(const std::string& root, std::vector<TreeNode>& nodes) const {
   if (!root.empty()) nodes.push_back({root, nullptr});
-  for (const std::string& head : heads) {
+  for (const std::string& head : Heads()) {
     CTesselPropertyPage* own = nullptr;
     for (const Pattern& pattern : m_patterns) {
       if (!pattern.perPrincipal && pattern.head == head) own = pattern.page;
@@ -150,4 +157,103 @@ std::vector<std::string> Tree::Nearest(std::string_view path) const {
     if (node.page != nullptr) paths.push_back(node.path);
   }
   return NearestNames(path, std::move(paths));
+}
+
+size_t Tree::CountBelowHead(const std::string& root, const std::string& head) const {
+  const std::vector<std::string> heads = Heads();
+  const auto below = std::count_if(heads.begin(), heads.end(),
+                                   [&head](const auto& other) { return ParentOf(other) == head; });
+  const auto* names = PrincipalsOf(Under(root, head));
+  return static_cast<size_t>(below) + (names == nullptr ? 0 : names->size());
+}
+
+std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, size_t count,
+                                        size_t& total) const {
+  std::vector<Child> children;
+  total = 0;
+  const auto wanted = [&] { return total++ >= first && children.size() < count; };
+  const auto pagesOf = [this](const std::string& head) {
+    return static_cast<size_t>(
+        std::count_if(m_patterns.begin(), m_patterns.end(), [&head](const auto& pattern) {
+          return pattern.perPrincipal && pattern.head == head && !pattern.suffix.empty();
+        }));
+  };
+  const auto addHeads = [&](const std::string& root, std::string_view parent) {
+    for (const std::string& head : Heads()) {
+      if (ParentOf(head) != parent || !wanted()) continue;
+      const std::string full = Under(root, head);
+      const std::string label = parent.empty() ? head : head.substr(parent.size() + kSeparator.size());
+      children.push_back({Find(full).value_or(TreeNode{full, nullptr}), label, CountBelowHead(root, head)});
+    }
+  };
+  for (const std::string& root : m_roots) {
+    if (path == root) {
+      addHeads(root, {});
+      return children;
+    }
+    if (path.empty()) {
+      if (wanted()) {
+        size_t heads = 0;
+        Children(root, 0, 0, heads);
+        children.push_back({{root, nullptr}, root, heads});
+      }
+      continue;
+    }
+    for (const std::string& head : Heads()) {
+      const std::string full = Under(root, head);
+      const auto* names = PrincipalsOf(full);
+      if (path == full) {
+        addHeads(root, head);
+        if (names == nullptr) return children;
+        CTesselPropertyPage* own = nullptr;
+        for (const Pattern& pattern : m_patterns) {
+          if (pattern.perPrincipal && pattern.head == head && pattern.suffix.empty()) own = pattern.page;
+        }
+        const size_t pages = pagesOf(head);
+        const size_t heads = total;
+        total += names->size();
+        for (size_t i = std::max(first, heads) - heads; i < names->size() && children.size() < count; ++i) {
+          const std::string& name = (*names)[i];
+          children.push_back({{full + std::string(kSeparator) + name, own}, name, pages});
+        }
+        return children;
+      }
+      const std::string start = full + std::string(kSeparator);
+      if (names == nullptr || !path.starts_with(start)) continue;
+      if (std::find(names->begin(), names->end(), path.substr(start.size())) == names->end()) continue;
+      for (const Pattern& pattern : m_patterns) {
+        if (!pattern.perPrincipal || pattern.head != head || pattern.suffix.empty() || !wanted()) continue;
+        children.push_back({{std::string(path) + pattern.suffix, pattern.page},
+                            pattern.suffix.substr(kSeparator.size()),
+                            0});
+      }
+      return children;
+    }
+  }
+  return children;
+}
+
+std::string Tree::NodeOf(const CTesselPropertyPage& page, std::string_view path) const {
+  std::string nearest;
+  for (const std::string& root : m_roots) {
+    for (const Pattern& pattern : m_patterns) {
+      if (pattern.page != &page) continue;
+      const std::string head = Under(root, pattern.head);
+      if (!pattern.perPrincipal) {
+        if (nearest.empty() || path.starts_with(root + std::string(kSeparator))) nearest = head;
+        continue;
+      }
+      const auto* names = PrincipalsOf(head);
+      if (names == nullptr || names->empty()) continue;
+      const std::string start = head + std::string(kSeparator);
+      if (nearest.empty()) nearest = start + names->front() + pattern.suffix;
+      if (!path.starts_with(start)) continue;
+      for (const std::string& name : *names) {
+        const std::string_view rest = path.substr(start.size());
+        if (rest == name || rest.starts_with(name + std::string(kSeparator)))
+          return start + name + pattern.suffix;
+      }
+    }
+  }
+  return nearest;
 }

@@ -32,7 +32,10 @@ class Tree {
   const std::vector<std::string>& Roots() const { return m_roots; }
 
   // The principals of "Users" or "branch7::Users", in display form.
-  std::vector<std::string>& Principals(const std::string& folderPath) { return m_principals[folderPath]; }
+  std::vector<std::string>& Principals(const std::string& folderPath) {
+    ++m_changes;
+    return m_principals[folderPath];
+  }
   void AddPrincipal(std::string_view nodePath);
   void RemovePrincipal(std::string_view nodePath);
 
@@ -40,6 +43,18 @@ class Tree {
   std::optional<TreeNode> Find(std::string_view path) const;
   // Every node, parents before children.
   std::vector<TreeNode> Nodes() const;
+  // The nodes directly below one, from the `first` on, at most `count`; below the empty path lie the roots,
+  // or the nodes at the top where there is only the computer itself. `total` gets the number of all.
+  struct Child {
+    TreeNode node;
+    std::string label;
+    size_t children = 0;
+  };
+  std::vector<Child> Children(std::string_view path, size_t first, size_t count, size_t& total) const;
+  // A node that the page serves, as near to `path` as there is one; empty for none.
+  std::string NodeOf(const CTesselPropertyPage& page, std::string_view path) const;
+  // Counts up whenever nodes come or go.
+  unsigned Changes() const { return m_changes; }
   // Up to three paths that resemble `path`.
   std::vector<std::string> Nearest(std::string_view path) const;
 
@@ -54,8 +69,11 @@ class Tree {
   };
   const std::vector<std::string>* PrincipalsOf(const std::string& folderPath) const;
   void AppendRoot(const std::string& root, std::vector<TreeNode>& nodes) const;
+  std::vector<std::string> Heads() const;
+  size_t CountBelowHead(const std::string& root, const std::string& head) const;
 
   std::vector<Pattern> m_patterns;
   std::vector<std::string> m_roots;
   std::map<std::string, std::vector<std::string>> m_principals;
+  unsigned m_changes = 0;
 };

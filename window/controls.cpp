@@ -116,6 +116,37 @@ void CEdit::TypeOver(std::string_view text, bool allSelected) {
   }
 }
 
+// What stands between the unchanged beginning and end was typed or pasted; the rest is not looked at again.
+std::string CEdit::DoRewrite(std::string_view text) {
+  if (readOnly) return Quoted(Name()) + " can only be read.";
+  const size_t shorter = std::min(text.size(), m_text.size());
+  size_t head = 0;
+  while (head < shorter && text[head] == m_text[head]) ++head;
+  size_t tail = 0;
+  while (tail < shorter - head && text[text.size() - 1 - tail] == m_text[m_text.size() - 1 - tail]) ++tail;
+  const auto insideCharacter = [text](size_t at) {
+    return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
+  };
+  while (head > 0 && insideCharacter(head)) --head;
+  while (tail > 0 && insideCharacter(text.size() - tail)) --tail;
+  std::string changed(text.substr(0, head));
+  for (std::string_view rest = text.substr(head, text.size() - head - tail); !rest.empty();) {
+    const std::string_view character = NextCharacter(rest);
+    rest.remove_prefix(character.size());
+    if (Accepts(character[0]) || (multiLine && (character == "\r" || character == "\n"))) {
+      changed += character;
+    } else {
+      OnBadInput();
+    }
+  }
+  changed += text.substr(text.size() - tail);
+  if (multiLine) changed = text::Replaced(text::Replaced(changed, "\r\n", "\n"), "\n", "\r\n");
+  if (changed == m_text) return {};
+  m_text = std::move(changed);
+  Notify(Notice::Changed);
+  return {};
+}
+
 std::string CEdit::DoSpin(int steps) {
   if (!spin) return Quoted(Name()) + " has no arrows.";
   const int now = WholeNumber(m_text).value_or(spin->min);
@@ -341,8 +372,8 @@ std::string CSliderCtrl::DoDrag(int position) {
 std::string CSliderCtrl::DoPut(std::string_view value) {
   const std::optional<int> position = WholeNumber(value);
   if (!position || *position < m_min || *position > m_max) {
-    return Quoted(Name()) + " takes a number from " + std::to_string(m_min) + " to " +
-           std::to_string(m_max) + ", not " + Quoted(value) + ".";
+    return Quoted(Name()) + " takes a number from " + std::to_string(m_min) + " to " + std::to_string(m_max) +
+           ", not " + Quoted(value) + ".";
   }
   return DoDrag(*position);
 }

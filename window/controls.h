@@ -71,6 +71,7 @@ class CEdit : public CWnd {
 
   std::string DoType(std::string_view text) override;
   std::string DoEnter(std::string_view text) override;
+  std::string DoRewrite(std::string_view text) override;
   std::string DoSpin(int steps) override;
   std::string DoPut(std::string_view value) override { return DoEnter(value); }
 
@@ -142,6 +143,7 @@ class CComboBox : public CListBase {
   std::string DoSelect(std::ptrdiff_t row, bool selected) override;
   std::string DoType(std::string_view text) override;
   std::string DoEnter(std::string_view text) override;
+  std::string DoRewrite(std::string_view text) override { return DoEnter(text); }
   std::string DoPut(std::string_view value) override;
 
  private:

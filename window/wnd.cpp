@@ -50,6 +50,9 @@ Act CWnd::Type(std::string_view text) {
 Act CWnd::Enter(std::string_view text) {
   return Try([&] { return DoEnter(text); });
 }
+Act CWnd::Rewrite(std::string_view text) {
+  return Try([&] { return DoRewrite(text); });
+}
 Act CWnd::Select(std::ptrdiff_t row, bool selected) {
   return Try([&] { return DoSelect(row, selected); });
 }

@@ -59,8 +59,9 @@ class CWnd {
 
   // A person's acts. A disabled or hidden control takes none, whichever front end asks. Rows count from 0.
   Act Click();
-  Act Type(std::string_view text);                       // keys, one after another, behind what is there
-  Act Enter(std::string_view text);                      // select everything, type over it, leave
+  Act Type(std::string_view text);     // keys, one after another, behind what is there
+  Act Enter(std::string_view text);    // select everything, type over it, leave
+  Act Rewrite(std::string_view text);  // one change of the text, wherever in it; stays there
   Act Select(std::ptrdiff_t row, bool selected = true);  // -1 takes the selection away
   Act Check(std::ptrdiff_t row, bool checked);
   Act DoubleClick(std::ptrdiff_t row);
@@ -90,6 +91,7 @@ class CWnd {
   virtual std::string DoClick() { return NoSuchAct(); }
   virtual std::string DoType(std::string_view) { return NoSuchAct(); }
   virtual std::string DoEnter(std::string_view) { return NoSuchAct(); }
+  virtual std::string DoRewrite(std::string_view) { return NoSuchAct(); }
   virtual std::string DoSelect(std::ptrdiff_t, bool) { return NoSuchAct(); }
   virtual std::string DoCheck(std::ptrdiff_t, bool) { return NoSuchAct(); }
   virtual std::string DoDoubleClick(std::ptrdiff_t) { return NoSuchAct(); }
