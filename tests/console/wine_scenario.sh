@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# The console on Windows' own registry: what it stores is read back with the system's own tool.
+# wine_scenario.sh PROGRAM
+set -euo pipefail
+program=$1
+server='HKLM\Software\TesselWorks\SSHD'
+page="General Settings::Compression"
+wine reg delete 'HKLM\Software\TesselWorks' /f >/dev/null 2>&1 || true
+wine reg add "$server" /f >/dev/null
+
+wine "$program" set "$page" "Enable Compression=on" "Level=12" | tr -d '\r' | grep -q '^"Level" became 9, not 12\.$'
+wine "$program" show "$page" | tr -d '\r' | grep -qE 'Level +edit +9$'
+stored=$(wine reg query "$server" | tr -d '\r')
+grep -qE 'CompressionLevel +REG_SZ +9$' <<<"$stored"
+grep -qE 'AllowCompression +REG_SZ +yes$' <<<"$stored"
+wine "$program" set "$page" "Enable Compression=off"
+wine reg query "$server" /v AllowCompression | tr -d '\r' | grep -qE 'REG_SZ +no$'
+wine reg delete 'HKLM\Software\TesselWorks' /f >/dev/null
+echo "wine scenario: all as expected"

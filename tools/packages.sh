@@ -1,0 +1,26 @@
+# Sourced by ./marrowen and ./check: installs the Debian packages that are missing.
+
+build_packages=(g++ cmake ninja-build liblmdb-dev libhivex-dev libssl-dev libcli11-dev nlohmann-json3-dev
+  libcpp-httplib-dev)
+test_packages=(ccache googletest libgtest-dev libbenchmark-dev clang clang-format clang-tidy
+  libclang-rt-14-dev libexpat1-dev g++-mingw-w64-x86-64-posix wine wine64 chromium)
+
+# Says what it installs; says and does nothing when nothing is missing.
+install_missing() {
+  local missing=() package
+  for package in "$@"; do
+    [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+  done
+  # Node.js may stand there without being a Debian package.
+  command -v npm >/dev/null || missing+=(nodejs npm)
+  [ ${#missing[@]} -eq 0 ] && return
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "Install as root: ${missing[*]}" >&2; return 1; }
+    as_root=(sudo)
+  fi
+  echo "Installing ${missing[*]}" >&2
+  "${as_root[@]}" apt-get update -qq >&2
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}" >&2
+}
