@@ -64,6 +64,7 @@ struct Row {
   bool Record::*secondFlag = nullptr;        // the other flag of a list that stands for two
   std::span<const Choice> choices{};         // its rows
   std::span<const std::string_view> rows{};  // rows of a list, or columns of a list view
+  std::string_view text{};                   // what a text that can only be read holds from the start
   bool digitsOnly = false;
   bool multiLine = false;
   bool readOnly = false;
@@ -126,6 +127,12 @@ struct Rows {
   static constexpr R Edit(std::string_view caption, CString Record::*field) {
     return Make(Kind::Edit, caption, field);
   }
+  // Several lines that can only be read and selected.
+  static constexpr R ReadOnlyText(std::string_view text) {
+    R row = Make(Kind::Edit, {}).MultiLine().ReadOnly();
+    row.text = text;
+    return row;
+  }
   // An edit of one whole number; a Slider row that follows is tied to it.
   static constexpr R NumberEdit(std::string_view caption, CString Record::*field) {
     return Make(Kind::NumberEdit, caption, field);
@@ -143,7 +150,13 @@ struct Rows {
   }
   static constexpr R DropDown(std::string_view caption, CString Record::*field,
                               std::span<const std::string_view> rows) {
-    R row = Make(Kind::ComboBox, caption, field);
+    R row = DropDown(caption, rows);
+    row.field = field;
+    return row;
+  }
+  // One whose selection no field holds.
+  static constexpr R DropDown(std::string_view caption, std::span<const std::string_view> rows) {
+    R row = Make(Kind::ComboBox, caption);
     row.rows = rows;
     return row;
   }
@@ -226,6 +239,7 @@ std::unique_ptr<CWnd> Form<Owner, Record>::MakeControl(const R& row) {
     case Kind::Edit: {
       auto control = edit(std::make_unique<CEdit>());
       if (row.ranged) control->spin = CEdit::Range{row.min, row.max};
+      if (!row.text.empty()) control->SetText(row.text);
       return control;
     }
     case Kind::NumberEdit:

@@ -7,3 +7,13 @@
 #include "framework/tessel_property_page.h"
 
 std::unique_ptr<CTesselPropertyPage> MakeCompressionPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeGeneralPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeCipherPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeKexPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeMacPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeAuthMainPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeAuthPasswordPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeAuthPubKeyPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeAuthGssApiPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeBannerPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeAccessControlPage(const PageArguments& arguments);

@@ -4,7 +4,9 @@
 // texts that every layer needs. Texts are bytes in the computer's code page.
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,7 +22,8 @@ constexpr char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<ch
 inline int CompareNoCase(std::string_view a, std::string_view b) {
   const size_t shared = std::min(a.size(), b.size());
   for (size_t i = 0; i < shared; ++i) {
-    const int difference = static_cast<unsigned char>(LowerAscii(a[i])) - static_cast<unsigned char>(LowerAscii(b[i]));
+    const int difference =
+        static_cast<unsigned char>(LowerAscii(a[i])) - static_cast<unsigned char>(LowerAscii(b[i]));
     if (difference != 0) return difference;
   }
   return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
@@ -61,6 +64,14 @@ inline CString Joined(const CStringList& pieces, std::string_view separator) {
     result += piece;
   }
   return result;
+}
+
+// The number that a text begins with, as `atoi` reads it; 0 if there is none. One beyond an int becomes the
+// nearest int, where `atoi` promises nothing.
+inline int ToInt(const CString& text) {
+  using Limits = std::numeric_limits<int>;
+  return static_cast<int>(
+      std::clamp<long long>(std::strtoll(text.c_str(), nullptr, 10), Limits::min(), Limits::max()));
 }
 
 // The text up to the first zero byte, as C functions see it.
