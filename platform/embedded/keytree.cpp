@@ -36,29 +36,10 @@ std::string FirstEntry(Table table, KeyId key) {
   return {reinterpret_cast<const char*>(&number), sizeof number};
 }
 
-KeyId OwnerOf(Table table, const MDB_val& entry) {
-  if (table == kKeys) {
-    KeyId ordered;
-    std::memcpy(&ordered, entry.mv_data, sizeof ordered);
-    return __builtin_bswap32(ordered);
-  }
-  uint64_t number;
-  std::memcpy(&number, entry.mv_data, sizeof number);
-  return static_cast<KeyId>(number >> 32);
-}
-
-// Moves the cursor; ERROR_NO_MORE_ITEMS when that leads out of the key's entries.
-LONG Step(Transaction& txn, Table table, KeyId key, MDB_cursor_op how, MDB_val* entry, MDB_val* data) {
-  const int result = txn.Move(table, how, entry, data);
-  if (result == MDB_NOTFOUND) return ERROR_NO_MORE_ITEMS;
-  if (result != 0) return Status(result);
-  return OwnerOf(table, *entry) == key ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS;
-}
-
 LONG SeekFirst(Transaction& txn, Table table, KeyId key, MDB_val* entry, MDB_val* data) {
   const std::string first = FirstEntry(table, key);
   *entry = AsValue(first);
-  return Step(txn, table, key, MDB_SET_RANGE, entry, data);
+  return StepIn(txn, table, key, MDB_SET_RANGE, entry, data);
 }
 
 LONG SeekLast(Transaction& txn, Table table, KeyId key, MDB_val* entry, MDB_val* data) {
@@ -66,7 +47,7 @@ LONG SeekLast(Transaction& txn, Table table, KeyId key, MDB_val* entry, MDB_val*
   *entry = AsValue(beyond);
   const int result = txn.Move(table, MDB_SET_RANGE, entry, data);
   if (result != 0 && result != MDB_NOTFOUND) return Status(result);
-  return Step(txn, table, key, result == 0 ? MDB_PREV : MDB_LAST, entry, data);
+  return StepIn(txn, table, key, result == 0 ? MDB_PREV : MDB_LAST, entry, data);
 }
 
 // Any index, from the nearest place that is known: the first entry, the last, or where `at` stands.
@@ -77,21 +58,21 @@ LONG SeekIndex(Transaction& txn, Table table, KeyId key, DWORD index, Position& 
   if (status != 0) return status;
   const DWORD count = table == kKeys ? info.record.subkeys : info.record.values;
   if (index >= count) return ERROR_NO_MORE_ITEMS;
-  const bool known = !at.entry.empty() && at.generation == info.record.generation;
+  const bool known = at.stamp != 0 && at.generation == info.record.generation;
   const DWORD from_known = at.index > index ? at.index - index : index - at.index;
   DWORD place = 0;
   if (known && from_known <= index && from_known <= count - 1 - index) {
     place = at.index;
-    *entry = AsValue(at.entry);
-    status = Step(txn, table, key, MDB_SET_RANGE, entry, data);
+    *entry = table == kKeys ? AsValue(at.name) : MDB_val{sizeof at.value, &at.value};
+    status = StepIn(txn, table, key, MDB_SET_RANGE, entry, data);
   } else if (index > count / 2) {
     place = count - 1;
     status = SeekLast(txn, table, key, entry, data);
   } else {
     status = SeekFirst(txn, table, key, entry, data);
   }
-  for (; status == 0 && place < index; ++place) status = Step(txn, table, key, MDB_NEXT, entry, data);
-  for (; status == 0 && place > index; --place) status = Step(txn, table, key, MDB_PREV, entry, data);
+  for (; status == 0 && place < index; ++place) status = StepIn(txn, table, key, MDB_NEXT, entry, data);
+  for (; status == 0 && place > index; --place) status = StepIn(txn, table, key, MDB_PREV, entry, data);
   at.generation = info.record.generation;
   return status;
 }
@@ -114,26 +95,19 @@ LONG EnterView(Transaction& txn, std::string_view next, KeyId* key) {
 
 }  // namespace
 
-LONG EntryAt(Transaction& txn, Table table, KeyId key, DWORD index, Position& at, MDB_val* data) {
+LONG SeekEntry(Transaction& txn, Table table, KeyId key, DWORD index, Position& at, MDB_val* data) {
   MDB_val entry;
   LONG status;
-  if (at.stamp == txn.Stamp() && index == at.index + 1 && at.use == txn.CursorUse(table)) {
-    status = Step(txn, table, key, MDB_NEXT, &entry, data);
-  } else if (index == 0 && at.stamp != txn.Stamp()) {
-    // The generation is read when it is needed.
-    at.generation = ~0u;
+  if (index == 0 && at.stamp != Transaction::Stamp()) {
+    at.generation = ~0u;  // It is read when it is needed.
     status = SeekFirst(txn, table, key, &entry, data);
     KeyInfo info;
     if (status == ERROR_NO_MORE_ITEMS && LoadKey(txn, key, info) != 0) status = ERROR_KEY_DELETED;
   } else {
     status = SeekIndex(txn, table, key, index, at, &entry, data);
   }
-  if (status != 0) return status;
-  at.entry.assign(static_cast<const char*>(entry.mv_data), entry.mv_size);
-  at.index = index;
-  at.stamp = txn.Stamp();
-  at.use = txn.CursorUse(table);
-  return ERROR_SUCCESS;
+  if (status == 0) at.Remember(txn, table, entry, index);
+  return status;
 }
 
 LONG SubkeyAt(Transaction& txn, KeyId key, DWORD index, Position& at, KeyInfo& info) {
@@ -157,7 +131,7 @@ LONG EditKey(Transaction& txn, KeyId key, KeyRecord*& record) {
   return key == 0 || result == MDB_NOTFOUND ? ERROR_KEY_DELETED : Status(result);
 }
 
-void Touch(Transaction& txn, KeyRecord& record, bool structure) {
+void Touch(KeyRecord& record, bool structure) {
   timespec now;
   clock_gettime(CLOCK_REALTIME_COARSE, &now);
   // FILETIME counts from 1601 in units of 100 ns.
@@ -165,7 +139,7 @@ void Touch(Transaction& txn, KeyRecord& record, bool structure) {
                       static_cast<uint64_t>(now.tv_nsec) / 100u;
   if (!structure) return;
   ++record.generation;
-  txn.Changed();
+  Transaction::Changed();
 }
 
 LONG FindChild(Transaction& txn, KeyId parent, std::string_view name, KeyId* child) {
@@ -194,7 +168,7 @@ LONG AddChild(Transaction& txn, KeyId parent, std::string_view name, std::string
   LONG status = EditKey(txn, parent, above);
   if (status != 0) return status;
   ++above->subkeys;
-  Touch(txn, *above, true);
+  Touch(*above, true);
   KeyInfo info;
   info.record.parent = parent;
   info.record.security = security;
@@ -233,7 +207,7 @@ LONG RemoveKey(Transaction& txn, KeyId key) {
   if (status == 0) status = EditKey(txn, record.parent, above);
   if (status != 0) return status;
   --above->subkeys;
-  Touch(txn, *above, true);
+  Touch(*above, true);
   return ERROR_SUCCESS;
 }
 

@@ -3,6 +3,7 @@
 // The tree of keys in the store's tables. Everything returns 0 or a Windows error code, and does not look at
 // access lists.
 
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -12,23 +13,64 @@ namespace embedded {
 
 // Where an enumeration by index stands, so that the next index is one step away.
 struct Position {
-  std::string entry;  // The entry's key in its table; empty before the first.
   uint64_t stamp = 0;
   uint64_t use = 0;
-  uint32_t generation = 0;
   DWORD index = 0;
+  uint32_t generation = 0;
+  uint64_t value = 0;  // The place in kValues,
+  std::string name;    // or in kKeys.
+
+  void Remember(const Transaction& txn, Table table, const MDB_val& entry, DWORD place) {
+    if (table == kKeys) {
+      name.assign(AsText(entry));
+    } else {
+      std::memcpy(&value, entry.mv_data, sizeof value);
+    }
+    index = place;
+    stamp = Transaction::Stamp();
+    use = txn.CursorUse(table);
+  }
 };
+
+// The key to which an entry of kKeys, kNames or kValues belongs.
+inline KeyId OwnerOf(Table table, const MDB_val& entry) {
+  if (table == kKeys) {
+    KeyId ordered;
+    std::memcpy(&ordered, entry.mv_data, sizeof ordered);
+    return __builtin_bswap32(ordered);
+  }
+  uint64_t number;
+  std::memcpy(&number, entry.mv_data, sizeof number);
+  return static_cast<KeyId>(number >> 32);
+}
+
+// Moves the cursor; ERROR_NO_MORE_ITEMS when that leads out of the key's entries.
+inline LONG StepIn(Transaction& txn, Table table, KeyId key, MDB_cursor_op how, MDB_val* entry,
+                   MDB_val* data) {
+  const int result = txn.Move(table, how, entry, data);
+  if (result != 0) return result == MDB_NOTFOUND ? ERROR_NO_MORE_ITEMS : Status(result);
+  return OwnerOf(table, *entry) == key ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS;
+}
 
 // The entry of `table` with that index among those of the key; ERROR_NO_MORE_ITEMS beyond the last, and
 // ERROR_KEY_DELETED when there is no key. `table` is kKeys (subkeys by name) or kValues (values by age).
-LONG EntryAt(Transaction& txn, Table table, KeyId key, DWORD index, Position& at, MDB_val* data);
+LONG SeekEntry(Transaction& txn, Table table, KeyId key, DWORD index, Position& at, MDB_val* data);
+inline LONG EntryAt(Transaction& txn, Table table, KeyId key, DWORD index, Position& at, MDB_val* data) {
+  if (at.stamp != Transaction::Stamp() || at.use != txn.CursorUse(table) || at.index + 1 != index) {
+    return SeekEntry(txn, table, key, index, at, data);
+  }
+  MDB_val entry;
+  const LONG status = StepIn(txn, table, key, MDB_NEXT, &entry, data);
+  if (status == 0) at.Remember(txn, table, entry, index);
+  return status;
+}
 LONG SubkeyAt(Transaction& txn, KeyId key, DWORD index, Position& at, KeyInfo& info);
 
 // The key's record; ERROR_KEY_DELETED when there is none.
 LONG LoadKey(Transaction& txn, KeyId key, KeyInfo& info);
 LONG EditKey(Transaction& txn, KeyId key, KeyRecord*& record);
 // Notes the time of a change; with `structure`, also that an entry came or went.
-void Touch(Transaction& txn, KeyRecord& record, bool structure);
+void Touch(KeyRecord& record, bool structure);
 
 // ERROR_FILE_NOT_FOUND when there is no such child.
 LONG FindChild(Transaction& txn, KeyId parent, std::string_view name, KeyId* child);

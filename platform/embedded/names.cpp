@@ -134,24 +134,23 @@ size_t NameUnits(std::string_view name) {
 }
 
 FoldedName::FoldedName(std::string_view name) {
-  uint64_t digest = 14695981039346656037u;
-  bool whole = true;
+  uint64_t digest = 0;
   constexpr size_t kRoom = kCapacity - sizeof digest;
   size_t cut = 0;  // How much of a name that turns out too long is kept.
-  while (!name.empty()) {
-    char encoded[4];
-    const size_t length = Encode(TakeUpper(name), encoded);
-    for (size_t i = 0; i < length; ++i) {
-      digest = (digest ^ static_cast<unsigned char>(encoded[i])) * 1099511628211u;
+  char encoded[4];
+  for (std::string_view rest = name; !rest.empty();) {
+    const size_t length = Encode(TakeUpper(rest), encoded);
+    if (size_ + length > kCapacity) {
+      cut_ = true;
+      break;
     }
-    whole = whole && size_ + length <= kCapacity;
-    if (!whole) continue;
     std::memcpy(bytes_.data() + size_, encoded, length);
     size_ += length;
     if (size_ <= kRoom) cut = size_;
   }
-  if (whole) return;
-  cut_ = true;
+  if (!cut_) return;
+  digest = 14695981039346656037u;  // FNV-1a
+  while (!name.empty()) digest = (digest ^ TakeUpper(name)) * 1099511628211u;
   std::memcpy(bytes_.data() + cut, &digest, sizeof digest);
   size_ = cut + sizeof digest;
 }

@@ -14,13 +14,6 @@
 namespace embedded {
 namespace {
 
-bool IsPlain(std::string_view text) {
-  for (const char c : text) {
-    if (static_cast<unsigned char>(c) >= 0x80) return false;
-  }
-  return true;
-}
-
 // A name of the caller's, in UTF-8; null is the empty name.
 class Name {
  public:
@@ -39,48 +32,12 @@ class Name {
 
 bool HasTwoViews(REGSAM access) { return (access & KEY_WOW64_RES) == KEY_WOW64_RES; }
 
-bool IsText(DWORD type) { return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ; }
-
 LONG PublishInto(std::unique_ptr<Key> key, PHKEY result) {
   *result = Publish(std::move(key));
   return *result == nullptr ? ERROR_NO_SYSTEM_RESOURCES : ERROR_SUCCESS;
 }
 
 }  // namespace
-
-LONG GiveText(std::string_view text, LPSTR buffer, LPDWORD size) {
-  std::string converted;
-  if (!IsPlain(text) && GetACP() != CP_UTF8) {
-    converted = Utf8ToAcp(text);
-    text = converted;
-  }
-  if (buffer == nullptr) {
-    if (size != nullptr) *size = static_cast<DWORD>(text.size());
-    return ERROR_SUCCESS;
-  }
-  if (*size <= text.size()) return ERROR_MORE_DATA;
-  if (!text.empty()) std::memcpy(buffer, text.data(), text.size());
-  buffer[text.size()] = '\0';
-  *size = static_cast<DWORD>(text.size());
-  return ERROR_SUCCESS;
-}
-
-LONG GiveValue(const Value& value, const ValueOut& out) {
-  const auto size = static_cast<DWORD>(value.data.size());
-  const DWORD room = out.size == nullptr ? 0 : *out.size;
-  if (out.type != nullptr) *out.type = value.type;
-  if (out.size != nullptr) *out.size = size;
-  if (out.data != nullptr && room < size) return ERROR_MORE_DATA;
-  if (out.name != nullptr) {
-    const LONG status = GiveText(value.name, out.name, out.name_size);
-    if (status != 0) return status;
-  }
-  if (out.data == nullptr) return ERROR_SUCCESS;
-  if (size > 0) std::memcpy(out.data, value.data.data(), size);
-  // A text without its terminator gets one where there is room, which does not count.
-  if (size > 0 && size < room && IsText(value.type) && out.data[size - 1] != 0) out.data[size] = 0;
-  return ERROR_SUCCESS;
-}
 
 }  // namespace embedded
 

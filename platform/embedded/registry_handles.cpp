@@ -1,4 +1,4 @@
-#include <vector>
+#include <algorithm>
 
 #include "platform/embedded/controls.h"
 #include "platform/embedded/environment.h"
@@ -16,16 +16,14 @@ struct Slot {
 // Slot 0 stays empty, so that no handle is null. Free slots wait in a queue: the longer one rests, the longer
 // its old handles are known as such.
 struct Pool {
-  std::vector<Slot> slots = std::vector<Slot>(1);
+  Slot* slots = nullptr;  // Never freed: keys may still be used while the process ends.
+  uint32_t size = 0;
+  uint32_t capacity = 0;
   uint32_t first_free = 0;
   uint32_t last_free = 0;
 };
 
-// Never destroyed: keys may still be used while the process ends.
-Pool& Handles() {
-  static Pool& pool = *new Pool;
-  return pool;
-}
+constinit Pool pool;
 
 constexpr const char* kPredefined[] = {".\\MACHINE\\SOFTWARE\\Classes", ".\\USER\\.DEFAULT", ".\\MACHINE",
                                        ".\\USER"};
@@ -39,10 +37,24 @@ Slot* SlotOf(HKEY handle) {
   const auto value = reinterpret_cast<uintptr_t>(handle);
   const auto low = static_cast<uint32_t>(value);
   const uint32_t index = low >> kStepBits;
-  std::vector<Slot>& slots = Handles().slots;
-  if ((low & ((1u << kStepBits) - 1)) != 0 || index >= slots.size()) return nullptr;
-  Slot& slot = slots[index];
+  if ((low & ((1u << kStepBits) - 1)) != 0 || index >= pool.size) return nullptr;
+  Slot& slot = pool.slots[index];
   return slot.key && slot.uses == value >> 32 ? &slot : nullptr;
+}
+
+HKEY HandleOf(uint32_t index) {
+  return reinterpret_cast<HKEY>(uintptr_t{pool.slots[index].uses} << 32 | uintptr_t{index}
+                                                                              << kStepBits);  // NOLINT
+}
+
+void Grow() {
+  const uint32_t capacity = pool.capacity == 0 ? 64 : pool.capacity * 2;
+  auto* slots = new Slot[capacity];
+  std::move(pool.slots, pool.slots + pool.size, slots);
+  delete[] pool.slots;
+  pool.slots = slots;
+  pool.capacity = capacity;
+  if (pool.size == 0) pool.size = 1;
 }
 
 constexpr uintptr_t kFirstPredefined = static_cast<uintptr_t>(static_cast<LONG>(0x80000000));
@@ -54,12 +66,11 @@ bool IsPredefined(HKEY handle) {
 }
 
 HKEY Publish(std::unique_ptr<Key> key) {
-  Pool& pool = Handles();
   uint32_t index = pool.first_free;
   if (index == 0) {
-    if (pool.slots.size() >= kMostSlots) return nullptr;
-    index = static_cast<uint32_t>(pool.slots.size());
-    pool.slots.emplace_back();
+    if (pool.size == kMostSlots) return nullptr;
+    if (pool.size == pool.capacity) Grow();
+    index = pool.size++;
   } else {
     pool.first_free = pool.slots[index].next_free;
     if (pool.first_free == 0) pool.last_free = 0;
@@ -67,7 +78,7 @@ HKEY Publish(std::unique_ptr<Key> key) {
   Slot& slot = pool.slots[index];
   slot.next_free = 0;
   slot.key = std::move(key);
-  return reinterpret_cast<HKEY>(uintptr_t{slot.uses} << 32 | uintptr_t{index} << kStepBits);  // NOLINT
+  return HandleOf(index);
 }
 
 LONG FindKey(HKEY handle, Key*& key) {
@@ -93,16 +104,15 @@ LONG CloseHandleOf(HKEY handle) {
   // 31 bits: the predefined handles have the top bit.
   slot->uses = (slot->uses + 1) & 0x7FFFFFFF;
   if (slot->uses == 0) slot->uses = 1;
-  Pool& pool = Handles();
-  const auto index = static_cast<uint32_t>(slot - pool.slots.data());
+  const auto index = static_cast<uint32_t>(slot - pool.slots);
   (pool.last_free == 0 ? pool.first_free : pool.slots[pool.last_free].next_free) = index;
   pool.last_free = index;
   return ERROR_SUCCESS;
 }
 
 void ForEachOpenKey(const std::function<void(Key&)>& use) {
-  for (Slot& slot : Handles().slots) {
-    if (slot.key) use(*slot.key);
+  for (uint32_t i = 0; i < pool.size; ++i) {
+    if (pool.slots[i].key) use(*pool.slots[i].key);
   }
 }
 
@@ -117,10 +127,8 @@ void ForgetPredefinedKeys() {
 }
 
 void CloseAllKeys() {
-  const std::vector<Slot>& slots = Handles().slots;
-  for (size_t i = 1; i < slots.size(); ++i) {
-    if (!slots[i].key) continue;
-    CloseHandleOf(reinterpret_cast<HKEY>(uintptr_t{slots[i].uses} << 32 | i << kStepBits));  // NOLINT
+  for (uint32_t i = 0; i < pool.size; ++i) {
+    if (pool.slots[i].key) CloseHandleOf(HandleOf(i));
   }
   ForgetPredefinedKeys();
 }

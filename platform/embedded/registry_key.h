@@ -8,41 +8,10 @@
 #include <string>
 #include <string_view>
 
+#include "platform/embedded/answers.h"
 #include "platform/embedded/store.h"
-#include "platform/embedded/values.h"
 
 namespace embedded {
-
-// Where a caller wants a value; null parts are not wanted. `name_size` comes with `name`, and `size` with
-// `data`. Texts are given in the computer's code page.
-struct ValueOut {
-  LPSTR name;
-  LPDWORD name_size;
-  LPDWORD type;
-  LPBYTE data;
-  LPDWORD size;
-};
-
-struct SubkeyOut {
-  LPSTR name;
-  LPDWORD name_size;
-  LPSTR class_name;
-  LPDWORD class_size;
-  PFILETIME last_write;
-};
-
-struct KeyOut {
-  LPSTR class_name;
-  LPDWORD class_size;
-  LPDWORD subkeys;
-  LPDWORD longest_subkey;
-  LPDWORD longest_class;
-  LPDWORD values;
-  LPDWORD longest_value_name;
-  LPDWORD longest_data;
-  LPDWORD descriptor_size;
-  PFILETIME last_write;
-};
 
 struct NewKey {
   std::string_view path;
@@ -88,10 +57,5 @@ bool IsPredefined(HKEY handle);
 void ForgetPredefinedKeys();
 void CloseAllKeys();
 void ForEachOpenKey(const std::function<void(Key&)>& use);
-
-// Answers a caller with a text in the code page, as enumerations do: the terminator needs room, and a size is
-// changed when the text was given. ERROR_MORE_DATA when it does not fit.
-LONG GiveText(std::string_view text, LPSTR buffer, LPDWORD size);
-LONG GiveValue(const Value& value, const ValueOut& out);
 
 }  // namespace embedded

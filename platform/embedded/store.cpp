@@ -16,10 +16,8 @@ struct State {
   Transaction write;  // Open during an operation that writes, or from an event's first write to its end.
   bool reading = false;
   bool in_event = false;
-  int depth = 0;       // Operations within operations share their transaction.
-  LONG failure = 0;    // Why a write of the open write transaction failed: nothing of it can count.
-  uint64_t stamp = 1;  // Behind Transaction::Stamp.
-  uint64_t uses = 0;   // Behind Transaction::CursorUse.
+  int depth = 0;     // Operations within operations share their transaction.
+  LONG failure = 0;  // Why a write of the open write transaction failed: nothing of it can count.
   size_t snapshot = 0;
   KeyId next_id = 0;  // Of the write transaction; 0 until it is read.
   bool next_id_changed = false;
@@ -29,22 +27,31 @@ struct State {
 // Never destroyed: keys may still be used while the process ends.
 State& state = *new State;
 
-LONG BeginReading() {
-  if (state.reading) return 0;
-  const int code = mdb_txn_renew(state.read.handle);
-  if (code != 0) return Status(code);
-  state.reading = true;
-  const size_t snapshot = mdb_txn_id(state.read.handle);
-  if (snapshot != state.snapshot) ++state.stamp;
-  state.snapshot = snapshot;
-  state.read.Begun();
-  return 0;
-}
-
 void EndReading() {
   if (!state.reading) return;
   mdb_txn_reset(state.read.handle);
   state.reading = false;
+  Reading::held = nullptr;
+}
+
+// Outside events the last operation's snapshot serves the next one, cursors and all, until someone writes.
+bool SnapshotIsCurrent() {
+  MDB_envinfo info;
+  mdb_env_info(state.environment.env.get(), &info);
+  return info.me_last_txnid == state.snapshot;
+}
+
+LONG BeginReading() {
+  if (state.reading && (state.in_event || state.depth > 0 || SnapshotIsCurrent())) return 0;
+  EndReading();
+  const int code = mdb_txn_renew(state.read.handle);
+  if (code != 0) return Status(code);
+  state.reading = true;
+  const size_t snapshot = mdb_txn_id(state.read.handle);
+  if (snapshot != state.snapshot) Transaction::Changed();
+  state.snapshot = snapshot;
+  state.read.Begun();
+  return 0;
 }
 
 LONG BeginWriting() {
@@ -60,7 +67,7 @@ LONG BeginWriting() {
   state.failure = 0;
   state.next_id = 0;
   state.next_id_changed = false;
-  ++state.stamp;
+  Transaction::Changed();
   state.write.Begun();
   return 0;
 }
@@ -81,8 +88,9 @@ void ForgetMadeKeys() {
 void EndWriting() {
   state.write.Ended();
   state.write.handle = nullptr;
+  Reading::held = nullptr;
   state.doomed.clear();
-  ++state.stamp;
+  Transaction::Changed();
 }
 
 void AbandonWriting() {
@@ -108,6 +116,11 @@ LONG CommitWriting() {
   EndWriting();
   if (status != 0) ForgetMadeKeys();
   return status;
+}
+
+void Fail(int lmdb) {
+  state.failure = Status(lmdb);
+  Reading::held = nullptr;
 }
 
 LONG Ready() { return state.environment.env ? ERROR_SUCCESS : OpenDefaultHome(); }
@@ -145,38 +158,26 @@ LONG Status(int lmdb) {
 
 // The transaction.
 
-MDB_cursor* Transaction::Cursor(Table table, int* result) {
-  uses_[table] = ++state.uses;
-  if (!live_[table]) {
-    *result = cursors_[table] != nullptr
-                  ? mdb_cursor_renew(handle, cursors_[table])
-                  : mdb_cursor_open(handle, state.environment.tables[table], &cursors_[table]);
-    live_[table] = *result == 0;
-  }
-  return live_[table] ? cursors_[table] : nullptr;
-}
-
-int Transaction::Get(Table table, MDB_val key, MDB_val* data) { return Move(table, MDB_SET, &key, data); }
-
-int Transaction::Move(Table table, MDB_cursor_op how, MDB_val* key, MDB_val* data) {
-  int result = 0;
-  MDB_cursor* cursor = Cursor(table, &result);
-  return cursor == nullptr ? result : mdb_cursor_get(cursor, key, data, how);
+int Transaction::OpenCursor(Table table) {
+  const int result = kept_[table] != nullptr
+                         ? mdb_cursor_renew(handle, kept_[table])
+                         : mdb_cursor_open(handle, state.environment.tables[table], &kept_[table]);
+  if (result == 0) cursors_[table] = kept_[table];
+  return result;
 }
 
 int Transaction::Put(Table table, MDB_val key, MDB_val* data, unsigned flags) {
-  int result = 0;
-  MDB_cursor* cursor = Cursor(table, &result);
-  if (cursor != nullptr) result = mdb_cursor_put(cursor, &key, data, flags);
-  if (result != 0) state.failure = Status(result);
+  uses_[table] = ++last_use;
+  int result = cursors_[table] == nullptr ? OpenCursor(table) : 0;
+  if (result == 0) result = mdb_cursor_put(cursors_[table], &key, data, flags);
+  if (result != 0) Fail(result);
   return result;
 }
 
 int Transaction::DeleteHere(Table table) {
-  int result = 0;
-  MDB_cursor* cursor = Cursor(table, &result);
-  if (cursor != nullptr) result = mdb_cursor_del(cursor, 0);
-  if (result != 0) state.failure = Status(result);
+  uses_[table] = ++last_use;
+  const int result = mdb_cursor_del(cursors_[table], 0);
+  if (result != 0) Fail(result);
   return result;
 }
 
@@ -186,20 +187,19 @@ int Transaction::Delete(Table table, MDB_val key) {
   return result == 0 ? DeleteHere(table) : result;
 }
 
-uint64_t Transaction::Stamp() const { return state.stamp; }
-void Transaction::Changed() { ++state.stamp; }
+void Transaction::Begun() {
+  cursors_ = {};
+  uses_.fill(++last_use);
+}
 
-void Transaction::Begun() { live_ = {}; }
-
-// LMDB frees the cursors of a write transaction with it, those of a reading one stay.
 void Transaction::Ended() {
   cursors_ = {};
-  live_ = {};
+  kept_ = {};
   edited_ = {};
 }
 
 void Transaction::CloseCursors() {
-  for (MDB_cursor* cursor : cursors_) {
+  for (MDB_cursor* cursor : kept_) {
     if (cursor != nullptr) mdb_cursor_close(cursor);
   }
   Ended();
@@ -293,7 +293,7 @@ int Transaction::Flush() {
 
 // Operations.
 
-Reading::Reading() {
+void Reading::Begin() {
   status = Ready();
   if (status != 0) return;
   if (state.write.handle != nullptr) {
@@ -304,12 +304,11 @@ Reading::Reading() {
     status = BeginReading();
   }
   ++state.depth;
+  counted_ = true;
+  if (state.in_event && status == 0) held = txn;
 }
 
-Reading::~Reading() {
-  if (txn == nullptr) return;
-  if (--state.depth == 0 && !state.in_event && txn == &state.read) EndReading();
-}
+void Reading::End() { --state.depth; }
 
 Writing::Writing() {
   status = Ready();
@@ -345,7 +344,7 @@ machine::Outcome UseEnvironment(Environment environment) {
   state.environment = std::move(environment);
   state.read.handle = read;
   state.snapshot = 0;
-  ++state.stamp;
+  Transaction::Changed();
   return {};
 }
 
@@ -371,7 +370,10 @@ namespace machine {
 
 using embedded::state;
 
-void BeginEvent() { state.in_event = true; }
+void BeginEvent() {
+  embedded::EndReading();
+  state.in_event = true;
+}
 bool InEvent() { return state.in_event; }
 
 Outcome CommitEvent() {

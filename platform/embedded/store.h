@@ -50,11 +50,18 @@ struct KeyInfo {
 LONG Status(int lmdb);
 
 // A transaction with one cursor a table. Texts and bytes that it gives live until the next write or its end.
-// The operations give LMDB's codes.
+// The operations give LMDB's codes. Those that an enumeration repeats are inline: they are most of its time.
 class Transaction {
  public:
-  int Get(Table table, MDB_val key, MDB_val* data);
-  int Move(Table table, MDB_cursor_op how, MDB_val* key, MDB_val* data);
+  int Get(Table table, MDB_val key, MDB_val* data) { return Move(table, MDB_SET, &key, data); }
+  int Move(Table table, MDB_cursor_op how, MDB_val* key, MDB_val* data) {
+    uses_[table] = ++last_use;
+    if (cursors_[table] == nullptr) {
+      const int result = OpenCursor(table);
+      if (result != 0) return result;
+    }
+    return mdb_cursor_get(cursors_[table], key, data, how);
+  }
   int Put(Table table, MDB_val key, MDB_val* data, unsigned flags = 0);
   int DeleteHere(Table table);  // The entry at the table's cursor.
   int Delete(Table table, MDB_val key);
@@ -62,8 +69,8 @@ class Transaction {
   // Changes with every use of the table's cursor: while it stays, the cursor stands where it was left.
   uint64_t CursorUse(Table table) const { return uses_[table]; }
   // Changes when a value or key came or went, here or in another process.
-  uint64_t Stamp() const;
-  void Changed();
+  static uint64_t Stamp() { return stamp; }
+  static void Changed() { ++stamp; }
 
   int Load(KeyId id, KeyInfo& info);
   // The record of a key for changing; it is written when another is edited, or at the end. Null with the
@@ -75,18 +82,18 @@ class Transaction {
   int Flush();
 
   MDB_txn* handle = nullptr;
-  bool writable = false;
 
-  // The cursors begin anew with the transaction.
-  void Begun();
-  void Ended();
-  void CloseCursors();
+  void Begun();         // The cursors begin anew with the transaction,
+  void Ended();         // and LMDB frees those of a write transaction with it.
+  void CloseCursors();  // Those of a reading one are kept for the next.
 
  private:
-  MDB_cursor* Cursor(Table table, int* result);
+  int OpenCursor(Table table);
 
+  static inline uint64_t stamp = 1;
+  static inline uint64_t last_use = 0;
   std::array<MDB_cursor*, kTables> cursors_{};
-  std::array<bool, kTables> live_{};
+  std::array<MDB_cursor*, kTables> kept_{};  // Null or usable again after renewal.
   std::array<uint64_t, kTables> uses_{};
 
   struct Edited {
@@ -101,13 +108,25 @@ class Transaction {
 // operation's own.
 class Reading {
  public:
-  Reading();
-  ~Reading();
+  Reading() : txn(held) {
+    if (txn == nullptr) Begin();
+  }
+  ~Reading() {
+    if (counted_) End();
+  }
   Reading(const Reading&) = delete;
   Reading& operator=(const Reading&) = delete;
 
+  // The transaction that the event under way holds; null when it must be asked for.
+  static inline Transaction* held = nullptr;
+
+  Transaction* txn;
   LONG status = 0;  // Not 0: there is no transaction.
-  Transaction* txn = nullptr;
+
+ private:
+  void Begin();
+  static void End();
+  bool counted_ = false;
 };
 
 class Writing {

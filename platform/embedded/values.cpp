@@ -7,24 +7,8 @@
 namespace embedded {
 namespace {
 
-struct ValueHeader {
-  DWORD type;
-  uint32_t name_size;
-};
-
 uint64_t NamePlace(KeyId key, std::string_view name) { return uint64_t{key} << 32 | HashName(name); }
 uint64_t ValuePlace(KeyId key, uint32_t sequence) { return uint64_t{key} << 32 | sequence; }
-
-LONG Read(const MDB_val& data, Value& value) {
-  ValueHeader header;
-  if (data.mv_size < sizeof header) return ERROR_REGISTRY_CORRUPT;
-  std::memcpy(&header, data.mv_data, sizeof header);
-  const std::string_view texts = AsText(data).substr(sizeof header);
-  value.type = header.type;
-  value.name = texts.substr(0, header.name_size);
-  value.data = texts.substr(value.name.size());
-  return ERROR_SUCCESS;
-}
 
 // Finds the value by the sequences that share its name's hash, which is nearly always one. The cursor of
 // kValues stays at the value, `*sequences` holds all of them.
@@ -37,7 +21,7 @@ LONG Seek(Transaction& txn, KeyId key, std::string_view name, MDB_val* sequences
     std::memcpy(sequence, static_cast<const char*>(sequences->mv_data) + at, sizeof *sequence);
     MDB_val data;
     LONG status = Status(txn.Get(kValues, NumberKey(ValuePlace(key, *sequence)), &data));
-    if (status == 0) status = Read(data, value);
+    if (status == 0) status = ReadValue(data, value);
     if (status != 0) return status;
     if (SameName(value.name, name)) return ERROR_SUCCESS;
   }
@@ -80,13 +64,13 @@ LONG PutValue(Transaction& txn, KeyId key, std::string_view name, DWORD type, st
   Value old;
   status = Seek(txn, key, name, &sequences, &sequence, old);
   if (status == 0) {
-    Touch(txn, *record, false);
+    Touch(*record, false);
     const std::string spelling(old.name);
     return Write(txn, key, sequence, {type, spelling, data});
   }
   if (status != ERROR_FILE_NOT_FOUND) return status;
   if (record->next_sequence == ~0u) return ERROR_NO_SYSTEM_RESOURCES;
-  Touch(txn, *record, true);
+  Touch(*record, true);
   ++record->values;
   sequence = record->next_sequence++;
   std::string all(AsText(sequences));
@@ -111,16 +95,10 @@ LONG RemoveValue(Transaction& txn, KeyId key, std::string_view name) {
   }
   status = Status(txn.DeleteHere(kValues));
   if (status != 0) return status;
-  Touch(txn, *record, true);
+  Touch(*record, true);
   --record->values;
   if (!others.empty()) return WriteSequences(txn, key, name, others);
   return Status(txn.DeleteHere(kNames));
-}
-
-LONG ValueAt(Transaction& txn, KeyId key, DWORD index, Position& at, Value& value) {
-  MDB_val data;
-  const LONG status = EntryAt(txn, kValues, key, index, at, &data);
-  return status != 0 ? status : Read(data, value);
 }
 
 }  // namespace embedded
