@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 #include <stdexcept>
 
 #include "configuration/settings_engine.h"
@@ -40,7 +39,7 @@ std::vector<BYTE> Taken(const DATA_BLOB& blob) {
 
 CString PasswordOf(std::span<const BYTE> record) {
   PasswordRecord head{};
-  std::memcpy(&head, record.data(), std::min(record.size(), sizeof head));
+  std::copy_n(record.data(), std::min(record.size(), sizeof head), reinterpret_cast<BYTE*>(&head));
   if (head.length >= kLongestPassword) throw std::length_error("A cached password has an impossible length.");
   const size_t offset = std::min(record.size(), offsetof(PasswordRecord, secret));
   const auto stored = record.subspan(offset, std::min<size_t>(head.length, record.size() - offset));

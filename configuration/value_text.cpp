@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -83,7 +82,7 @@ CString DoubleWordText(const std::array<BYTE, 4>& littleEndian) {
 
 CString LinkText(std::span<const BYTE> data) {
   WideText wide(data.size() / sizeof(WCHAR), WCHAR{});
-  std::memcpy(wide.data(), data.data(), wide.size() * sizeof(WCHAR));
+  std::copy_n(data.data(), wide.size() * sizeof(WCHAR), reinterpret_cast<BYTE*>(wide.data()));
   return Narrow(std::basic_string_view<WCHAR>(wide).substr(0, wide.find(WCHAR{})), CP_ACP);
 }
 
@@ -155,9 +154,8 @@ std::vector<BYTE> StringsData(std::string_view text) {
 // The number of characters is taken for the size in bytes, so the second half is missing.
 std::vector<BYTE> LinkData(std::string_view text) {
   const WideText wide = Widen(text, CP_ACP);
-  std::vector<BYTE> data(wide.size());
-  std::memcpy(data.data(), wide.data(), data.size());
-  return data;
+  const auto* const bytes = reinterpret_cast<const BYTE*>(wide.data());
+  return {bytes, bytes + wide.size()};
 }
 
 // By type number. A name that several types share comes back as the first of them in RegTypeFromName.
