@@ -60,8 +60,10 @@ constexpr UpperRange kUpper[] = {
     // clang-format on
 };
 
+char UpperAscii(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c; }
+
 char32_t UpperCase(char32_t c) {
-  if (c < 0x80) return c >= 'a' && c <= 'z' ? c - ('a' - 'A') : c;
+  if (c < 0x80) return static_cast<char32_t>(UpperAscii(static_cast<char>(c)));
   const auto* range = std::ranges::lower_bound(kUpper, c, {}, &UpperRange::last);
   if (range == std::end(kUpper) || c < range->first || (c - range->first) % range->step != 0) return c;
   return static_cast<char32_t>(static_cast<int>(c) + range->shift);
@@ -138,7 +140,13 @@ FoldedName::FoldedName(std::string_view name) {
   constexpr size_t kRoom = kCapacity - sizeof digest;
   size_t cut = 0;  // How much of a name that turns out too long is kept.
   char encoded[4];
-  for (std::string_view rest = name; !rest.empty();) {
+  std::string_view rest = name;
+  for (; !rest.empty() && size_ < kRoom && static_cast<unsigned char>(rest.front()) < 0x80;
+       rest.remove_prefix(1)) {
+    bytes_[size_++] = UpperAscii(rest.front());
+  }
+  cut = size_;
+  while (!rest.empty()) {
     const size_t length = Encode(TakeUpper(rest), encoded);
     if (size_ + length > kCapacity) {
       cut_ = true;
