@@ -115,7 +115,8 @@ std::string CDialog::NameOf(size_t index) const {
 std::string CDialog::NameOf(const CWnd& control) const {
   const auto found = std::find_if(m_controls.begin(), m_controls.end(),
                                   [&control](const auto& own) { return own.get() == &control; });
-  return found == m_controls.end() ? control.caption : NameOf(static_cast<size_t>(found - m_controls.begin()));
+  return found == m_controls.end() ? control.caption
+                                   : NameOf(static_cast<size_t>(found - m_controls.begin()));
 }
 
 std::vector<CWnd*> CDialog::FindAll(std::string_view name) const {
@@ -128,7 +129,7 @@ std::vector<CWnd*> CDialog::FindAll(std::string_view name) const {
     const std::string full = Plain(NameOf(i));
     if (full == wanted) {
       exact.push_back(&control);
-    } else if (full.substr(0, full.rfind('#')) == wanted) {
+    } else if (Plain(std::string_view(full).substr(0, full.rfind('#'))) == wanted) {
       shared.push_back(&control);
     }
   }

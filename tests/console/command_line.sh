@@ -49,7 +49,7 @@ expect 0 '^srv1$' computer list
 
 # What can't be done says why, names what is near, and changes nothing.
 before=$("$program" reg query "$server")
-expect 1 'did you mean "General Settings::Compression"\?' show "General Setings::Compresion"
+expect 1 'did you mean "General Settings::Compression"' show "General Setings::Compresion"
 expect 1 'did you mean "Level"\?' set "$page" "Levle=3"
 expect 1 '"Level" takes digits only, not "3a"' set "$page" "Level=3" "Level=3a"
 expect 1 'takes on or off, not "maybe"' set "$page" "Enable Compression=maybe"
