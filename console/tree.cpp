@@ -172,6 +172,21 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
   std::vector<Child> children;
   total = 0;
   const auto wanted = [&] { return total++ >= first && children.size() < count; };
+  const auto add = [&children](std::string node, CTesselPropertyPage* page, std::string label, size_t below) {
+    Child& child = children.emplace_back();
+    child.node.path = std::move(node);
+    child.node.page = page;
+    child.label = std::move(label);
+    child.children = below;
+  };
+  const auto pageOf = [this](const std::string& head, bool perPrincipal) {
+    CTesselPropertyPage* page = nullptr;
+    for (const Pattern& pattern : m_patterns) {
+      if (pattern.head == head && pattern.perPrincipal == perPrincipal && pattern.suffix.empty())
+        page = pattern.page;
+    }
+    return page;
+  };
   const auto pagesOf = [this](const std::string& head) {
     return static_cast<size_t>(
         std::count_if(m_patterns.begin(), m_patterns.end(), [&head](const auto& pattern) {
@@ -182,8 +197,8 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
     for (const std::string& head : Heads()) {
       if (ParentOf(head) != parent || !wanted()) continue;
       const std::string full = Under(root, head);
-      const std::string label = parent.empty() ? head : head.substr(parent.size() + kSeparator.size());
-      children.push_back({Find(full).value_or(TreeNode{full, nullptr}), label, CountBelowHead(root, head)});
+      add(full, pageOf(head, false), parent.empty() ? head : head.substr(parent.size() + kSeparator.size()),
+          CountBelowHead(root, head));
     }
   };
   for (const std::string& root : m_roots) {
@@ -195,7 +210,7 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
       if (wanted()) {
         size_t heads = 0;
         Children(root, 0, 0, heads);
-        children.push_back({{root, nullptr}, root, heads});
+        add(root, nullptr, root, heads);
       }
       continue;
     }
@@ -205,16 +220,13 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
       if (path == full) {
         addHeads(root, head);
         if (names == nullptr) return children;
-        CTesselPropertyPage* own = nullptr;
-        for (const Pattern& pattern : m_patterns) {
-          if (pattern.perPrincipal && pattern.head == head && pattern.suffix.empty()) own = pattern.page;
-        }
+        CTesselPropertyPage* const own = pageOf(head, true);
         const size_t pages = pagesOf(head);
         const size_t heads = total;
         total += names->size();
         for (size_t i = std::max(first, heads) - heads; i < names->size() && children.size() < count; ++i) {
           const std::string& name = (*names)[i];
-          children.push_back({{full + std::string(kSeparator) + name, own}, name, pages});
+          add(full + std::string(kSeparator) + name, own, name, pages);
         }
         return children;
       }
@@ -223,9 +235,7 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
       if (std::find(names->begin(), names->end(), path.substr(start.size())) == names->end()) continue;
       for (const Pattern& pattern : m_patterns) {
         if (!pattern.perPrincipal || pattern.head != head || pattern.suffix.empty() || !wanted()) continue;
-        children.push_back({{std::string(path) + pattern.suffix, pattern.page},
-                            pattern.suffix.substr(kSeparator.size()),
-                            0});
+        add(std::string(path) + pattern.suffix, pattern.page, pattern.suffix.substr(kSeparator.size()), 0);
       }
       return children;
     }
