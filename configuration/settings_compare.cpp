@@ -43,8 +43,9 @@ std::optional<SnapshotValue> ReadValue(HKEY key, const CString& name) {
   return value;
 }
 
-SettingsChange ChangeBetween(const CString& key, const SnapshotValue* before, const SnapshotValue* after) {
-  SettingsChange change{ChangeKind::Same, key, (after ? after : before)->name, {}, {}, 0, 0};
+SettingsChange ChangeBetween(const CString& key, const CString& name, const SnapshotValue* before,
+                             const SnapshotValue* after) {
+  SettingsChange change{ChangeKind::Same, key, name, {}, {}, 0, 0};
   const auto show = [](const SnapshotValue& value) {
     return value.isCredential ? CString(kCredential) : FormatRegValue(value.type, value.data);
   };
@@ -95,7 +96,7 @@ class PreviewTarget : public PathTarget {
     after.data = ParseRegValue(SubstituteTokens(text, pairs_), after.type);
     if (after.data.empty()) return;
     const auto before = ReadValue(frame.key.get(), name);
-    visit_(ChangeBetween(Path(), before ? &*before : nullptr, &after));
+    visit_(ChangeBetween(Path(), name, before ? &*before : nullptr, &after));
   }
 
   // An import protects anew. Only a text as long as the user's name can be opened again afterwards.
@@ -153,17 +154,23 @@ class SnapshotTarget : public PathTarget {
   SettingsSnapshot& snapshot_;
 };
 
-// Visits all keys of both maps in order, with null for what one of them lacks.
+// Visits all keys of both maps in order: the newer of what they hold, then both, null for what one lacks.
 template <typename Map, typename Visit>
 void Merge(const Map& a, const Map& b, const Visit& visit) {
   auto left = a.begin();
   auto right = b.begin();
   while (left != a.end() || right != b.end()) {
-    const bool takeLeft = right == b.end() || (left != a.end() && left->first <= right->first);
-    const bool takeRight = left == a.end() || (right != b.end() && right->first <= left->first);
-    visit(takeLeft ? &left->second : nullptr, takeRight ? &right->second : nullptr);
-    if (takeLeft) ++left;
-    if (takeRight) ++right;
+    if (right == b.end() || (left != a.end() && left->first < right->first)) {
+      visit(left->second, &left->second, nullptr);
+      ++left;
+    } else if (left == a.end() || right->first < left->first) {
+      visit(right->second, nullptr, &right->second);
+      ++right;
+    } else {
+      visit(right->second, &left->second, &right->second);
+      ++left;
+      ++right;
+    }
   }
 }
 
@@ -343,12 +350,13 @@ SettingsSnapshot SnapshotOfStore(std::span<const char* const> paths, const CStri
 void CompareSnapshots(const SettingsSnapshot& before, const SettingsSnapshot& after,
                       const ChangeVisitor& visit) {
   static const std::map<CString, SnapshotValue> nothing;
-  Merge(before, after, [&](const SnapshotKey* left, const SnapshotKey* right) {
-    const CString& path = (right ? right : left)->path;
-    if (left == nullptr) visit(KeyChange(ChangeKind::Added, path));
-    if (right == nullptr) visit(KeyChange(ChangeKind::Removed, path));
+  Merge(before, after, [&](const SnapshotKey& key, const SnapshotKey* left, const SnapshotKey* right) {
+    if (left == nullptr) visit(KeyChange(ChangeKind::Added, key.path));
+    if (right == nullptr) visit(KeyChange(ChangeKind::Removed, key.path));
     Merge(left ? left->values : nothing, right ? right->values : nothing,
-          [&](const SnapshotValue* a, const SnapshotValue* b) { visit(ChangeBetween(path, a, b)); });
+          [&](const SnapshotValue& value, const SnapshotValue* a, const SnapshotValue* b) {
+            visit(ChangeBetween(key.path, value.name, a, b));
+          });
   });
 }
 
