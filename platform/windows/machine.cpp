@@ -7,7 +7,8 @@ namespace machine {
 namespace {
 
 Outcome NoEmbeddedComputers() {
-  return {ERROR_NOT_SUPPORTED, "There are no embedded computers on Windows: name one of the network instead."};
+  return {ERROR_NOT_SUPPORTED,
+          "There are no embedded computers on Windows: name one of the network instead."};
 }
 
 bool inEvent = false;
