@@ -64,6 +64,7 @@ struct Row {
   bool Record::*secondFlag = nullptr;        // the other flag of a list that stands for two
   std::span<const Choice> choices{};         // its rows
   std::span<const std::string_view> rows{};  // rows of a list, or columns of a list view
+  std::span<const int> widths{};             // of the columns
   std::string_view text{};                   // what a text that can only be read holds from the start
   bool digitsOnly = false;
   bool multiLine = false;
@@ -127,6 +128,8 @@ struct Rows {
   static constexpr R Edit(std::string_view caption, CString Record::*field) {
     return Make(Kind::Edit, caption, field);
   }
+  // One whose text no field holds.
+  static constexpr R Edit(std::string_view caption) { return Make(Kind::Edit, caption); }
   // Several lines that can only be read and selected.
   static constexpr R ReadOnlyText(std::string_view text) {
     R row = Make(Kind::Edit, {}).MultiLine().ReadOnly();
@@ -143,9 +146,11 @@ struct Rows {
   static constexpr R CheckList(std::string_view caption, CString Record::*field) {
     return Make(Kind::CheckList, caption, field);
   }
-  static constexpr R Table(std::string_view caption, std::span<const std::string_view> columns) {
+  static constexpr R Table(std::string_view caption, std::span<const std::string_view> columns,
+                           std::span<const int> widths = {}) {
     R row = Make(Kind::ListView, caption);
     row.rows = columns;
+    row.widths = widths;
     return row;
   }
   static constexpr R DropDown(std::string_view caption, CString Record::*field,
@@ -260,7 +265,9 @@ std::unique_ptr<CWnd> Form<Owner, Record>::MakeControl(const R& row) {
     case Kind::ListView: {
       auto control = std::make_unique<CListCtrl>();
       control->checkBoxes = row.kind == Kind::CheckList;
-      for (const std::string_view column : row.rows) control->columns.push_back({std::string(column), 0});
+      for (size_t i = 0; i < row.rows.size(); ++i) {
+        control->columns.push_back({std::string(row.rows[i]), i < row.widths.size() ? row.widths[i] : 0});
+      }
       return control;
     }
     case Kind::ComboBox:

@@ -92,6 +92,13 @@ class RecordPage : public CTesselPropertyPage {
     UpdateModified();
   }
 
+  // The target is the node's text, or the title where the host gives none.
+  void ChooseTarget();
+  // What becomes of a pending record when its target is shown.
+  enum class Entry : unsigned char { Taken, Kept };
+  // Shows m_target: what waits under `waiting`, else what is stored.
+  bool ShowTarget(const CString& waiting, Entry entry);
+
   Form<Page, Record> m_form;
   Record m_current{};
   Record m_saved{};
@@ -99,12 +106,22 @@ class RecordPage : public CTesselPropertyPage {
 
 template <class Page, class Record>
 bool RecordPage<Page, Record>::OnSetActive() {
+  ChooseTarget();
+  return ShowTarget(m_target, Entry::Taken);
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::ChooseTarget() {
   m_target = m_refData.text.empty() ? Title() : m_refData.text;
+}
+
+template <class Page, class Record>
+bool RecordPage<Page, Record>::ShowTarget(const CString& waiting, Entry entry) {
   LoadRecord(m_saved, m_target);
-  if (FindPending(m_current, m_target)) {
-    DropPending(m_target);
-  } else {
+  if (!FindPending(m_current, waiting)) {
     m_current = m_saved;
+  } else if (entry == Entry::Taken) {
+    DropPending(waiting);
   }
   ShowRecord(m_current);
   // One entry for another target does not count: Apply stays as that target's own page left it.

@@ -24,6 +24,7 @@ struct Value {
   DWORD buffer = kValueBufferSize;
   std::optional<bool> absentFlag{};              // what a missing or empty value gives, where the rule
   std::optional<std::string_view> absentText{};  // alone does not say it
+  bool withRowAbove = false;                     // one more field of a value that the row above handles
   const char* yes = "yes";                       // the server knows some values by a capital "Yes"
   // Replace the rule where a value is not read or written like its kind.
   void (*load)(const CTesselRegObject& key, Record& record) = nullptr;
@@ -36,6 +37,7 @@ struct Value {
   constexpr Value Absent(std::string_view text) const {
     return With(&Value::absentText, std::optional<std::string_view>(text));
   }
+  constexpr Value WithRowAbove() const { return With(&Value::withRowAbove, true); }
   constexpr Value CapitalYes() const { return With(&Value::yes, "Yes"); }
   constexpr Value LoadedBy(void (*function)(const CTesselRegObject&, Record&)) const {
     return With(&Value::load, function);
@@ -67,13 +69,13 @@ struct Values {
 // Reads one row. A value that does not fit the buffer leaves the field as it was, whatever the rule.
 template <class Record>
 void LoadValue(const CTesselRegObject& key, const Value<Record>& row, Record& record) {
+  if (row.withRowAbove) return;
   if (row.load != nullptr) {
     row.load(key, record);
   } else if (const auto* flag = std::get_if<bool Record::*>(&row.field)) {
-    if (row.absentFlag && key.GetValueSize(row.name) == 0) {
-      record.** flag = *row.absentFlag;
-    } else {
-      ReadFlag(key, row.name, row.rule, record.**flag, row.buffer);
+    CString stored;
+    if (ReadText(key, row.name, ReadRule::TextAsIs, stored, row.buffer) == ERROR_SUCCESS) {
+      record.** flag = row.absentFlag && stored.empty() ? *row.absentFlag : FlagOf(row.rule, stored);
     }
   } else if (const auto* field = std::get_if<CString Record::*>(&row.field)) {
     if (ReadText(key, row.name, row.rule, record.**field, row.buffer) == ERROR_SUCCESS && row.absentText &&
@@ -85,6 +87,7 @@ void LoadValue(const CTesselRegObject& key, const Value<Record>& row, Record& re
 
 template <class Record>
 DWORD SaveValue(CTesselRegObject& key, const Value<Record>& row, const Record& record) {
+  if (row.withRowAbove) return ERROR_SUCCESS;
   if (row.save != nullptr) return row.save(key, record);
   if (const auto* flag = std::get_if<bool Record::*>(&row.field)) {
     return key.SetStringValue(row.name, record.**flag ? row.yes : "no");

@@ -17,3 +17,9 @@ std::unique_ptr<CTesselPropertyPage> MakeAuthPubKeyPage(const PageArguments& arg
 std::unique_ptr<CTesselPropertyPage> MakeAuthGssApiPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeBannerPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeAccessControlPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUsersMainPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeGroupsMainPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeCfgIpMainPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserGenPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserEnvPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserTerminatePage(const PageArguments& arguments);

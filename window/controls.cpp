@@ -156,6 +156,15 @@ std::string CEdit::DoSpin(int steps) {
 }
 
 void CListBase::AddString(std::string_view text) {
+  // The selected row stays selected wherever the new one comes to stand.
+  if (sorted && m_selected >= 0) {
+    const auto& rows = Rows();
+    const auto place = std::upper_bound(
+        rows.begin(), rows.end(), text,
+        [](std::string_view a, const std::string& b) { return text::CompareNoCase(a, b) < 0; });
+    InsertString(static_cast<size_t>(place - rows.begin()), text);
+    return;
+  }
   m_rows.emplace_back(text);
   m_ordered = false;
 }
@@ -186,10 +195,11 @@ void CListBase::ResetContent() {
 const std::vector<std::string>& CListBase::Rows() const {
   if (!m_ordered) {
     m_ordered = true;
-    if (sorted) {
-      std::stable_sort(m_rows.begin(), m_rows.end(), [](const std::string& a, const std::string& b) {
-        return text::CompareNoCase(a, b) < 0;
-      });
+    const auto before = [](const std::string& a, const std::string& b) {
+      return text::CompareNoCase(a, b) < 0;
+    };
+    if (sorted && !std::is_sorted(m_rows.begin(), m_rows.end(), before)) {
+      std::stable_sort(m_rows.begin(), m_rows.end(), before);
     }
   }
   return m_rows;
@@ -199,6 +209,14 @@ std::ptrdiff_t CListBase::FindStringExact(std::string_view text) const {
   const auto& rows = Rows();
   const auto found = std::find_if(rows.begin(), rows.end(),
                                   [text](const std::string& row) { return text::EqualNoCase(row, text); });
+  return found == rows.end() ? -1 : found - rows.begin();
+}
+
+std::ptrdiff_t CListBase::FindString(std::string_view start) const {
+  const auto& rows = Rows();
+  const auto found = std::find_if(rows.begin(), rows.end(), [start](std::string_view row) {
+    return text::EqualNoCase(row.substr(0, start.size()), start);
+  });
   return found == rows.end() ? -1 : found - rows.begin();
 }
 

@@ -95,6 +95,8 @@ class CListBase : public CWnd {
   const std::string& GetRow(size_t row) const { return Rows()[row]; }
   // The row with this text, without case as Windows compares; -1 for none.
   std::ptrdiff_t FindStringExact(std::string_view text) const;
+  // The first row that begins with this text, without case; -1 for none.
+  std::ptrdiff_t FindString(std::string_view start) const;
 
   std::ptrdiff_t GetCurSel() const { return m_selected; }
   void SetCurSel(std::ptrdiff_t row);  // out of range: no selection; does not notify
