@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <sstream>
 
 #include "console/cli/command.h"
@@ -11,6 +12,28 @@
 #include "platform/text.h"
 
 namespace {
+
+bool HoldsNoCase(std::string_view whole, std::string_view part) {
+  const auto same = [](char a, char b) { return text::LowerAscii(a) == text::LowerAscii(b); };
+  return part.empty() ||
+         std::search(whole.begin(), whole.end(), part.begin(), part.end(), same) != whole.end();
+}
+
+// What a page shows of the store, by control. Sliders follow their edits.
+using Snapshot = std::vector<std::pair<std::string, std::string>>;
+
+Snapshot TakeSnapshot(const CDialog& page) {
+  Snapshot values;
+  for (const auto& control : page.Controls()) {
+    if (control->storedAs.empty()) continue;
+    std::string value = control->Value();
+    for (size_t row = 0; control->HasCheckBoxes() && row < control->RowCount(); ++row) {
+      value += control->IsChecked(row) ? '1' : '0';
+    }
+    values.emplace_back(control->Name(), std::move(value));
+  }
+  return values;
+}
 
 // A host with a scripted front end, for the life of one command.
 class Console {
@@ -25,9 +48,17 @@ class Console {
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
 
+  // Shows a node, and keeps what it showed first: Apply tells by it what was not stored. False: see `why`.
+  bool Select(const std::string& node) {
+    if (!host->Select(node, why)) return false;
+    before.try_emplace(host->NodePath(), TakeSnapshot(*host->Page()));
+    return true;
+  }
+
   ScriptedFrontEnd frontEnd;
   std::unique_ptr<Host> host;
   std::string why;
+  std::map<std::string, Snapshot> before;
 
  private:
   FrontEnd* m_before;
@@ -60,33 +91,38 @@ Act Assign(CDialog& page, std::string_view assignment, std::vector<std::string>&
   const CDialog::Found found = page.Find(name);
   if (found.row >= 0 || found.control->Kind() != ControlKind::Edit) return act;
   const std::string shown = found.control->Value();
-  if (shown != value)
+  // The lines of a text end in CR LF, however they were given.
+  if (text::Replaced(shown, "\r\n", "\n") != text::Replaced(value, "\r\n", "\n"))
     notes.push_back("\"" + std::string(name) + "\" became " + shown + ", not " + std::string(value) + ".");
   return act;
 }
 
-// The page's values, for comparing what was entered with what is stored. Sliders follow their edits.
-std::vector<std::string> Snapshot(const CDialog& page) {
-  std::vector<std::string> values;
-  for (const auto& control : page.Controls()) {
-    if (control->storedAs.empty()) continue;
-    std::string value = control->Value();
-    for (size_t row = 0; control->HasCheckBoxes() && row < control->RowCount(); ++row) {
-      value += control->IsChecked(row) ? '1' : '0';
-    }
-    values.push_back(std::move(value));
-  }
-  return values;
+// Whether the page in front has something to write although it has not enabled Apply: some edits are taken in
+// silence, and show only in what the page keeps when it is left.
+bool KeepsSilentEdit(Host& host) {
+  if (!host.Sheet().LeaveActivePage()) return false;
+  const bool keeps = host.HasUnsavedChanges();
+  std::string why;
+  host.Select(std::string(host.NodePath()), why);
+  return keeps;
 }
 
-// Apply, where it is enabled; a page that then shows something else was not stored.
-Outcome Apply(Host& host) {
+// Apply, where there is something to apply. Pages do not report failures, so a control that shows what it
+// showed before it was edited was not stored. One that shows something else again follows another value.
+Outcome Apply(Console& console) {
+  Host& host = *console.host;
   CPropertySheet& sheet = host.Sheet();
-  if (!sheet.IsModified()) return {};
-  const std::vector<std::string> entered = Snapshot(*host.Page());
+  if (!sheet.IsModified() && !KeepsSilentEdit(host)) return {};
+  const Snapshot entered = TakeSnapshot(*host.Page());
   if (!sheet.PressApply()) return Failed("The page refuses to be applied.");
-  if (Snapshot(*host.Page()) != entered) {
-    return Failed("The settings of \"" + host.NodePath() + "\" could not be stored.");
+  const Snapshot shown = TakeSnapshot(*host.Page());
+  const Snapshot before = console.before[host.NodePath()];
+  console.before = {{host.NodePath(), shown}};
+  for (size_t i = 0; i < shown.size(); ++i) {
+    if (shown[i] != entered[i] && shown[i] == before[i]) {
+      return Failed("\"" + shown[i].first + "\" of \"" + host.NodePath() +
+                    "\" could not be stored: it shows what it showed before.");
+    }
   }
   return {};
 }
@@ -109,8 +145,7 @@ class Script {
     const std::string_view verb = line.substr(0, blank);
     const std::string argument(line.substr(std::min(blank + 1, line.size())));
     if (verb == "node") {
-      std::string why;
-      return m_host.Select(argument, why) ? Outcome{} : Failed(why);
+      return m_console.Select(argument) ? Outcome{} : Failed(m_console.why);
     }
     if (verb == "answer") return m_console.frontEnd.AddAnswer(argument), Outcome{};
     if (verb == "path") return m_console.frontEnd.AddPath(argument), Outcome{};
@@ -127,7 +162,7 @@ class Script {
     if (verb == "show") return Describe(m_host);
     if (verb == "cancel") return m_host.Sheet().PressCancel(), Outcome{};
     if (verb == "apply") {
-      Outcome applied = Apply(m_host);
+      Outcome applied = Apply(m_console);
       if (const auto unfinished = Unfinished(m_console.frontEnd)) applied = *unfinished;
       applied = EndEvent(std::move(applied));
       machine::BeginEvent();
@@ -182,7 +217,7 @@ Outcome ShowTree(const Settings& settings) {
 
 Outcome ShowNode(const Settings& settings, const std::string& node) {
   Console console(settings);
-  if (console.host == nullptr || !console.host->Select(node, console.why)) return Failed(console.why);
+  if (console.host == nullptr || !console.Select(node)) return Failed(console.why);
   return Describe(*console.host);
 }
 
@@ -203,25 +238,38 @@ Outcome ShowAllNodes(const Settings& settings) {
 Outcome FindText(const Settings& settings, const std::string& wanted) {
   Console console(settings);
   if (console.host == nullptr) return Failed(console.why);
-  const auto lower = [](std::string_view source) {
-    std::string result(source);
-    std::transform(result.begin(), result.end(), result.begin(), text::LowerAscii);
-    return result;
-  };
-  const std::string needle = lower(wanted);
   Outcome outcome;
   outcome.data = nlohmann::ordered_json::array();
-  for (const TreeNode& node : console.host->GetTree().Nodes()) {
-    if (node.page == nullptr || !console.host->Select(node.path, console.why)) continue;
-    for (auto& control : DescribeControls(*node.page)) {
-      const std::string name = control["name"];
-      const std::string storedAs = control["storedAs"];
-      if (lower(name).find(needle) == std::string::npos && lower(storedAs).find(needle) == std::string::npos) continue;
-      const std::string value = control["value"];
-      outcome.text +=
-          node.path + ": " + name + " = " + value + (storedAs.empty() ? "" : "  [" + storedAs + "]") + "\n";
-      control["node"] = node.path;
-      outcome.data.push_back(control);
+  std::string node;
+  const auto add = [&outcome, &node](nlohmann::ordered_json control) {
+    const std::string storedAs = control["storedAs"];
+    outcome.text += node + ": " + std::string(control["name"]) + " = " +
+                    OneLine(std::string(control["value"])) +
+                    (storedAs.empty() ? "" : "  [" + storedAs + "]") + "\n";
+    control["node"] = node;
+    outcome.data.push_back(std::move(control));
+  };
+  for (const TreeNode& treeNode : console.host->GetTree().Nodes()) {
+    node = treeNode.path;
+    if (treeNode.page == nullptr || !console.host->Select(node, console.why)) continue;
+    for (const auto& control : DescribeControls(*treeNode.page)) {
+      if (!control["visible"]) continue;
+      if (HoldsNoCase(std::string(control["name"]), wanted) ||
+          HoldsNoCase(std::string(control["storedAs"]), wanted)) {
+        add(control);
+      }
+      if (!control.contains("rows")) continue;
+      // A row with a check box is as good as a control: "set" takes its text as a caption.
+      for (const auto& row : control["rows"]) {
+        if (!row.is_object() || !HoldsNoCase(std::string(row["text"]), wanted)) continue;
+        nlohmann::ordered_json box = control;
+        box.erase("rows");
+        box["name"] = box["caption"] = row["text"];
+        box["kind"] = KindName(ControlKind::CheckBox);
+        box["group"] = control["name"];
+        box["value"] = row["checked"] ? "on" : "off";
+        add(std::move(box));
+      }
     }
   }
   if (outcome.data.empty()) return Failed("No setting's caption or stored name holds \"" + wanted + "\".");
@@ -233,7 +281,7 @@ Outcome SetControls(const Settings& settings, const std::string& node,
   Console console(settings);
   if (console.host == nullptr) return Failed(console.why);
   machine::BeginEvent();
-  if (!console.host->Select(node, console.why)) return EndEvent(Failed(console.why));
+  if (!console.Select(node)) return EndEvent(Failed(console.why));
   std::vector<std::string> notes;
   for (const std::string& assignment : assignments) {
     if (const Act act = Assign(*console.host->Page(), assignment, notes); !act) {
@@ -241,7 +289,7 @@ Outcome SetControls(const Settings& settings, const std::string& node,
       return EndEvent(Failed(act.refusal, wrongUse ? Status::WrongUse : Status::NotDone));
     }
   }
-  Outcome outcome = Apply(*console.host);
+  Outcome outcome = Apply(console);
   if (const auto unfinished = Unfinished(console.frontEnd)) outcome = *unfinished;
   outcome.notes = std::move(notes);
   outcome.messages = console.frontEnd.Messages();
@@ -258,7 +306,7 @@ Outcome PressButton(const Settings& settings, const std::string& node, const std
                   Status::WrongUse);
   }
   machine::BeginEvent();
-  if (!console.host->Select(node, console.why)) return EndEvent(Failed(console.why));
+  if (!console.Select(node)) return EndEvent(Failed(console.why));
   Outcome outcome;
   for (const std::string& selection : *selections) {
     if (const Act act = Assign(*console.host->Page(), selection, outcome.notes); !act) {
@@ -269,7 +317,7 @@ Outcome PressButton(const Settings& settings, const std::string& node, const std
   std::optional<Outcome> unfinished = Unfinished(console.frontEnd);
   if (!unfinished) {
     std::vector<std::string> notes = std::move(outcome.notes);
-    outcome = Apply(*console.host);
+    outcome = Apply(console);
     outcome.notes = std::move(notes);
     unfinished = Unfinished(console.frontEnd);
   }
