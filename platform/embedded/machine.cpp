@@ -48,6 +48,18 @@ Outcome HomeFailed(const std::string& home, const std::string& why, int error) {
   return {static_cast<DWORD>(code), "The home " + home + " " + why + ": " + std::strerror(error) + "."};
 }
 
+// What is made is for its owner alone, and he can use it, whatever the umask.
+class PrivateFiles {
+ public:
+  PrivateFiles() : old_(umask(077)) {}
+  ~PrivateFiles() { umask(old_); }
+  PrivateFiles(const PrivateFiles&) = delete;
+  PrivateFiles& operator=(const PrivateFiles&) = delete;
+
+ private:
+  mode_t old_;
+};
+
 // The folder of the home, for its owner alone. One that holds other files keeps its mode.
 Outcome MakeFolder(const std::string& home) {
   struct stat status;
@@ -133,6 +145,7 @@ std::string HomeFolder() {
 }
 
 std::string ComputerFolder(std::string_view computer) {
+  const PrivateFiles only_the_owners;
   const Reading read;
   if (read.status != 0) return "";
   std::string folder = OpenedHome() + "/local";
@@ -182,6 +195,7 @@ Outcome OpenHome(std::string_view home) {
     CloseHome();
   }
   ChosenHome() = home;
+  const PrivateFiles only_the_owners;
   Outcome outcome = MakeFolder(wanted);
   if (!outcome) return outcome;
   wanted = fs::canonical(wanted, error).string();

@@ -1,5 +1,7 @@
 #include "platform/embedded/store.h"
 
+#include <sys/statvfs.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -100,6 +102,15 @@ void AbandonWriting() {
   ForgetMadeKeys();
 }
 
+// LMDB tells of a write that came short, which a full disk mostly means, as of any other failure.
+bool DiskIsFull() {
+  constexpr unsigned long kRoom = 1 << 20;
+  mdb_filehandle_t file = -1;
+  struct statvfs disk;
+  return mdb_env_get_fd(state.environment.env.get(), &file) == 0 && fstatvfs(file, &disk) == 0 &&
+         disk.f_bavail * disk.f_frsize < kRoom;
+}
+
 LONG CommitWriting() {
   if (state.write.handle == nullptr) return 0;
   LONG status = state.failure;
@@ -108,7 +119,8 @@ LONG CommitWriting() {
     AbandonWriting();
     return status;
   }
-  status = Status(mdb_txn_commit(state.write.handle));
+  const int result = mdb_txn_commit(state.write.handle);
+  status = result == EIO && DiskIsFull() ? ERROR_DISK_FULL : Status(result);
   std::error_code ignored;
   for (const std::string& folder : state.doomed) {
     if (status == 0) std::filesystem::remove_all(folder, ignored);

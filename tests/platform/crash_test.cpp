@@ -1,154 +1,229 @@
-// What the store promises after a crash: the last event whole or not at all, whenever the process is killed.
+// What the store promises when a process dies at any moment, and when two use one home: an event counts whole
+// or not at all, reading never waits, and a second writer waits its turn.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <poll.h>
-#include <signal.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
-#include <cstdlib>
+#include <csignal>
 #include <filesystem>
-#include <optional>
-#include <random>
-#include <thread>
+#include <functional>
 
+#include "platform/embedded/controls.h"
 #include "platform/machine.h"
-#include "platform/win32.h"
+#include "tests/support/registry_support.h"
 
 namespace {
 
-constexpr int kRounds = 200;
-constexpr int kKeys = 8;
-constexpr int kAcknowledgements = 3;  // the file descriptor that a writer reports its commits on
-constexpr int kInconsistent = 70;     // exit status of a writer that finds half an event
+namespace fs = std::filesystem;
+using namespace registry_test;
 
-std::string KeyPath(int index) { return "Software\\CrashTest\\K" + std::to_string(index); }
+constexpr char kPath[] = "Software\\TesselWorks\\SSHD\\Crash";
+constexpr int kKeys = 5;
 
-std::optional<DWORD> ReadNumber(int index) {
-  HKEY key = nullptr;
-  if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, KeyPath(index).c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-    return {};
-  DWORD number = 0;
-  DWORD size = sizeof number;
-  const LSTATUS status =
-      RegQueryValueExA(key, "n", nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size);
-  RegCloseKey(key);
-  if (status != ERROR_SUCCESS) return {};
-  return number;
-}
-
-// The number that every key holds, 0 for a store without them; nothing if they disagree.
-std::optional<DWORD> CommonNumber() {
-  machine::BeginEvent();
-  const std::optional<DWORD> first = ReadNumber(0);
-  bool same = true;
-  for (int i = 1; i < kKeys; ++i) same = same && ReadNumber(i) == first;
-  machine::AbandonEvent();
-  if (!same) return {};
-  return first.value_or(0);
-}
-
-// One event over all keys: values change, and a subkey comes or goes.
-bool WriteEvent(DWORD number) {
-  machine::BeginEvent();
-  for (int i = 0; i < kKeys; ++i) {
-    HKEY key = nullptr;
-    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, KeyPath(i).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                        nullptr) != ERROR_SUCCESS) {
-      return false;
-    }
-    RegSetValueExA(key, "n", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof number);
-    RegSetValueExA(key, ("v" + std::to_string(number % 5)).c_str(), 0, REG_SZ,
-                   reinterpret_cast<const BYTE*>("text"), 4);
-    HKEY below = nullptr;
-    if (number % 2 == 0) {
-      RegCreateKeyExA(key, "below", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &below, nullptr);
-      RegCloseKey(below);
-    } else {
-      RegDeleteKeyA(key, "below");
-    }
-    RegCloseKey(key);
-  }
-  return static_cast<bool>(machine::CommitEvent());
-}
-
-// Runs in a process of its own, started below; ends by being killed.
-TEST(CrashWriter, DISABLED_AppliesEventsUntilItIsKilled) {
-  if (!machine::OpenHome(std::getenv("MARROWEN_CRASH_HOME"))) _exit(kInconsistent);
-  const std::optional<DWORD> last = CommonNumber();
-  if (!last) _exit(kInconsistent);
-  for (DWORD number = *last + 1; WriteEvent(number); ++number) {
-    if (write(kAcknowledgements, &number, sizeof number) != sizeof number) break;
-  }
-  _exit(1);
-}
-
-struct Writer {
-  pid_t process;
-  int acknowledgements;
+// What parent and child tell each other.
+struct Shared {
+  std::atomic<int> stored;  // The last event whose commit returned.
+  std::atomic<int> step;
 };
 
-Writer StartWriter(const std::string& home) {
-  int ends[2];
-  if (pipe(ends) != 0) std::abort();
-  const pid_t process = fork();
-  if (process == 0) {
-    dup2(ends[1], kAcknowledgements);
-    const int nowhere = open("/dev/null", O_WRONLY);
-    dup2(nowhere, STDOUT_FILENO);
-    setenv("MARROWEN_CRASH_HOME", home.c_str(), 1);
-    execl("/proc/self/exe", "platform_tests", "--gtest_filter=CrashWriter.*",
-          "--gtest_also_run_disabled_tests", nullptr);
-    _exit(127);
+class Crash : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    machine::CloseHome();
+    std::string name = (fs::temp_directory_path() / "crash-test.XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    home = name;
+    void* memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    shared = new (memory) Shared{};
   }
-  close(ends[1]);
-  return {process, ends[0]};
+  void TearDown() override {
+    machine::CloseHome();
+    munmap(shared, sizeof(Shared));
+    fs::remove_all(home);
+  }
+
+  // Runs `work` in a process of its own. The home must be closed.
+  static pid_t Start(const std::function<void()>& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      work();
+      _exit(0);
+    }
+    return child;
+  }
+  static void Kill(pid_t child) {
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+  }
+  void Await(int step) const {
+    while (shared->step.load() < step) usleep(200);
+  }
+
+  std::string home;
+  Shared* shared = nullptr;
+};
+
+std::string KeyPath(int i) { return std::string(kPath) + "\\k" + std::to_string(i); }
+
+// A text that differs from event to event in length and content, now and then as long as several pages.
+std::string Content(int event) {
+  return std::string(event % 10 == 0 ? 9000 : 10 + event % 300, 'a' + event % 26);
 }
 
-// The last acknowledged number; `wait` bounds the wait for the first one.
-DWORD TakeAcknowledgements(int from, DWORD last, int waitMilliseconds) {
-  pollfd waiting{from, POLLIN, 0};
-  while (poll(&waiting, 1, waitMilliseconds) > 0) {
-    DWORD number = 0;
-    if (read(from, &number, sizeof number) != sizeof number) break;
-    last = number;
-    waitMilliseconds = 0;
+// One event over several keys, with keys and values that come and go.
+void Apply(int event) {
+  machine::BeginEvent();
+  const std::string number = std::to_string(event);
+  for (int i = 0; i < kKeys; ++i) {
+    HKEY key = nullptr;
+    RegCreateKeyA(HKEY_LOCAL_MACHINE, KeyPath(i).c_str(), &key);
+    Set(key, "event", number);
+    Set(key, "content", Content(event));
+    Set(key, ("v" + number).c_str(), number);
+    RegDeleteValueA(key, ("v" + std::to_string(event - 1)).c_str());
+    Make(key, ("sub" + number).c_str());
+    RegDeleteKeyA(key, ("sub" + std::to_string(event - 1)).c_str());
+    RegCloseKey(key);
   }
-  return last;
+  if (!machine::CommitEvent()) _exit(1);
 }
 
-// In another process's home, so that this one's own store is not touched.
-TEST(Crash, KeepsTheLastEventWholeOrNotAtAll) {
-  const auto home = std::filesystem::temp_directory_path() / ("marrowen-crash-" + std::to_string(getpid()));
-  std::mt19937 random(20);  // NOLINT: the same moments at every run
-  DWORD acknowledged = 0;
-  for (int round = 0; round < kRounds; ++round) {
-    const Writer writer = StartWriter(home.string());
-    const DWORD before = acknowledged;
-    acknowledged = TakeAcknowledgements(writer.acknowledgements, acknowledged, 20000);
-    ASSERT_GT(acknowledged, before) << "round " << round << ": the writer did not start";
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 12000));
-    kill(writer.process, SIGKILL);
-    int status = 0;
-    waitpid(writer.process, &status, 0);
-    acknowledged = TakeAcknowledgements(writer.acknowledgements, acknowledged, 0);
-    close(writer.acknowledgements);
-    // A writer that found half an event, or could not open the store, has ended by itself.
-    ASSERT_TRUE(WIFSIGNALED(status)) << "round " << round << ": status " << WEXITSTATUS(status);
+// The event that the store holds, which it must hold whole; 0 for none, -1 for a torn one.
+int Stored() {
+  std::string first;
+  for (int i = 0; i < kKeys; ++i) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, KeyPath(i).c_str(), 0, KEY_READ, &key) != 0) return i == 0 ? 0 : -1;
+    const std::string event = Get(key, "event");
+    if (i == 0) first = event;
+    const bool whole = event == first && Get(key, "content") == Content(std::stoi(event)) &&
+                       Values(key) == Names{"event", "content", "v" + event} &&
+                       Subkeys(key) == Names{"sub" + event};
+    RegCloseKey(key);
+    if (!whole) return -1;
   }
-  // What was acknowledged is there, and at most the event that was under way besides.
-  const pid_t reader = fork();
-  if (reader == 0) {
-    if (!machine::OpenHome(home.string())) _exit(kInconsistent);
-    const std::optional<DWORD> last = CommonNumber();
-    _exit(last && *last >= acknowledged && *last <= acknowledged + 1 ? 0 : kInconsistent);
+  return std::stoi(first);
+}
+
+TEST_F(Crash, AKilledProcessLosesAnEventWholeOrKeepsItWhole) {
+  constexpr int kKills = 220;
+  uint32_t random = 4711;
+  int last = 0;
+  int moved = 0;
+  for (int round = 0; round < kKills; ++round) {
+    random = random * 1664525u + 1013904223u;
+    shared->stored = last;
+    const pid_t child = Start([&] {
+      if (!machine::OpenHome(home)) _exit(1);
+      for (int event = last + 1;; ++event) {
+        Apply(event);
+        shared->stored = event;
+      }
+    });
+    // Some die before they have begun, the others anywhere.
+    usleep((random >> 8) % (round % 8 == 0 ? 3000 : 40000));
+    Kill(child);
+    const machine::Outcome opened = machine::OpenHome(home);
+    ASSERT_TRUE(opened) << opened.sentence;
+    const int found = Stored();
+    ASSERT_GE(found, shared->stored.load()) << "of what was stored";
+    ASSERT_LE(found, shared->stored.load() + 1);
+    if (found != last) ++moved;
+    last = found;
+    machine::CloseHome();
   }
-  int status = 0;
-  waitpid(reader, &status, 0);
-  EXPECT_EQ(WEXITSTATUS(status), 0);
-  std::filesystem::remove_all(home);
+  EXPECT_GT(moved, kKills / 2) << "most of the killed had done something";
+}
+
+TEST_F(Crash, AHomeWhoseMakerWasKilledCanBeMade) {
+  for (int round = 0; round < 30; ++round) {
+    const std::string fresh = home + "/" + std::to_string(round);
+    const pid_t child = Start([&] { machine::OpenHome(fresh); });
+    usleep(static_cast<useconds_t>(round) * 400);
+    Kill(child);
+    const machine::Outcome opened = machine::OpenHome(fresh);
+    ASSERT_TRUE(opened) << opened.sentence;
+    EXPECT_EQ(CanOpen(HKEY_LOCAL_MACHINE, "Software\\TesselWorks\\SSHD\\Users\\Default"), 0);
+    machine::CloseHome();
+  }
+}
+
+TEST_F(Crash, TwoProcessesMakeOneHome) {
+  std::vector<pid_t> children;
+  for (int i = 0; i < 4; ++i) {
+    children.push_back(Start([&] {
+      if (!machine::OpenHome(home) || Make(HKEY_LOCAL_MACHINE, KeyPath(i).c_str()) != 0) _exit(1);
+    }));
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  ASSERT_TRUE(machine::OpenHome(home));
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(CanOpen(HKEY_LOCAL_MACHINE, KeyPath(i).c_str()), 0);
+}
+
+TEST_F(Crash, ReadersSeeWholeEventsAndWritersWait) {
+  ASSERT_TRUE(machine::OpenHome(home));
+  Apply(1);
+  machine::CloseHome();
+  const pid_t child = Start([&] {
+    machine::OpenHome(home);
+    machine::BeginEvent();
+    HKEY key = nullptr;
+    RegOpenKeyExA(HKEY_LOCAL_MACHINE, KeyPath(0).c_str(), 0, KEY_ALL_ACCESS, &key);
+    Set(key, "event", "half");
+    shared->step = 1;
+    while (shared->step.load() < 2) usleep(200);
+    usleep(100000);
+    Set(key, "event", "1");
+    shared->step = 3;
+    machine::CommitEvent();
+    Apply(2);
+    shared->step = 4;
+  });
+  ASSERT_TRUE(machine::OpenHome(home));
+  Await(1);
+  EXPECT_EQ(Stored(), 1) << "reading does not wait, and does not see half an event";
+  shared->step = 2;
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kPath, 0, KEY_ALL_ACCESS, &key), 0);
+  ASSERT_EQ(Set(key, "beside", "1"), 0);
+  EXPECT_GE(shared->step.load(), 3) << "the second writer waited for the first";
+  RegCloseKey(key);
+  machine::BeginEvent();
+  const int seen = Stored();
+  Await(4);
+  EXPECT_EQ(Stored(), seen) << "an event reads one state from its first read to its end";
+  EXPECT_TRUE(machine::CommitEvent());
+  EXPECT_EQ(Stored(), 2);
+  waitpid(child, nullptr, 0);
+}
+
+TEST_F(Crash, AKilledReaderDoesNotKeepOldPages) {
+  ASSERT_TRUE(machine::OpenHome(home));
+  Apply(1);
+  machine::CloseHome();
+  const pid_t child = Start([&] {
+    machine::OpenHome(home);
+    machine::BeginEvent();
+    Stored();
+    shared->step = 1;
+    pause();
+  });
+  Await(1);
+  ASSERT_TRUE(machine::OpenHome(home));
+  Kill(child);
+  HKEY key = nullptr;
+  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, KeyPath(0).c_str(), 0, KEY_ALL_ACCESS, &key), 0);
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(Set(key, "large", std::string(200000, 'a' + i % 26)), 0);
+  RegCloseKey(key);
+  EXPECT_LT(fs::file_size(home + "/registry/data.mdb"), 4000000u);
 }
 
 }  // namespace

@@ -1,0 +1,208 @@
+// Homes: what they are made as, what is refused, and the computers in them.
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/embedded/controls.h"
+#include "platform/embedded/environment.h"
+#include "platform/machine.h"
+#include "tests/support/registry_support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace registry_test;
+
+constexpr char kSettings[] = "Software\\TesselWorks\\SSHD";
+
+class RegistryHome : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    machine::CloseHome();
+    std::string name = (fs::temp_directory_path() / "home-test.XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    folder = name;
+  }
+  void TearDown() override {
+    machine::CloseHome();
+    fs::remove_all(folder);
+  }
+
+  std::string Path(const char* name) const { return (folder / name).string(); }
+  mode_t Mode(const std::string& path) const {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 0777;
+  }
+  static std::string Bytes(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  static std::string Value(HKEY root, const char* name) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExA(root, kSettings, 0, KEY_READ, &key) != 0) return "no key";
+    std::string value = Get(key, name);
+    RegCloseKey(key);
+    return value;
+  }
+  static LONG SetValue(HKEY root, const char* name, const std::string& data) {
+    HKEY key = nullptr;
+    LONG status = RegOpenKeyExA(root, kSettings, 0, KEY_SET_VALUE, &key);
+    if (status == 0) status = Set(key, name, data);
+    RegCloseKey(key);
+    return status;
+  }
+
+  fs::path folder;
+};
+
+TEST_F(RegistryHome, IsPrivateWhateverTheUmask) {
+  for (const mode_t mask : {0000, 0777}) {
+    const std::string home = Path(mask == 0 ? "open/home" : "shut");
+    const mode_t old = umask(mask);
+    const machine::Outcome outcome = machine::OpenHome(home);
+    umask(old);
+    ASSERT_TRUE(outcome) << outcome.sentence;
+    EXPECT_EQ(Mode(home), 0700u);
+    EXPECT_EQ(Mode(home + "/registry"), 0700u);
+    EXPECT_EQ(Mode(home + "/registry/data.mdb") & 077, 0u);
+  }
+  ASSERT_EQ(mkdir(Path("made").c_str(), 0755), 0);
+  ASSERT_TRUE(machine::OpenHome(Path("made")));
+  EXPECT_EQ(Mode(Path("made")), 0700u);
+}
+
+TEST_F(RegistryHome, AStoreThatCannotBeTrustedIsRefusedAndLeftAlone) {
+  const std::string good = Path("good");
+  ASSERT_TRUE(machine::OpenHome(good));
+  machine::BeginEvent();
+  for (int i = 0; i < 300; ++i) {
+    ASSERT_EQ(SetValue(HKEY_LOCAL_MACHINE, std::to_string(i).c_str(), std::string(i == 7 ? 20000 : 500, 'x')),
+              0);
+  }
+  ASSERT_TRUE(machine::CommitEvent());
+  machine::CloseHome();
+  const std::string whole = Bytes(good + "/registry/data.mdb");
+  EXPECT_TRUE(embedded::PagesArePresent(good + "/registry/data.mdb"));
+  std::string no_magic = whole;
+  no_magic.replace(16, 8, 8, '\0').replace(4096 + 16, 8, 8, '\0');
+  std::string other_format = whole;
+  for (size_t at; (at = other_format.find("registry 1")) != std::string::npos;) other_format[at + 9] = '9';
+  const struct {
+    const char* what;
+    std::string bytes;
+  } cases[] = {
+      {"half of it", whole.substr(0, whole.size() / 8192 * 4096)},
+      {"all but the last page", whole.substr(0, whole.size() - 4096)},
+      {"a piece of a page", whole.substr(0, 100)},
+      {"nothing", ""},
+      {"a text", std::string(20000, 'T')},
+      {"no header", no_magic},
+      {"a later format", other_format},
+  };
+  for (const auto& c : cases) {
+    const std::string home = Path("bad");
+    fs::remove_all(home);
+    fs::create_directories(home + "/registry");
+    std::ofstream(home + "/registry/data.mdb", std::ios::binary) << c.bytes;
+    const machine::Outcome outcome = machine::OpenHome(home);
+    EXPECT_NE(outcome.code, 0u) << c.what;
+    EXPECT_NE(outcome.sentence.find(home), std::string::npos) << c.what << ": " << outcome.sentence;
+    EXPECT_EQ(Bytes(home + "/registry/data.mdb"), c.bytes) << c.what;
+    // Nothing goes to another home instead.
+    EXPECT_NE(CanOpen(HKEY_LOCAL_MACHINE, "Software"), 0) << c.what;
+  }
+  std::ofstream(Path("short"), std::ios::binary) << whole.substr(0, whole.size() - 4096);
+  EXPECT_FALSE(embedded::PagesArePresent(Path("short")));
+  ASSERT_TRUE(machine::OpenHome(good));
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "299"), std::string(500, 'x'));
+}
+
+TEST_F(RegistryHome, APlaceThatCannotBeAHomeIsNamed) {
+  std::ofstream(Path("file")) << "text";
+  for (const std::string& home : {Path("file"), Path("file") + "/below", std::string("/proc/home")}) {
+    const machine::Outcome outcome = machine::OpenHome(home);
+    EXPECT_NE(outcome.code, 0u) << home;
+    EXPECT_NE(outcome.sentence.find(home), std::string::npos) << outcome.sentence;
+    EXPECT_EQ(outcome.sentence.back(), '.');
+  }
+  EXPECT_EQ(Bytes(Path("file")), "text");
+}
+
+TEST_F(RegistryHome, AFullDiskLosesTheEventWholeAndNothingElse) {
+  ASSERT_TRUE(machine::OpenHome(Path("home")));
+  ASSERT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "before"), 0);
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit old{};
+  getrlimit(RLIMIT_FSIZE, &old);
+  const rlimit small = {fs::file_size(Path("home") + "/registry/data.mdb"), old.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  machine::BeginEvent();
+  EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "during"), 0);
+  EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "large", std::string(4000000, 'x')), 0);
+  const machine::Outcome outcome = machine::CommitEvent();
+  setrlimit(RLIMIT_FSIZE, &old);
+  EXPECT_EQ(outcome.code, DWORD{ERROR_DISK_FULL});
+  EXPECT_EQ(outcome.sentence, "The changes were not stored: the disk is full.");
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "before");
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "large"), "error 2");
+  EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "after"), 0);
+  machine::CloseHome();
+  ASSERT_TRUE(machine::OpenHome(Path("home")));
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "after");
+}
+
+TEST_F(RegistryHome, ComputersAreKeptApartByName) {
+  ASSERT_TRUE(machine::OpenHome(Path("home")));
+  for (const std::string& name :
+       {std::string(), std::string("."), std::string(".."), std::string("../x"), std::string("a b"),
+        std::string("a\\b"), std::string(64, 'n'), std::string(300, 'n')}) {
+    const machine::Outcome outcome = machine::AddComputer(name);
+    EXPECT_EQ(outcome.code, DWORD{ERROR_INVALID_COMPUTERNAME}) << name;
+    EXPECT_LT(outcome.sentence.size(), 200u);
+    EXPECT_NE(machine::RemoveComputer(name).code, 0u) << name;
+  }
+  ASSERT_TRUE(machine::AddComputer("srv2"));
+  ASSERT_TRUE(machine::AddComputer("Branch-7.example"));
+  EXPECT_EQ(machine::AddComputer("SRV2").code, DWORD{ERROR_ALREADY_EXISTS});
+  EXPECT_EQ(machine::Computers(), (Names{"Branch-7.example", "srv2"}));
+
+  HKEY remote = nullptr;
+  ASSERT_EQ(RegConnectRegistryA("\\\\SRV2", HKEY_LOCAL_MACHINE, &remote), 0);
+  ASSERT_EQ(SetValue(remote, "v", "remote"), 0);
+  ASSERT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "local"), 0);
+  EXPECT_EQ(Value(remote, "v"), "remote");
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "local");
+  HKEY other = nullptr;
+  EXPECT_EQ(RegConnectRegistryA("srv3", HKEY_LOCAL_MACHINE, &other), ERROR_BAD_NETPATH);
+  EXPECT_EQ(RegConnectRegistryA("srv2", HKEY_CURRENT_USER, &other), ERROR_INVALID_HANDLE);
+
+  const std::string place = embedded::ComputerFolder("SRV2");
+  EXPECT_EQ(place, fs::canonical(folder).string() + "/home/computers/srv2");
+  EXPECT_EQ(Mode(place), 0700u);
+  EXPECT_EQ(embedded::ComputerFolder("srv3"), "");
+
+  EXPECT_EQ(embedded::PutRecord("srv2", "service/Spooler", "stopped"), 0);
+  machine::BeginEvent();
+  ASSERT_TRUE(machine::RemoveComputer("srv2"));
+  EXPECT_EQ(embedded::GetRecord("srv2", "service/Spooler"), std::nullopt);
+  EXPECT_EQ(CanOpen(remote, kSettings), ERROR_KEY_DELETED);
+  machine::AbandonEvent();
+  EXPECT_EQ(embedded::GetRecord("SRV2", "service/spooler"), "stopped");
+  EXPECT_EQ(Value(remote, "v"), "remote");
+  EXPECT_TRUE(fs::exists(place));
+
+  ASSERT_TRUE(machine::RemoveComputer("Srv2"));
+  EXPECT_EQ(machine::RemoveComputer("srv2").code, DWORD{ERROR_BAD_NETPATH});
+  EXPECT_EQ(machine::Computers(), (Names{"Branch-7.example"}));
+  EXPECT_FALSE(fs::exists(place));
+  EXPECT_EQ(RegConnectRegistryA("srv2", HKEY_LOCAL_MACHINE, &other), ERROR_BAD_NETPATH);
+  RegCloseKey(remote);
+}
+
+}  // namespace
