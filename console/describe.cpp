@@ -11,6 +11,8 @@ bool HoldsValue(const CWnd& control) {
          control.Kind() != ControlKind::Picture;
 }
 
+}  // namespace
+
 std::string OneLine(std::string_view text) {
   std::string line;
   for (const char c : text) {
@@ -19,8 +21,6 @@ std::string OneLine(std::string_view text) {
   }
   return line;
 }
-
-}  // namespace
 
 ordered_json DescribeControl(const CDialog& dialog, size_t index) {
   const CWnd& control = *dialog.Controls()[index];

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "window/dialog.h"
@@ -17,6 +18,9 @@ nlohmann::ordered_json DescribeControls(const CDialog& dialog);
 
 // The same for a person to read: a line a control, under the captions of the groups.
 std::string PrintControls(const CDialog& dialog);
+
+// A text of several lines on one line.
+std::string OneLine(std::string_view text);
 
 // Texts of the store are bytes; JSON wants UTF-8, in which other bytes become U+FFFD.
 std::string DumpJson(const nlohmann::ordered_json& json);
