@@ -161,6 +161,39 @@ LONG PutReferences(Transaction& txn, uint64_t number, uint32_t references, std::
 
 }  // namespace
 
+bool IsDescriptor(std::string_view bytes) {
+  SECURITY_DESCRIPTOR_RELATIVE header;
+  if (bytes.size() < sizeof header) return false;
+  std::memcpy(&header, bytes.data(), sizeof header);
+  if (header.Revision != SECURITY_DESCRIPTOR_REVISION || (header.Control & SE_SELF_RELATIVE) == 0)
+    return false;
+  const auto is_sid = [&](std::string_view part) {
+    return SidLengthIn({reinterpret_cast<const BYTE*>(part.data()), part.size()}) != 0;
+  };
+  for (const DWORD offset : {header.Owner, header.Group}) {
+    if (offset > bytes.size() || (offset != 0 && !is_sid(bytes.substr(offset)))) return false;
+  }
+  if ((header.Control & SE_DACL_PRESENT) == 0 || header.Dacl == 0) return true;
+  ACL list;
+  if (header.Dacl > bytes.size() || bytes.size() - header.Dacl < sizeof list) return false;
+  std::memcpy(&list, bytes.data() + header.Dacl, sizeof list);
+  if (list.AclSize < sizeof list || list.AclSize > bytes.size() - header.Dacl) return false;
+  std::string_view entries = bytes.substr(header.Dacl + sizeof list, list.AclSize - sizeof list);
+  for (WORD i = 0; i < list.AceCount; ++i) {
+    ACE_HEADER ace;
+    if (entries.size() < sizeof ace) return false;
+    std::memcpy(&ace, entries.data(), sizeof ace);
+    if (ace.AceSize < sizeof ace || ace.AceSize > entries.size()) return false;
+    const std::string_view entry = entries.substr(0, ace.AceSize);
+    constexpr size_t kSidAt = sizeof ace + sizeof(DWORD);
+    if (ace.AceType <= ACCESS_DENIED_ACE_TYPE && (entry.size() < kSidAt || !is_sid(entry.substr(kSidAt)))) {
+      return false;
+    }
+    entries.remove_prefix(ace.AceSize);
+  }
+  return true;
+}
+
 LONG HoldDescriptor(Transaction& txn, std::string_view descriptor, uint64_t* number) {
   for (*number = Digest(descriptor);; ++*number) {
     MDB_val data;

@@ -10,6 +10,9 @@
 
 namespace embedded {
 
+// Whether bytes that come from elsewhere are a self-relative descriptor whose parts lie within them.
+bool IsDescriptor(std::string_view bytes);
+
 // Counts one more key with this self-relative descriptor, and gives its number.
 LONG HoldDescriptor(Transaction& txn, std::string_view descriptor, uint64_t* number);
 LONG ReleaseDescriptor(Transaction& txn, uint64_t number);
