@@ -9,7 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -22,16 +22,13 @@
 
 namespace {
 
-double Seconds(const std::function<void()>& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+constexpr int kRounds = 3;
 
-double Best(int rounds, const std::function<void()>& work) {
-  double best = Seconds(work);
-  while (--rounds > 0) best = std::min(best, Seconds(work));
-  return best;
+// Processor time, so that other work on the machine counts little.
+double Seconds(const std::function<void()>& work) {
+  const std::clock_t start = std::clock();
+  work();
+  return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
 }
 
 // The process's memory that maps no file, in MiB: the store's pages on disk don't count.
@@ -118,44 +115,60 @@ int main(int count, char** arguments) {
     return 1;
   }
 
-  Counts byExpat;
-  Counts byReader;
-  ParseWithExpat(path, byExpat);
-  ParseWithReader(path, byReader);
-  Counts scratch;
-  const double expat = Best(3, [&] { ParseWithExpat(path, scratch); });
-  const double reader = Best(3, [&] { ParseWithReader(path, scratch); });
-  std::printf("elements %zu and %zu, attributes %zu and %zu\n", byExpat.elements, byReader.elements,
-              byExpat.attributes, byReader.attributes);
-  std::printf("expat       %7.3f s\n", expat);
-  std::printf("XmlReader   %7.3f s   %.2f times as fast as expat\n", reader, expat / reader);
-
   const EngineCallbacks nobody;
   const CStringList inward = ImportTokens("C:\\Marrowen\\");
   const CStringList outward = ExportTokens("C:\\Marrowen\\");
-  int done = 0;
-  MemoryWatch importMemory;
-  const double imported = Seconds([&] {
-    machine::BeginEvent();
-    XmlReader file;
-    done = ImportSettingsFile(file, path, &inward, nobody);
-    std::printf("            %7.1f MiB private before the commit\n", PrivateMemory());
-    if (!machine::CommitEvent()) done = 0;
-  });
-  const double importPeak = importMemory.Peak();
-  std::printf("import      %7.3f s   %.2f of expat's time, %.1f MiB%s\n", imported, imported / expat,
-              importPeak, done == 1 ? "" : ", failed");
-
   const std::string copy = (folder / "exported.xml").string();
-  MemoryWatch exportMemory;
-  const double exported = Best(3, [&] {
-    XmlWriter writer;
-    writer.SetFileName(copy);
-    for (const char* key : kExportedKeys) ExportRegistryKey(writer, false, key, &outward, nobody);
-    writer.Close();
-  });
-  const double exportPeak = exportMemory.Peak();
-  std::printf("export      %7.3f s   %.2f of expat's time, %.1f MiB, %ju bytes\n", exported, exported / expat,
-              exportPeak, std::filesystem::file_size(copy));
+  Counts byExpat;
+  Counts byReader;
+  int done = 1;
+  // One round after the other, so that a slow moment of the machine meets all of them.
+  constexpr double kNever = 1e9;
+  double expat = kNever;
+  double reader = kNever;
+  double imported = kNever;
+  double exported = kNever;
+  double importPeak = 0;
+  double exportPeak = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    byExpat = byReader = {};
+    expat = std::min(expat, Seconds([&] { ParseWithExpat(path, byExpat); }));
+    reader = std::min(reader, Seconds([&] { ParseWithReader(path, byReader); }));
+    machine::BeginEvent();
+    MemoryWatch importMemory;
+    imported = std::min(imported, Seconds([&] {
+                          XmlReader file;
+                          done &= ImportSettingsFile(file, path, &inward, nobody);
+                        }));
+    importPeak = std::max(importPeak, importMemory.Peak());
+    if (round + 1 < kRounds) {
+      machine::AbandonEvent();  // each round fills an empty store
+      continue;
+    }
+    imported += Seconds([&] { done &= machine::CommitEvent() ? 1 : 0; });
+  }
+  for (int round = 0; round < kRounds; ++round) {
+    MemoryWatch exportMemory;
+    exported = std::min(exported, Seconds([&] {
+                          XmlWriter writer;
+                          writer.SetFileName(copy);
+                          for (const char* key : kExportedKeys)
+                            ExportRegistryKey(writer, false, key, &outward, nobody);
+                          writer.Close();
+                        }));
+    exportPeak = std::max(exportPeak, exportMemory.Peak());
+  }
+  std::printf("elements %zu and %zu, attributes %zu and %zu\n", byExpat.elements, byReader.elements,
+              byExpat.attributes, byReader.attributes);
+  std::printf("expat      %7.3f s\n", expat);
+  std::printf("XmlReader  %7.3f s  %5.2f times as fast as expat\n", reader, expat / reader);
+  std::printf("import     %7.3f s  %5.2f of expat's time, commit included%s\n", imported, imported / expat,
+              done == 1 ? "" : "; it FAILED");
+  std::printf("export     %7.3f s  %5.2f of expat's time, %ju bytes\n", exported, exported / expat,
+              std::filesystem::file_size(copy));
+  std::printf(
+      "private memory at most: import %.1f MiB with the pages that the store has yet to write, export %.1f "
+      "MiB\n",
+      importPeak, exportPeak);
   std::filesystem::remove_all(folder);
 }

@@ -247,10 +247,9 @@ void LossWalk::Tree(const CString& path, const CString& name, HKEY key, const CS
     visit_({path, {}, "The key's name does not come back, and what is in the key goes astray."});
     return;
   }
-  DWORD longest = 0;
-  RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, &longest, nullptr, nullptr, nullptr, nullptr,
-                   nullptr, nullptr);
-  ForEachValue(key, [&](std::string_view valueName, DWORD type, std::span<const BYTE> data) {
+  KeyInfo info;
+  if (!QueryKey(key, info)) return;
+  ForEachValue(key, info, [&](std::string_view valueName, DWORD type, std::span<const BYTE> data) {
     const CString shown(valueName.empty() ? kDefaultName : valueName);
     const bool isRecord = (padLevel == 2 && IsDefaultName(shown)) || (padLevel == 3 && IsStampName(shown));
     if (isRecord) {
@@ -259,7 +258,7 @@ void LossWalk::Tree(const CString& path, const CString& name, HKEY key, const CS
       Value(path, CString(valueName), type, data);
     }
   });
-  ForEachSubkey(key, longest, [&](const CString& subkeyName, HKEY subkey) {
+  ForEachSubkey(key, info, [&](const CString& subkeyName, HKEY subkey) {
     if (padLevel == 0 && IsPadName(subkeyName)) {
       if (withCredentials_) Tree(path + "\\" + subkeyName, subkeyName, subkey, nullptr, 1);
       return;

@@ -43,20 +43,19 @@ LSTATUS OpenHivePath(std::string_view hive, const CString& path, UniqueKey& key)
   return status;
 }
 
-bool ForEachValue(
-    HKEY key,
+bool QueryKey(HKEY key, KeyInfo& info) {
+  return RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &info.subkeys, &info.longestSubkey, nullptr,
+                          &info.values, &info.longestValueName, &info.longestData, nullptr,
+                          nullptr) == ERROR_SUCCESS;
+}
+
+void ForEachValue(
+    HKEY key, const KeyInfo& info,
     const std::function<void(std::string_view name, DWORD type, std::span<const BYTE> data)>& visit) {
-  DWORD count = 0;
-  DWORD longestName = 0;
-  DWORD longestData = 0;
-  if (RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &count, &longestName,
-                       &longestData, nullptr, nullptr) != ERROR_SUCCESS) {
-    return false;
-  }
-  if (count == 0xFFFFFFFF) return true;
-  CString name(size_t{longestName} + 1, '\0');
-  std::vector<BYTE> data(size_t{longestData} + 1);
-  for (DWORD index = 0; index < count; ++index) {
+  if (info.values == 0 || info.values == 0xFFFFFFFF) return;
+  CString name(size_t{info.longestValueName} + 1, '\0');
+  std::vector<BYTE> data(size_t{info.longestData} + 1);
+  for (DWORD index = 0; index < info.values; ++index) {
     auto nameLength = static_cast<DWORD>(name.size());
     auto size = static_cast<DWORD>(data.size());
     DWORD type = REG_NONE;
@@ -65,12 +64,11 @@ bool ForEachValue(
       visit(std::string_view(name).substr(0, nameLength), type, std::span(data).first(size));
     }
   }
-  return true;
 }
 
-void ForEachSubkey(HKEY key, DWORD longest,
+void ForEachSubkey(HKEY key, const KeyInfo& info,
                    const std::function<void(const CString& name, HKEY subkey)>& visit) {
-  CString buffer(size_t{longest} + 1, '\0');
+  CString buffer(size_t{info.longestSubkey} + 1, '\0');
   for (DWORD index = 0;; ++index) {
     auto length = static_cast<DWORD>(buffer.size());
     if (RegEnumKeyExA(key, index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr) !=

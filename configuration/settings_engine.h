@@ -44,13 +44,21 @@ HKEY HiveNamed(std::string_view hive);
 // Windows error: ERROR_BADKEY for an unknown hive.
 LSTATUS OpenHivePath(std::string_view hive, const CString& path, UniqueKey& key);
 
+// How much a key holds, and how long its longest name and data are.
+struct KeyInfo {
+  DWORD subkeys = 0;
+  DWORD longestSubkey = 0;
+  DWORD values = 0;
+  DWORD longestValueName = 0;
+  DWORD longestData = 0;
+};
+bool QueryKey(HKEY key, KeyInfo& info);
 // The key's values in the registry's order, with the name as it is there; what can't be read is passed over.
-// False if the key can't be queried.
-bool ForEachValue(
-    HKEY key,
+void ForEachValue(
+    HKEY key, const KeyInfo& info,
     const std::function<void(std::string_view name, DWORD type, std::span<const BYTE> data)>& visit);
-// The key's subkeys that can be opened, in the registry's order. `longest` is the length of the longest name.
-void ForEachSubkey(HKEY key, DWORD longest,
+// The key's subkeys that can be opened, in the registry's order.
+void ForEachSubkey(HKEY key, const KeyInfo& info,
                    const std::function<void(const CString& name, HKEY subkey)>& visit);
 
 // The keys that a settings file holds, in its order.

@@ -20,11 +20,8 @@ constexpr int kKeysPerTurn = 50;
 // Keys visited by every export of the process.
 int walkCounter = 0;
 
-struct KeyCounts {
-  DWORD subkeys = 0;
-  DWORD longestSubkey = 0;
-  DWORD values = 0;
-};
+// `info` is null for a key that can't be queried.
+void ReadValues(HKEY key, const KeyInfo* info, std::vector<ValueEntry>& entries);
 
 class ExportWalk {
  public:
@@ -36,9 +33,9 @@ class ExportWalk {
 
  private:
   bool EscPressed() const { return walkCounter % kKeysPerTurn == 0 && ui_.turn && ui_.turn(walkCounter); }
-  void Values(HKEY key, const CString* entropy, XmlElement& element);
+  void Values(HKEY key, const KeyInfo& info, const CString* entropy, XmlElement& element);
   void Value(const ValueEntry& entry, XmlElement& element);
-  void Subkeys(HKEY key, const KeyCounts& counts, const CString& name, const CString* entropy);
+  void Subkeys(HKEY key, const KeyInfo& info, const CString& name, const CString* entropy);
 
   XmlWriter& writer_;
   bool compact_;
@@ -49,34 +46,31 @@ class ExportWalk {
 
 int ExportWalk::Tree(const CString& keyName, HKEY key, const CString* entropy) {
   if (entropy == nullptr && IsPadName(keyName) && !ui_.Ask(kAskAboutCachedKeys)) return 0;
-  KeyCounts counts;
-  if (RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &counts.subkeys, &counts.longestSubkey, nullptr,
-                       &counts.values, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
-    return 0;
-  }
+  KeyInfo info;
+  if (!QueryKey(key, info)) return 0;
   const CString name = SubstituteTokens(XmlEscape(keyName), pairs_);
   XmlElement element(compact_ ? name : "k");
   const bool named = !name.empty();
   // What the counts say decides, also where every value will be skipped.
-  const bool hasContents = counts.subkeys > 0 || (!compact_ && counts.values > 0);
+  const bool hasContents = info.subkeys > 0 || (!compact_ && info.values > 0);
   if (named && !compact_) {
     element.SetAttribute("name", name);
     hasContents ? element.WriteStart(writer_, 1, true, true) : element.WriteEmpty(writer_, 1, true, true);
   }
   if (EscPressed()) return 0;
   ++walkCounter;
-  Values(key, entropy, element);
+  Values(key, info, entropy, element);
   if (named && compact_) {
     hasContents ? element.WriteStart(writer_, 1, true, true) : element.WriteEmpty(writer_, 1, true, true);
   }
-  Subkeys(key, counts, name, entropy);
+  Subkeys(key, info, name, entropy);
   if (named && hasContents) element.WriteEnd(writer_, -1, true, true);
   return 1;
 }
 
-void ExportWalk::Values(HKEY key, const CString* entropy, XmlElement& element) {
+void ExportWalk::Values(HKEY key, const KeyInfo& info, const CString* entropy, XmlElement& element) {
   std::vector<ValueEntry> entries;
-  ReadSortedValues(key, entries);
+  ReadValues(key, &info, entries);
   for (ValueEntry& entry : entries) {
     if (entropy != nullptr) {
       auto clear = ReadCachedRecord(ParseRegValue(entry.value, entry.type), entry.name, *entropy);
@@ -101,9 +95,9 @@ void ExportWalk::Value(const ValueEntry& entry, XmlElement& element) {
   writer_.Write(line_);
 }
 
-void ExportWalk::Subkeys(HKEY key, const KeyCounts& counts, const CString& name, const CString* entropy) {
+void ExportWalk::Subkeys(HKEY key, const KeyInfo& info, const CString& name, const CString* entropy) {
   const bool isPad = entropy == nullptr && IsPadName(name);
-  ForEachSubkey(key, counts.longestSubkey, [&](const CString& subkeyName, HKEY subkey) {
+  ForEachSubkey(key, info, [&](const CString& subkeyName, HKEY subkey) {
     Tree(subkeyName, subkey, isPad ? &subkeyName : entropy);
   });
 }
@@ -147,6 +141,25 @@ void SortByName(std::span<ValueEntry> entries) {
   std::move(sorted.begin(), sorted.end(), entries.begin());
 }
 
+void ReadValues(HKEY key, const KeyInfo* info, std::vector<ValueEntry>& entries) {
+  entries.clear();
+  if (info != nullptr) {
+    entries.reserve(size_t{info->values == 0xFFFFFFFF ? 0 : info->values} + 1);
+    ForEachValue(key, *info, [&](std::string_view name, DWORD type, std::span<const BYTE> data) {
+      const bool unset = name.empty() && data.empty();
+      ValueEntry& entry = entries.emplace_back();
+      entry.name = name.empty() ? kDefaultName : name;
+      entry.value = unset ? CString(kValueNotSet) : FormatRegValue(type, data);
+      entry.type = type;
+    });
+  }
+  SortValueEntries(entries);
+  const auto isDefault = [](const ValueEntry& entry) { return entry.name == kDefaultName; };
+  if (std::none_of(entries.begin(), entries.end(), isDefault)) {
+    entries.insert(entries.begin(), {CString(kDefaultName), CString(kValueNotSet), REG_SZ});
+  }
+}
+
 }  // namespace
 
 int ExportRegistryKey(XmlWriter& writer, bool compact, const CString& path, const CStringList* pairs,
@@ -185,19 +198,8 @@ int ExportCachedTree(XmlWriter& writer, bool compact, const CString& name, HKEY 
 }
 
 void ReadSortedValues(HKEY key, std::vector<ValueEntry>& entries) {
-  entries.clear();
-  ForEachValue(key, [&](std::string_view name, DWORD type, std::span<const BYTE> data) {
-    const bool unset = name.empty() && data.empty();
-    ValueEntry& entry = entries.emplace_back();
-    entry.name = name.empty() ? kDefaultName : name;
-    entry.value = unset ? CString(kValueNotSet) : FormatRegValue(type, data);
-    entry.type = type;
-  });
-  SortValueEntries(entries);
-  const auto isDefault = [](const ValueEntry& entry) { return entry.name == kDefaultName; };
-  if (std::none_of(entries.begin(), entries.end(), isDefault)) {
-    entries.insert(entries.begin(), {CString(kDefaultName), CString(kValueNotSet), REG_SZ});
-  }
+  KeyInfo info;
+  ReadValues(key, QueryKey(key, info) ? &info : nullptr, entries);
 }
 
 void AppendValueElement(CString& out, const ValueEntry& entry) {
