@@ -116,6 +116,7 @@ TEST_F(LifeCycleTest, AnswersTheMessagesOfItsSiblings) {
 
 TEST_F(LifeCycleTest, AnUnreachableTargetLosesItsEditsSilently) {
   driver.Show(page, "nowhere::General Settings::Compression");
+  driver.Put("Enable Compression", "on");
   driver.Put("Level", "8");
   EXPECT_TRUE(driver.Apply());
   EXPECT_TRUE(page.m_pending.empty());
