@@ -38,6 +38,8 @@ ordered_json DescribeControl(const CDialog& dialog, size_t index) {
     for (size_t row = 0; row < control.RowCount(); ++row) {
       if (control.HasCheckBoxes()) {
         rows.push_back({{"text", control.RowText(row)}, {"checked", control.IsChecked(row)}});
+      } else if (const auto* table = dynamic_cast<const CListCtrl*>(&control)) {
+        rows.push_back(table->Rows()[row].cells);
       } else {
         rows.push_back(control.RowText(row));
       }
@@ -83,6 +85,9 @@ std::string PrintControls(const CDialog& dialog) {
       text += "    ";
       if (control.HasCheckBoxes()) text += control.IsChecked(row) ? "[x] " : "[ ] ";
       text += control.RowText(row);
+      if (const auto* table = dynamic_cast<const CListCtrl*>(&control); table && !table->checkBoxes) {
+        for (size_t i = 1; i < table->columns.size(); ++i) text += "  " + table->GetItemText(row, i);
+      }
       text += '\n';
     }
   }

@@ -1,6 +1,7 @@
 #include "console/host.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "platform/text.h"
 #include "store/error_text.h"
@@ -20,6 +21,17 @@ std::vector<std::string> SubkeysInOrder(const std::string& computer, const std::
   std::vector<std::string> names = key.GetSubKeys();
   std::reverse(names.begin(), names.end());
   return names;
+}
+
+// Those of `names` that the folder's order tells, by rank. Each of the rest is no group of its page.
+std::vector<std::string> InStoredOrder(const std::string& computer, const std::string& path,
+                                       const std::vector<std::string>& names) {
+  CTesselRegObject key;
+  if (key.OpenKey(computer.c_str(), HKEY_LOCAL_MACHINE, path.c_str()) != ERROR_SUCCESS) return {};
+  const std::unordered_set<std::string_view> stored(names.begin(), names.end());
+  std::vector<std::string> ranked = text::Split(text::Replaced(key.GetStringValue("Order"), "?", "\\"), ',');
+  std::erase_if(ranked, [&stored](const std::string& name) { return !stored.contains(name); });
+  return ranked;
 }
 
 }  // namespace
@@ -46,7 +58,7 @@ Host::Host(const Options& options, const Library& library) : m_options(options),
     current->m_tree->AddPrincipal(path);
   };
   m_context.pfnRefreshNode = [](char const*) {};
-  m_context.pfnRemoveNode = [](char const* path, std::uint32_t) { current->m_tree->RemovePrincipal(path); };
+  m_context.pfnRemoveNode = [](char const* path, std::uint32_t) { current->RemoveNode(path); };
   m_context.pfnBeforeRestore = [] {};
   m_context.pfnAfterImport = [] { current->ReadPrincipals(); };
   m_context.pfnHasUnsavedChanges = [](PropExtContext*) -> std::uint32_t {
@@ -94,20 +106,22 @@ std::string Host::ServerRoot(const std::string& root) const {
 void Host::ReadPrincipals() {
   for (const std::string& root : m_tree->Roots()) {
     for (const PrincipalFolder& folder : Tree::Folders()) {
+      if (!m_tree->HasFolder(folder.title)) continue;
       const std::string path = ServerRoot(root) + "\\" + std::string(folder.key);
-      std::vector<std::string> names;
-      if (folder.ordered) {
-        CTesselRegObject key;
-        if (key.OpenKey(m_options.computer.c_str(), HKEY_LOCAL_MACHINE, path.c_str()) == ERROR_SUCCESS) {
-          names = text::Split(key.GetStringValue("Order"), ',');
-        }
-      } else {
-        names = SubkeysInOrder(m_options.computer, path);
-      }
+      std::vector<std::string> names = SubkeysInOrder(m_options.computer, path);
       for (std::string& name : names) std::replace(name.begin(), name.end(), '?', '\\');
-      m_tree->Principals(root.empty() ? std::string(folder.title) : root + "::" + std::string(folder.title)) =
-          std::move(names);
+      if (folder.ordered) names = InStoredOrder(m_options.computer, path, names);
+      m_tree->SetPrincipals(root, folder.title, std::move(names));
     }
+  }
+}
+
+// A list page names a principal without the configuration when it takes its node away.
+void Host::RemoveNode(const std::string& path) {
+  if (m_tree->RemovePrincipal(path)) return;
+  for (const std::string& root : m_tree->Roots()) {
+    if (!root.empty() && m_path.starts_with(root + "::") && m_tree->RemovePrincipal(root + "::" + path))
+      return;
   }
 }
 

@@ -44,6 +44,7 @@ class Host {
  private:
   explicit Host(const Options& options, const Library& library);
   void ReadPrincipals();
+  void RemoveNode(const std::string& path);
   std::string ServerRoot(const std::string& root) const;
 
   Options m_options;

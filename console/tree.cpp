@@ -53,7 +53,24 @@ Tree::Tree(const std::vector<CTesselPropertyPage*>& pages, std::vector<std::stri
 
 const std::vector<std::string>* Tree::PrincipalsOf(const std::string& folderPath) const {
   const auto found = m_principals.find(folderPath);
-  return found == m_principals.end() ? nullptr : &found->second;
+  return found == m_principals.end() ? nullptr : &found->second.names;
+}
+
+bool Tree::IsPrincipal(const std::string& folderPath, std::string_view name) const {
+  const auto found = m_principals.find(folderPath);
+  return found != m_principals.end() && found->second.known.contains(std::string(name));
+}
+
+bool Tree::HasFolder(std::string_view title) const {
+  return std::any_of(m_patterns.begin(), m_patterns.end(),
+                     [title](const Pattern& pattern) { return pattern.head == title; });
+}
+
+void Tree::SetPrincipals(std::string_view root, std::string_view folder, std::vector<std::string> names) {
+  ++m_changes;
+  Principals& principals = m_principals[Under(root, folder)];
+  principals.known = {names.begin(), names.end()};
+  principals.names = std::move(names);
 }
 
 void Tree::AddPrincipal(std::string_view nodePath) {
@@ -61,21 +78,26 @@ void Tree::AddPrincipal(std::string_view nodePath) {
     for (const PrincipalFolder& folder : Folders()) {
       const std::string start = Under(root, folder.title) + std::string(kSeparator);
       if (!nodePath.starts_with(start)) continue;
-      auto& names = m_principals[Under(root, folder.title)];
+      Principals& principals = m_principals[Under(root, folder.title)];
       const std::string name(nodePath.substr(start.size()));
-      if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+      if (principals.known.insert(name).second) principals.names.push_back(name);
       ++m_changes;
       return;
     }
   }
 }
 
-void Tree::RemovePrincipal(std::string_view nodePath) {
-  ++m_changes;
-  for (auto& [folder, names] : m_principals) {
+bool Tree::RemovePrincipal(std::string_view nodePath) {
+  for (auto& [folder, principals] : m_principals) {
     const std::string start = folder + std::string(kSeparator);
-    if (nodePath.starts_with(start)) std::erase(names, nodePath.substr(start.size()));
+    if (!nodePath.starts_with(start)) continue;
+    const std::string name(nodePath.substr(start.size()));
+    if (principals.known.erase(name) == 0) continue;
+    std::erase(principals.names, name);
+    ++m_changes;
+    return true;
   }
+  return false;
 }
 
 std::optional<TreeNode> Tree::Find(std::string_view path) const {
@@ -95,10 +117,7 @@ std::optional<TreeNode> Tree::Find(std::string_view path) const {
       if (rest.size() < start.size() + pattern.suffix.size()) continue;
       const std::string_view name =
           rest.substr(start.size(), rest.size() - start.size() - pattern.suffix.size());
-      const auto* names = PrincipalsOf(Under(root, pattern.head));
-      if (names != nullptr && std::find(names->begin(), names->end(), name) != names->end()) {
-        return TreeNode{std::string(path), pattern.page};
-      }
+      if (IsPrincipal(Under(root, pattern.head), name)) return TreeNode{std::string(path), pattern.page};
     }
   }
   return std::nullopt;
@@ -232,7 +251,7 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
       }
       const std::string start = full + std::string(kSeparator);
       if (names == nullptr || !path.starts_with(start)) continue;
-      if (std::find(names->begin(), names->end(), path.substr(start.size())) == names->end()) continue;
+      if (!IsPrincipal(full, path.substr(start.size()))) continue;
       for (const Pattern& pattern : m_patterns) {
         if (!pattern.perPrincipal || pattern.head != head || pattern.suffix.empty() || !wanted()) continue;
         add(std::string(path) + pattern.suffix, pattern.page, pattern.suffix.substr(kSeparator.size()), 0);

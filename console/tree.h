@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "framework/tessel_property_page.h"
@@ -31,13 +32,13 @@ class Tree {
 
   const std::vector<std::string>& Roots() const { return m_roots; }
 
-  // The principals of "Users" or "branch7::Users", in display form.
-  std::vector<std::string>& Principals(const std::string& folderPath) {
-    ++m_changes;
-    return m_principals[folderPath];
-  }
+  // Whether a page stands at the folder, or under each of its principals.
+  bool HasFolder(std::string_view title) const;
+  // The principals of a folder below a root, in display form and in the order in which they are to stand.
+  void SetPrincipals(std::string_view root, std::string_view folder, std::vector<std::string> names);
   void AddPrincipal(std::string_view nodePath);
-  void RemovePrincipal(std::string_view nodePath);
+  // False if there is no such principal.
+  bool RemovePrincipal(std::string_view nodePath);
 
   // Nothing if no page has this path. Paths compare with regard to case, as the pages do.
   std::optional<TreeNode> Find(std::string_view path) const;
@@ -67,6 +68,11 @@ class Tree {
     std::string suffix;  // behind the principal's name
     CTesselPropertyPage* page = nullptr;
   };
+  struct Principals {
+    std::vector<std::string> names;
+    std::unordered_set<std::string> known;
+  };
+  bool IsPrincipal(const std::string& folderPath, std::string_view name) const;
   const std::vector<std::string>* PrincipalsOf(const std::string& folderPath) const;
   void AppendRoot(const std::string& root, std::vector<TreeNode>& nodes) const;
   std::vector<std::string> Heads() const;
@@ -74,6 +80,6 @@ class Tree {
 
   std::vector<Pattern> m_patterns;
   std::vector<std::string> m_roots;
-  std::map<std::string, std::vector<std::string>> m_principals;
+  std::map<std::string, Principals> m_principals;  // by the folder's path
   unsigned m_changes = 0;
 };

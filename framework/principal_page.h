@@ -21,15 +21,15 @@ class PrincipalPage : public RecordPage<Page, Record>, public PrincipalSettings 
     return Base::ShowTarget(Base::m_refData.text, Base::Entry::Kept);
   }
   bool OnKillActive() override {
-    Base::ReadScreen(Base::m_current);
-    if (Base::Differs(Base::m_current, Base::m_saved)) Base::StashPending(Base::m_current, Base::m_target);
+    this->ReadScreen(Base::m_current);
+    if (this->Differs(Base::m_current, Base::m_saved)) Base::StashPending(Base::m_current, Base::m_target);
     return CPropertyPage::OnKillActive();
   }
 
   std::string_view NodeSuffix() const override { return m_nodeSuffix; }
   AnyRecord CopyOf(const CString& target) override {
     auto record = std::make_shared<Record>();
-    if (!Base::FindPending(*record, target)) Base::LoadRecord(*record, target);
+    if (!Base::FindPending(*record, target)) this->LoadRecord(*record, target);
     return record;
   }
   void StashPending(AnyRecord settings, const CString& target) override {

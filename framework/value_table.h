@@ -34,7 +34,8 @@ struct Value {
   constexpr Value NotCompared() const { return With(&Value::compare, Compare::Ignored); }
   constexpr Value Buffer(DWORD size) const { return With(&Value::buffer, size); }
   constexpr Value Absent(bool flag) const { return With(&Value::absentFlag, std::optional<bool>(flag)); }
-  constexpr Value Absent(std::string_view text) const {
+  // A `const char*`, which would else become a flag.
+  constexpr Value Absent(const char* text) const {
     return With(&Value::absentText, std::optional<std::string_view>(text));
   }
   constexpr Value WithRowAbove() const { return With(&Value::withRowAbove, true); }

@@ -2,6 +2,7 @@
 
 // What the commands of the command line share: how they end, and how they print.
 
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -46,8 +47,11 @@ Outcome FindText(const Settings& settings, const std::string& text);
 Outcome SetControls(const Settings& settings, const std::string& node,
                     const std::vector<std::string>& assignments);
 // `steps` are answers, or pairs of "--select", "--fill", "--press" or "--path" and what goes with them.
+// `finish` looks at the page and at what came of the command before that counts, and may turn it into a
+// failure.
+using FinishPress = std::function<void(Outcome& outcome, const CDialog& page)>;
 Outcome PressButton(const Settings& settings, const std::string& node, const std::string& caption,
-                    const std::vector<std::string>& steps);
+                    const std::vector<std::string>& steps, const FinishPress& finish = {});
 Outcome RunScript(const Settings& settings, const std::string& file);
 
 // The registry and the computers.

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "console/cli/command.h"
+#include "console/cli/principals.h"
 #include "platform/machine.h"
 
 namespace {
@@ -31,6 +32,10 @@ struct CommandLine {
                  "Edit the named configurations of the configuration server");
     app.add_flag("--json", settings.json, "Print one JSON object");
     AddPageCommands();
+    AddPrincipalCommands(app, settings, [this](CLI::App& parent, const std::string& word,
+                                               const std::string& help, std::function<Outcome()> work) {
+      return Add(parent, word, help, std::move(work));
+    });
     AddStoreCommands();
   }
 
@@ -62,7 +67,7 @@ struct CommandLine {
     press->add_option("NODE", node)->required();
     press->add_option("CAPTION", caption)->required();
     // The order among answers and --fill, --press, --path counts, so they are taken as they stand.
-    press->prefix_command();
+    press->prefix_command()->fallthrough(false);
     CLI::App* script = Add(app, "run",
                            "Acts from a file, one a line: node, set, press, answer, path, apply, "
                            "cancel, show",

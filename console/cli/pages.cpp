@@ -8,6 +8,7 @@
 
 #include "console/cli/command.h"
 #include "console/describe.h"
+#include "framework/page_directory.h"
 #include "platform/machine.h"
 #include "platform/text.h"
 
@@ -50,6 +51,7 @@ class Console {
 
   // Shows a node, and keeps what it showed first: Apply tells by it what was not stored. False: see `why`.
   bool Select(const std::string& node) {
+    if (host->Page() == nullptr) OpenFirstPage(node);
     if (!host->Select(node, why)) return false;
     before.try_emplace(host->NodePath(), TakeSnapshot(*host->Page()));
     return true;
@@ -61,6 +63,19 @@ class Console {
   std::map<std::string, Snapshot> before;
 
  private:
+  // A console opens on the first page of its settings, and some pages go by what stands on that one. So a
+  // command on one node shows what a person would see who clicks it.
+  void OpenFirstPage(std::string_view node) {
+    const std::string root =
+        host->GetOptions().configServerMode ? std::string(node.substr(0, node.find(':'))) : "";
+    size_t count = 0;
+    for (const Tree::Child& first : host->GetTree().Children(root, 0, kPageCount, count)) {
+      if (first.node.page == nullptr) continue;
+      host->Select(first.node.path, why);
+      return;
+    }
+  }
+
   FrontEnd* m_before;
 };
 
@@ -297,7 +312,7 @@ Outcome SetControls(const Settings& settings, const std::string& node,
 }
 
 Outcome PressButton(const Settings& settings, const std::string& node, const std::string& caption,
-                    const std::vector<std::string>& steps) {
+                    const std::vector<std::string>& steps, const FinishPress& finish) {
   Console console(settings);
   if (console.host == nullptr) return Failed(console.why);
   const auto selections = TakeSteps(steps, console.frontEnd);
@@ -323,6 +338,7 @@ Outcome PressButton(const Settings& settings, const std::string& node, const std
   }
   if (unfinished) outcome = *unfinished;
   outcome.messages = console.frontEnd.Messages();
+  if (finish) finish(outcome, *console.host->Page());
   return EndEvent(std::move(outcome));
 }
 
