@@ -110,11 +110,7 @@ struct Rows {
   using R = Row<Owner, Record>;
   using Kind = typename R::Kind;
   static constexpr R Make(Kind kind, std::string_view caption, Field<Record> field = {}) {
-    R row;
-    row.kind = kind;
-    row.caption = caption;
-    row.field = field;
-    return row;
+    return R{.kind = kind, .caption = caption, .field = field};
   }
   static constexpr R Note(std::string_view text) { return Make(Kind::Text, text); }
   static constexpr R Group(std::string_view caption) { return Make(Kind::Group, caption); }
