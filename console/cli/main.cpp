@@ -32,10 +32,10 @@ struct CommandLine {
                  "Edit the named configurations of the configuration server");
     app.add_flag("--json", settings.json, "Print one JSON object");
     AddPageCommands();
-    AddPrincipalCommands(app, settings, [this](CLI::App& parent, const std::string& word,
-                                               const std::string& help, std::function<Outcome()> work) {
-      return Add(parent, word, help, std::move(work));
-    });
+    AddPrincipalCommands(
+        app, settings,
+        [this](CLI::App& parent, const std::string& word, const std::string& help,
+               std::function<Outcome()> work) { return Add(parent, word, help, std::move(work)); });
     AddStoreCommands();
   }
 
