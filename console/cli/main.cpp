@@ -5,8 +5,35 @@
 #include "console/cli/command.h"
 #include "console/cli/principals.h"
 #include "platform/machine.h"
+#ifndef _WIN32
+#include "console/web/serve.h"
+#endif
 
 namespace {
+
+// What `serve` is given beside the global options.
+struct ServeArguments {
+  std::string listen = "127.0.0.1:8722";
+  std::string certificate;
+  std::string key;
+  bool insecure = false;
+  bool open = false;
+  std::vector<std::string> names;
+  std::vector<std::string> files;
+};
+
+Outcome ServeBrowser(const Settings& settings, const ServeArguments& arguments) {
+#ifdef _WIN32
+  static_cast<void>(settings);
+  static_cast<void>(arguments);
+  return Failed("The console in the browser is not available on Windows yet.");
+#else
+  const std::string why =
+      web::Serve({settings.home, settings.host, arguments.listen, arguments.certificate, arguments.key,
+                  arguments.insecure, arguments.open, arguments.names, arguments.files});
+  return why.empty() ? Outcome{} : Failed(why);
+#endif
+}
 
 // The options and commands; the callback of the one that was given leaves its work in `run`.
 struct CommandLine {
@@ -20,10 +47,12 @@ struct CommandLine {
   std::string name;
   std::vector<std::string> words;
   bool all = false;
+  ServeArguments serve;
+  bool opensHome = true;  // before the command runs
   std::function<Outcome()> run;
 
   CommandLine() {
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);
     app.fallthrough();
     app.add_option("--home", settings.home, "The folder of the embedded computers")->type_name("DIR");
     app.add_option("--computer", settings.host.computer, "The computer whose settings are edited")
@@ -37,12 +66,32 @@ struct CommandLine {
         [this](CLI::App& parent, const std::string& word, const std::string& help,
                std::function<Outcome()> work) { return Add(parent, word, help, std::move(work)); });
     AddStoreCommands();
+    AddServe();
+  }
+
+  // The console in the browser, which is also what comes without a command.
+  void AddServe() {
+    run = [this] { return ServeBrowser(settings, serve); };
+    opensHome = false;
+    CLI::App* command = app.add_subcommand("serve", "The console in the browser");
+    command->add_option("--listen", serve.listen, "Where browsers reach it; port 0 takes a free one")
+        ->type_name("ADDRESS:PORT");
+    command->add_option("--tls-cert", serve.certificate, "The certificate chain, PEM")->type_name("FILE");
+    command->add_option("--tls-key", serve.key, "Its key, PEM")->type_name("FILE");
+    command->add_flag("--insecure", serve.insecure, "Let others reach it without TLS");
+    command->add_flag("--open", serve.open, "Show it in the browser");
+    command->add_option("--name", serve.names, "A name by which browsers reach it")->type_name("HOST");
+    command->add_option("--files", serve.files, "A folder that the file picker shows, instead of the drives")
+        ->type_name("DIR");
   }
 
   CLI::App* Add(CLI::App& parent, const std::string& word, const std::string& help,
                 std::function<Outcome()> work) {
     CLI::App* command = parent.add_subcommand(word, help);
-    command->callback([this, work = std::move(work)] { run = work; });
+    command->callback([this, work = std::move(work)] {
+      run = work;
+      opensHome = true;
+    });
     return command;
   }
 
@@ -116,8 +165,11 @@ int Main(int argc, char** argv) {
   }
   if (const CLI::App* press = line.app.get_subcommand("press"); press->parsed())
     line.words = press->remaining();
-  if (const machine::Outcome opened = machine::OpenHome(line.settings.home); !opened) {
-    return Print(line.settings, Failed(opened.sentence));
+  // The console in the browser opens it in a process of its own.
+  if (line.opensHome) {
+    if (const machine::Outcome opened = machine::OpenHome(line.settings.home); !opened) {
+      return Print(line.settings, Failed(opened.sentence));
+    }
   }
   return Print(line.settings, line.run());
 }

@@ -1,0 +1,134 @@
+#include "console/web/routes.h"
+
+#include <charconv>
+
+#include "console/web/acts.h"
+#include "console/web/ui_bundle.h"
+
+using httplib::Request;
+using httplib::Response;
+using nlohmann::json;
+using nlohmann::ordered_json;
+
+namespace web {
+namespace {
+
+constexpr size_t kMostRows = 500;
+constexpr size_t kMostFound = 60;
+constexpr char kJson[] = "application/json";
+
+size_t Number(const Request& request, const char* name, size_t otherwise) {
+  const std::string text = request.get_param_value(name);
+  size_t number = otherwise;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+void Refuse(Response& response, int status, std::string_view sentence) {
+  response.status = status;
+  response.set_content(ordered_json{{"refusal", sentence}}.dump(), kJson);
+}
+
+// Runs the handler on the request's JSON object; a field of another type is the asker's fault.
+template <class Handler>
+httplib::Server::Handler WithJson(Handler handler) {
+  return [handler](const Request& request, Response& response) {
+    const json body = json::parse(request.body, nullptr, false);
+    if (!body.is_object()) return Refuse(response, 400, "The request is no JSON object.");
+    try {
+      handler(body, response);
+    } catch (const json::exception&) {
+      Refuse(response, 400, "The request's JSON has a field of another type.");
+    }
+  };
+}
+
+ordered_json NodesBelow(Session& session, const std::string& node, size_t first, size_t count) {
+  size_t total = 0;
+  ordered_json nodes = ordered_json::array();
+  for (const Tree::Child& child : session.GetHost().GetTree().Children(node, first, count, total)) {
+    nodes.push_back({{"path", child.node.path},
+                     {"label", child.label},
+                     {"page", child.node.page != nullptr},
+                     {"children", child.children}});
+  }
+  return {{"total", total}, {"nodes", std::move(nodes)}};
+}
+
+void AddBundle(Server& server) {
+  for (const UiFile& file : UiFiles()) {
+    server.Get(file.path, [&file](const Request&, Response& response) {
+      response.set_header("Content-Encoding", "gzip");
+      response.set_content(std::string(file.bytes), std::string(file.type));
+    });
+  }
+}
+
+}  // namespace
+
+void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& index,
+               const SwitchHost& switchHost) {
+  server.set_default_headers(Gate::Protection());
+  server.set_pre_routing_handler([&gate](const Request& request, Response& response) {
+    if (gate.Admit(request, response)) return httplib::Server::HandlerResponse::Unhandled;
+    // The body of a refused request was not read, so nothing may follow it.
+    response.set_header("Connection", "close");
+    return httplib::Server::HandlerResponse::Handled;
+  });
+  AddBundle(server);
+
+  server.Get("/api/state", [&session](const Request& request, Response& response) {
+    constexpr std::chrono::seconds kPatience(20);
+    static std::atomic<int> waiting = 0;
+    constexpr int kMostWaiting = 32;
+    const int already = waiting++;
+    response.set_content(session.WaitForState(Number(request, "after", 0),
+                                              already < kMostWaiting ? kPatience : std::chrono::seconds(0)),
+                         kJson);
+    --waiting;
+  });
+  server.Post("/api/act", WithJson([&session](const json& body, Response& response) {
+                response.set_content(session.Act(ActOf(body)), kJson);
+              }));
+  server.Get("/api/tree", [&session](const Request& request, Response& response) {
+    const std::string node = request.get_param_value("node");
+    const size_t first = Number(request, "first", 0);
+    const size_t count = std::min(Number(request, "count", kMostRows), kMostRows);
+    response.set_content(session.Read([&] { return NodesBelow(session, node, first, count); }), kJson);
+  });
+  server.Get("/api/rows", [&session](const Request& request, Response& response) {
+    const auto window = static_cast<unsigned>(Number(request, "window", 0));
+    const size_t control = Number(request, "control", 0);
+    const size_t first = Number(request, "first", 0);
+    const size_t count = std::min(Number(request, "count", kMostRows), kMostRows);
+    const std::string filter = request.get_param_value("filter");
+    response.set_content(session.Read([&] { return session.RowsOf(window, control, first, count, filter); }),
+                         kJson);
+  });
+  server.Get("/api/find", [&session, &index](const Request& request, Response& response) {
+    const std::string text = request.get_param_value("text");
+    response.set_content(session.Read([&] { return index.Find(session.GetHost(), text, kMostFound); }),
+                         kJson);
+  });
+  server.Get("/api/files", [&session](const Request& request, Response& response) {
+    const std::string path = request.get_param_value("path");
+    const std::string list = session.Read([&] { return session.Files().List(path); });
+    if (list == "null") return Refuse(response, 404, "There is no such folder among this console's.");
+    response.set_content(list, kJson);
+  });
+  server.Post("/api/switch", WithJson([&session, switchHost](const json& body, Response& response) {
+                Host::Options options;
+                options.computer = body.value("computer", "");
+                options.configServerMode = body.value("configServer", false);
+                const bool drop = body.value("drop", false);
+                const std::string answer = session.Read([&]() -> ordered_json {
+                  if (session.AsksAnything()) return {{"refusal", "A dialog waits for its answer first."}};
+                  if (!drop && session.GetHost().HasUnsavedChanges()) return {{"unsaved", true}};
+                  return ordered_json::object();
+                });
+                response.set_content(answer, kJson);
+                if (answer == "{}") switchHost(options);
+              }));
+}
+
+}  // namespace web

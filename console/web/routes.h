@@ -1,0 +1,18 @@
+#pragma once
+
+// The JSON interface and the page that uses it.
+
+#include "console/web/connection.h"
+#include "console/web/gate.h"
+#include "console/web/session.h"
+#include "console/web/settings_index.h"
+
+namespace web {
+
+// Which host is to be served next.
+using SwitchHost = std::function<void(const Host::Options&)>;
+
+void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& index,
+               const SwitchHost& switchHost);
+
+}  // namespace web

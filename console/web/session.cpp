@@ -1,0 +1,386 @@
+#include "console/web/session.h"
+
+#include <algorithm>
+
+#include "console/web/acts.h"
+#include "console/web/describe_window.h"
+#include "platform/machine.h"
+
+using nlohmann::ordered_json;
+
+namespace web {
+namespace {
+
+std::string Dump(const ordered_json& json) {
+  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+struct NamedReply {
+  std::string_view name;
+  Reply reply;
+};
+
+// The buttons of a message box; the last one declines.
+std::vector<NamedReply> RepliesOf(Buttons buttons) {
+  switch (buttons) {
+    case Buttons::Ok:
+      return {{"OK", Reply::Ok}};
+    case Buttons::OkCancel:
+      return {{"OK", Reply::Ok}, {"Cancel", Reply::Cancel}};
+    case Buttons::YesNoCancel:
+      return {{"Yes", Reply::Yes}, {"No", Reply::No}, {"Cancel", Reply::Cancel}};
+    case Buttons::YesNo:
+      return {{"Yes", Reply::Yes}, {"No", Reply::No}};
+  }
+  return {};
+}
+
+ordered_json DescribeModal(const ModalWindow& window) {
+  ordered_json json{{"window", window.number}};
+  switch (window.kind) {
+    case ModalWindow::Kind::Dialog:
+      json["kind"] = "dialog";
+      json["caption"] = window.dialog->Caption();
+      json["controls"] = DescribeWindow(*window.dialog);
+      break;
+    case ModalWindow::Kind::Message:
+      json["kind"] = "message";
+      json["text"] = window.text;
+      json["buttons"] = ordered_json::array();
+      for (const NamedReply& reply : RepliesOf(window.buttons)) json["buttons"].push_back(reply.name);
+      break;
+    case ModalWindow::Kind::File:
+      json["kind"] = "file";
+      json["save"] = window.request.save;
+      json["overwritePrompt"] = window.request.overwritePrompt;
+      json["fileName"] = window.request.fileName;
+      json["filter"] = window.request.filter;
+      break;
+    case ModalWindow::Kind::Folder:
+      json["kind"] = "folder";
+      json["text"] = window.text;
+      break;
+  }
+  return json;
+}
+
+}  // namespace
+
+Session::Session(Host& host, const Setup& setup)
+    : m_host(host), m_setup(setup), m_files(setup.fileRoots), m_before(SetFrontEnd(this)) {}
+
+Session::~Session() { SetFrontEnd(m_before); }
+
+void Session::Run() {
+  machine::BeginEvent();
+  if (const std::string first = FirstNode(); !first.empty()) GoTo(first);
+  Settle();
+  for (;;) {
+    NextAct();
+    Settle();
+  }
+}
+
+std::string Session::Put(std::unique_ptr<Request> request) {
+  std::future<std::string> reply = request->reply.get_future();
+  {
+    const std::lock_guard lock(m_mutex);
+    m_queue.push_back(std::move(request));
+  }
+  m_arrived.notify_one();
+  return reply.get();
+}
+
+std::unique_ptr<Session::Request> Session::Take(bool wait) {
+  std::unique_lock lock(m_mutex);
+  if (wait) m_arrived.wait(lock, [this] { return !m_queue.empty(); });
+  if (m_queue.empty()) return nullptr;
+  std::unique_ptr<Request> request = std::move(m_queue.front());
+  m_queue.pop_front();
+  return request;
+}
+
+std::string Session::Act(PersonsAct act) {
+  auto request = std::make_unique<Request>();
+  request->act = std::move(act);
+  return Put(std::move(request));
+}
+
+std::string Session::Read(std::function<ordered_json()> work) {
+  auto request = std::make_unique<Request>();
+  request->read = std::move(work);
+  return Put(std::move(request));
+}
+
+std::string Session::WaitForState(std::uint64_t version, std::chrono::milliseconds atMost) {
+  std::unique_lock lock(m_mutex);
+  m_published.wait_for(lock, atMost, [&] { return m_version != 0 && m_version != version; });
+  return "{\"version\":" + std::to_string(m_version) + (m_state.empty() ? "}" : "," + m_state.substr(1));
+}
+
+void Session::NextAct() {
+  for (;;) {
+    std::unique_ptr<Request> request = Take(true);
+    if (request->read) {
+      request->reply.set_value(Dump(request->read()));
+      continue;
+    }
+    if (const std::string refusal = Refusal(*request->act); !refusal.empty()) {
+      Answer(*request, refusal);
+      continue;
+    }
+    const PersonsAct act = *request->act;
+    m_act = std::move(request);
+    m_refusal.clear();
+    const unsigned long number = ++m_actNumber;
+    machine::BeginEvent();
+    std::string refusal = Do(act);
+    // Where the act has opened a dialog it is answered already, and another one may wait by now.
+    if (number == m_actNumber) m_refusal = std::move(refusal);
+    return;
+  }
+}
+
+void Session::Settle() {
+  m_progress.reset();
+  m_stop = false;
+  if (machine::InEvent()) {
+    if (const machine::Outcome written = machine::CommitEvent(); !written) m_refusal = written.sentence;
+  }
+  Publish();
+  if (m_act == nullptr) return;
+  const std::unique_ptr<Request> act = std::move(m_act);
+  Answer(*act, m_refusal);
+}
+
+void Session::Publish() {
+  std::string state = Dump(StateNow());
+  {
+    const std::lock_guard lock(m_mutex);
+    if (state == m_state) return;
+    m_state = std::move(state);
+    ++m_version;
+  }
+  m_published.notify_all();
+}
+
+void Session::Answer(Request& request, const std::string& refusal) {
+  const std::string head = Dump({{"refusal", refusal}, {"beeps", m_beeps}, {"opened", m_opened}});
+  m_beeps = 0;
+  m_opened.clear();
+  request.reply.set_value(head.substr(0, head.size() - 1) + ",\"state\":" + WaitForState(0, {}) + "}");
+}
+
+// Long work keeps its event open, so nothing but reads and the wish to stop is taken.
+bool Session::TakeTurn(const Progress& progress) {
+  constexpr std::chrono::milliseconds kBetween(100);
+  const auto now = std::chrono::steady_clock::now();
+  if (!m_progress) m_lastTurn = now;
+  m_progress = progress;
+  if (now - m_lastTurn < kBetween) return !m_stop;
+  m_lastTurn = now;
+  Publish();
+  if (m_act != nullptr) {
+    const std::unique_ptr<Request> act = std::move(m_act);
+    Answer(*act, {});
+  }
+  while (const std::unique_ptr<Request> request = Take(false)) {
+    if (request->read) {
+      request->reply.set_value(Dump(request->read()));
+    } else if (request->act->name == "stop") {
+      m_stop = true;
+      Answer(*request, {});
+    } else {
+      Answer(*request, "The console is still at work.");
+    }
+  }
+  return !m_stop;
+}
+
+void Session::WaitFor(ModalWindow& window) {
+  window.number = ++m_lastWindow;
+  m_windows.push_back(&window);
+  while (!(window.dialog != nullptr ? window.dialog->Ended() : window.answered)) {
+    Settle();
+    NextAct();
+  }
+  m_windows.pop_back();
+}
+
+void Session::RunModal(CDialog& dialog) {
+  ModalWindow window{.kind = ModalWindow::Kind::Dialog, .dialog = &dialog};
+  WaitFor(window);
+}
+
+Reply Session::ShowMessage(std::string_view text, Buttons buttons) {
+  ModalWindow window{.kind = ModalWindow::Kind::Message, .text = std::string(text), .buttons = buttons};
+  WaitFor(window);
+  return window.reply;
+}
+
+std::optional<std::string> Session::PickFile(const FileRequest& request) {
+  ModalWindow window{.kind = ModalWindow::Kind::File, .request = request};
+  WaitFor(window);
+  return window.path;
+}
+
+std::optional<std::string> Session::PickFolder(std::string_view title) {
+  ModalWindow window{.kind = ModalWindow::Kind::Folder, .text = std::string(title)};
+  WaitFor(window);
+  return window.path;
+}
+
+CDialog* Session::DialogOf(unsigned window) const {
+  if (window == m_pageWindow) return m_host.Page();
+  for (const ModalWindow* modal : m_windows) {
+    if (modal->number == window) return modal->dialog;
+  }
+  return nullptr;
+}
+
+CWnd* Session::ListOf(unsigned window, size_t control) const {
+  const CDialog* dialog = DialogOf(window);
+  if (dialog == nullptr || control >= dialog->Controls().size()) return nullptr;
+  CWnd& list = *dialog->Controls()[control];
+  const ControlKind kind = list.Kind();
+  return kind == ControlKind::ListBox || kind == ControlKind::ListView ? &list : nullptr;
+}
+
+ordered_json Session::RowsOf(unsigned window, size_t control, size_t first, size_t count,
+                             const std::string& filter) {
+  const CWnd* list = ListOf(window, control);
+  if (list == nullptr) return nullptr;
+  const std::vector<std::uint32_t>& matching = m_rows.Matching(*list, filter);
+  ordered_json rows = ordered_json::array();
+  for (size_t i = first; i < matching.size() && rows.size() < count; ++i) {
+    rows.push_back(DescribeRow(*list, matching[i]));
+  }
+  return {{"total", matching.size()}, {"stamp", RowsStamp(*list)}, {"rows", std::move(rows)}};
+}
+
+std::string Session::Refusal(const PersonsAct& act) const {
+  if (!m_windows.empty()) {
+    return act.window == m_windows.back()->number ? "" : "A dialog waits for its answer first.";
+  }
+  if (act.name == "stop") return "There is nothing to stop.";
+  const bool atSheet = act.window == 0;
+  return atSheet || act.window == m_pageWindow ? "" : "This window is no longer shown.";
+}
+
+std::string Session::Do(const PersonsAct& act) {
+  if (!m_windows.empty()) return DoAtModal(*m_windows.back(), act);
+  if (act.name == "node") return GoTo(act.text);
+  CTesselPropertyPage* const page = m_host.Page();
+  if (page == nullptr) return "No page is shown.";
+  if (act.window != 0) return DoAtControl(*page, act, m_rows);
+  if (act.name == "apply") {
+    if (!m_host.Sheet().PressApply()) return "The page refuses to be applied.";
+    PageWasShown(false);
+  } else if (act.name == "cancel") {
+    m_host.Sheet().PressCancel();
+    PageWasShown(false);
+  } else if (act.name == "help") {
+    page->WinHelp();
+  } else {
+    return "There is no act \"" + act.name + "\".";
+  }
+  return {};
+}
+
+std::string Session::DoAtModal(ModalWindow& window, const PersonsAct& act) {
+  if (window.kind == ModalWindow::Kind::Dialog) {
+    CDialog& dialog = *window.dialog;
+    const bool ok = act.name == "ok";
+    if (!ok && act.name != "close") return DoAtControl(dialog, act, m_rows);
+    // Enter and Esc press the button of that meaning, which need not stand among the controls.
+    const char* const caption = ok ? "OK" : "Cancel";
+    if (dialog.Find(caption).control != nullptr) return dialog.Press(caption).refusal;
+    ok ? dialog.OnOK() : dialog.OnCancel();
+    return {};
+  }
+  if (window.kind == ModalWindow::Kind::Message) {
+    const auto replies = RepliesOf(window.buttons);
+    const auto reply = std::find_if(replies.begin(), replies.end(),
+                                    [&act](const NamedReply& own) { return own.name == act.text; });
+    if (act.name != "close" && reply == replies.end()) return "The message has no such button.";
+    window.reply = act.name == "close" ? replies.back().reply : reply->reply;
+    window.answered = true;
+    return {};
+  }
+  if (act.name != "close") {
+    if (!m_files.Allows(act.text)) return "\"" + act.text + "\" is not among the folders of this console.";
+    window.path = act.text;
+  }
+  window.answered = true;
+  return {};
+}
+
+std::string Session::FirstNode() const {
+  std::string path;
+  for (;;) {
+    size_t total = 0;
+    const auto children = m_host.GetTree().Children(path, 0, 1, total);
+    if (children.empty()) return {};
+    if (children.front().node.page != nullptr) return children.front().node.path;
+    path = children.front().node.path;
+  }
+}
+
+std::string Session::GoTo(const std::string& node) {
+  const bool again = node == m_host.NodePath();
+  const auto found = m_host.GetTree().Find(node);
+  const bool pending =
+      (found && found->page != nullptr && found->page->m_pending.contains(node)) || (again && NodeWaits());
+  std::string why;
+  if (!m_host.Select(node, why)) return why;
+  m_pageWindow = ++m_lastWindow;
+  PageWasShown(pending);
+  return {};
+}
+
+void Session::PageWasShown(bool pending) {
+  m_shownPending = pending;
+  m_shownValues = m_host.Page() == nullptr ? 0 : ValuesStamp(*m_host.Page());
+}
+
+// A page is modified as a whole; whether the node that it shows is part of it can be seen from the controls.
+bool Session::NodeWaits() const {
+  const CTesselPropertyPage* page = m_host.Page();
+  if (page == nullptr || !page->IsModified()) return false;
+  return m_shownPending || ValuesStamp(*page) != m_shownValues;
+}
+
+std::vector<std::string> Session::Marks() const {
+  std::vector<std::string> marks;
+  for (CPropertyPage* page : m_host.Sheet().Pages()) {
+    for (const auto& [target, record] : static_cast<const CTesselPropertyPage*>(page)->m_pending) {
+      marks.push_back(target);
+    }
+  }
+  if (NodeWaits() && std::find(marks.begin(), marks.end(), m_host.NodePath()) == marks.end()) {
+    marks.push_back(m_host.NodePath());
+  }
+  return marks;
+}
+
+ordered_json Session::StateNow() const {
+  ordered_json json{{"instance", m_setup.instance},
+                    {"notice", m_setup.notice},
+                    {"computer", m_host.GetOptions().computer},
+                    {"computers", machine::Computers()},
+                    {"configServer", m_host.GetOptions().configServerMode},
+                    {"roots", m_host.GetTree().Roots()},
+                    {"tree", m_host.GetTree().Changes()},
+                    {"node", m_host.NodePath()},
+                    {"window", m_pageWindow}};
+  const CDialog* page = m_host.Page();
+  json["controls"] = page == nullptr ? ordered_json::array() : DescribeWindow(*page);
+  json["windows"] = ordered_json::array();
+  for (const ModalWindow* window : m_windows) json["windows"].push_back(DescribeModal(*window));
+  json["marks"] = Marks();
+  json["apply"] = m_host.Sheet().IsModified();
+  if (m_progress) json["working"] = {{"done", m_progress->done}, {"unit", m_progress->unit}};
+  return json;
+}
+
+}  // namespace web

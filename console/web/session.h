@@ -1,0 +1,153 @@
+#pragma once
+
+// The one page thread and what stands before it. All page code runs on the thread that calls Run and may
+// block in a dialog; requests from other threads wait in a queue, and an act is answered when the state has
+// settled: the act is done, or a dialog, a message or a file picker stands open and waits for a person.
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "console/host.h"
+#include "console/web/files.h"
+#include "console/web/rows.h"
+
+namespace web {
+
+// What a person does: at a control of a window, at a window, or at the sheet.
+struct PersonsAct {
+  std::string name;
+  unsigned window = 0;
+  size_t control = 0;
+  std::string text;
+  std::ptrdiff_t row = -1;
+  std::ptrdiff_t to = -1;
+  int number = 0;
+  bool on = true;
+  std::string filter;
+};
+
+// What stands above the page, each waiting for its answer.
+struct ModalWindow {
+  enum class Kind : unsigned char { Dialog, Message, File, Folder };
+  Kind kind = Kind::Dialog;
+  CDialog* dialog = nullptr;
+  std::string text{};
+  Buttons buttons = Buttons::Ok;
+  FileRequest request{};
+  unsigned number = 0;
+  bool answered = false;
+  Reply reply = Reply::Cancel;
+  std::optional<std::string> path{};
+};
+
+class Session final : public FrontEnd {
+ public:
+  // What a browser is told beside the pages.
+  struct Setup {
+    std::string instance;  // another one after each start of the page thread's process
+    std::string notice;
+    std::vector<std::string> fileRoots;
+  };
+  Session(Host& host, const Setup& setup);
+  ~Session() override;
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // The page thread: serves the queue and does not return.
+  [[noreturn]] void Run();
+
+  // From any thread.
+  // {"refusal", "beeps", "opened", "state"}, once the act has settled.
+  std::string Act(PersonsAct act);
+  // What `work` returns, run on the page thread between two acts or while one waits for a person.
+  std::string Read(std::function<nlohmann::ordered_json()> work);
+  // The state, as soon as its version is another than `version` or the time is up.
+  std::string WaitForState(std::uint64_t version, std::chrono::milliseconds atMost);
+
+  // On the page thread, for the work of Read.
+  Host& GetHost() { return m_host; }
+  const FileRoots& Files() const { return m_files; }
+  bool AsksAnything() const { return !m_windows.empty(); }
+  // {"total", "rows"} of a list; null where there is no such list.
+  nlohmann::ordered_json RowsOf(unsigned window, size_t control, size_t first, size_t count,
+                                const std::string& filter);
+
+  void RunModal(CDialog& dialog) override;
+  Reply ShowMessage(std::string_view text, Buttons buttons) override;
+  std::optional<std::string> PickFile(const FileRequest& request) override;
+  std::optional<std::string> PickFolder(std::string_view title) override;
+  void OpenDocument(std::string_view link) override { m_opened.emplace_back(link); }
+  void ShowHelp(std::string_view topic) override { m_opened.emplace_back(topic); }
+  void Beep() override { ++m_beeps; }
+  bool TakeTurn(const Progress& progress) override;
+
+ private:
+  struct Request {
+    std::optional<PersonsAct> act;
+    std::function<nlohmann::ordered_json()> read;
+    std::promise<std::string> reply;
+  };
+
+  std::string Put(std::unique_ptr<Request> request);
+  std::unique_ptr<Request> Take(bool wait);
+  // Waits until an act was done; reads and refused acts are answered at once.
+  void NextAct();
+  // The event is over: writes it, publishes the state and answers the act that waits for it.
+  void Settle();
+  void Publish();
+  void Answer(Request& request, const std::string& refusal);
+
+  std::string Refusal(const PersonsAct& act) const;
+  std::string Do(const PersonsAct& act);
+  std::string DoAtModal(ModalWindow& window, const PersonsAct& act);
+  std::string GoTo(const std::string& node);
+  std::string FirstNode() const;
+  void WaitFor(ModalWindow& window);
+  CDialog* DialogOf(unsigned window) const;
+  CWnd* ListOf(unsigned window, size_t control) const;
+  nlohmann::ordered_json StateNow() const;
+  void PageWasShown(bool pending);
+  bool NodeWaits() const;
+  std::vector<std::string> Marks() const;
+
+  Host& m_host;
+  Setup m_setup;
+  FileRoots m_files;
+  FrontEnd* m_before;
+  std::vector<ModalWindow*> m_windows;
+  unsigned m_lastWindow = 1;
+  unsigned m_pageWindow = 1;
+  RowCache m_rows;
+
+  // What the shown page held when it was shown, to see whether its node waits for Apply.
+  std::uint64_t m_shownValues = 0;
+  bool m_shownPending = false;
+
+  std::unique_ptr<Request> m_act;  // the act that has not settled
+  unsigned long m_actNumber = 0;
+  std::string m_refusal;
+  std::vector<std::string> m_opened;
+  int m_beeps = 0;
+  std::optional<Progress> m_progress;
+  std::chrono::steady_clock::time_point m_lastTurn;
+  bool m_stop = false;
+
+  std::mutex m_mutex;
+  std::condition_variable m_arrived;
+  std::condition_variable m_published;
+  std::deque<std::unique_ptr<Request>> m_queue;
+  std::string m_state;  // the fields behind the version
+  std::uint64_t m_version = 0;
+};
+
+}  // namespace web

@@ -1,0 +1,244 @@
+// The state of the console, and the acts that change it. Acts go one after another, as a person does them.
+
+export interface Row {
+  row: number;
+  cells: string[];
+  selected: boolean;
+  checked?: boolean;
+}
+
+export interface Control {
+  kind: string;
+  name: string;
+  caption: string;
+  group: number;
+  value: string;
+  disabled?: boolean;
+  hidden?: boolean;
+  storedAs?: string;
+  multiLine?: boolean;
+  readOnly?: boolean;
+  password?: boolean;
+  filled?: boolean;
+  takes?: string;
+  spin?: [number, number];
+  radioGroup?: number;
+  selected?: number;
+  multiple?: boolean;
+  checkBoxes?: boolean;
+  columns?: { title: string; width: number }[];
+  count?: number;
+  stamp?: number;
+  rows?: Row[];
+  editable?: boolean;
+  choices?: string[];
+  min?: number;
+  max?: number;
+  low?: string;
+  high?: string;
+}
+
+export interface ModalWindow {
+  window: number;
+  kind: 'dialog' | 'message' | 'file' | 'folder';
+  caption?: string;
+  controls?: Control[];
+  text?: string;
+  buttons?: string[];
+  save?: boolean;
+  overwritePrompt?: boolean;
+  fileName?: string;
+  filter?: string;
+}
+
+export interface State {
+  version: number;
+  instance: string;
+  notice: string;
+  computer: string;
+  computers: string[];
+  configServer: boolean;
+  roots: string[];
+  tree: number;
+  node: string;
+  window: number;
+  controls: Control[];
+  windows: ModalWindow[];
+  marks: string[];
+  apply: boolean;
+  working?: { done: number; unit: string };
+}
+
+export interface Act {
+  act: string;
+  window?: number;
+  control?: number;
+  text?: string;
+  row?: number;
+  to?: number;
+  number?: number;
+  on?: boolean;
+  filter?: string;
+}
+
+interface Reply {
+  refusal: string;
+  beeps: number;
+  opened: string[];
+  state: State;
+}
+
+export type Line = 'open' | 'lost' | 'closed';
+
+export interface Toast {
+  text: string;
+  link?: string;
+  error?: boolean;
+}
+
+export const store = {
+  state: null as State | null,
+  line: 'open' as Line,
+  toast: null as Toast | null,
+  beeps: 0,
+  changed: () => {},
+};
+
+let toastTimer = 0;
+export function tell(toast: Toast | null) {
+  store.toast = toast;
+  clearTimeout(toastTimer);
+  if (toast) toastTimer = window.setTimeout(() => tell(null), 8000);
+  store.changed();
+}
+
+function setLine(line: Line) {
+  if (store.line === line) return;
+  store.line = line;
+  store.changed();
+}
+
+function take(state: State) {
+  const before = store.state;
+  if (before && before.instance === state.instance && state.version <= before.version) return;
+  store.state = state;
+  if (state.notice && before?.instance !== state.instance) tell({ text: state.notice, error: true });
+  store.changed();
+}
+
+async function request(path: string, body?: unknown): Promise<Response> {
+  const response = await fetch(
+    path,
+    body === undefined ? {} : { method: 'POST', body: JSON.stringify(body), headers: { 'Content-Type': 'application/json' } },
+  );
+  setLine(response.status === 401 ? 'closed' : 'open');
+  return response;
+}
+
+/** What the path answers; null when the console did not answer or refused. */
+export async function get<T>(path: string, query: Record<string, string | number>): Promise<T | null> {
+  try {
+    const text = new URLSearchParams(Object.entries(query).map(([key, value]) => [key, String(value)]));
+    const response = await request(`${path}?${text}`);
+    return response.ok ? ((await response.json()) as T) : null;
+  } catch {
+    return null;
+  }
+}
+
+interface Waiting {
+  act: Act;
+  quiet: boolean;
+  done: ((refusal: string) => void)[];
+}
+
+const queue: Waiting[] = [];
+let busy = false;
+const replaceable = ['rewrite', 'enter', 'drag', 'node'];
+
+/** Does the act behind those that wait, and returns its refusal, which a quiet act does not show. */
+export function act(next: Act, quiet = false): Promise<string> {
+  return new Promise((done) => {
+    const last = queue[queue.length - 1];
+    const same =
+      last && last.act.act === next.act && last.act.window === next.window && last.act.control === next.control;
+    if (same && replaceable.includes(next.act)) {
+      // What a person has changed again before it was sent need not be sent.
+      last.act = next;
+      last.done.push(done);
+    } else {
+      queue.push({ act: next, quiet, done: [done] });
+    }
+    void work();
+  });
+}
+
+async function work() {
+  if (busy) return;
+  busy = true;
+  for (let next = queue.shift(); next; next = queue.shift()) {
+    let refusal = '';
+    try {
+      const reply = (await (await request('/api/act', next.act)).json()) as Reply;
+      refusal = reply.refusal;
+      if (reply.state) take(reply.state);
+      if (reply.beeps) store.beeps += reply.beeps;
+      for (const link of reply.opened ?? []) open(link);
+      if (refusal && !next.quiet) tell({ text: refusal, error: true });
+      else if (reply.beeps) store.changed();
+    } catch {
+      setLine('lost');
+      refusal = 'The console does not answer.';
+    }
+    for (const done of next.done) done(refusal);
+  }
+  busy = false;
+}
+
+function open(link: string) {
+  if (/^(https?|mailto):/.test(link)) {
+    window.open(link, '_blank', 'noopener');
+    tell({ text: 'Opened', link });
+  } else {
+    tell({ text: link });
+  }
+}
+
+/** Asks for another computer or mode; 'unsaved' when edits wait and are not to be dropped. */
+export async function switchTo(computer: string, configServer: boolean, drop: boolean): Promise<string> {
+  try {
+    const reply = (await (await request('/api/switch', { computer, configServer, drop })).json()) as {
+      refusal?: string;
+      unsaved?: boolean;
+    };
+    if (reply.refusal) tell({ text: reply.refusal, error: true });
+    return reply.unsaved ? 'unsaved' : '';
+  } catch {
+    setLine('lost');
+    return '';
+  }
+}
+
+/** Follows the state for ever: other tabs and long work change it too. */
+export async function follow() {
+  const pause = (milliseconds: number) => new Promise((done) => setTimeout(done, milliseconds));
+  for (;;) {
+    const from = store.state;
+    const state = await get<State>('/api/state', { after: from?.version ?? 0, instance: from?.instance ?? '' });
+    if (state?.instance) take(state);
+    else {
+      if (store.line === 'open') setLine('lost');
+      await pause(store.line === 'closed' ? 3000 : 700);
+    }
+    // A server with many tabs answers at once.
+    if (state && state.version === from?.version) await pause(300);
+  }
+}
+
+export function plain(caption: string): { text: string; key?: string } {
+  const at = caption.search(/&[^&]/);
+  return {
+    text: caption.replace(/&(.)/g, '$1'),
+    key: at < 0 ? undefined : caption[at + 1]!.toLowerCase(),
+  };
+}

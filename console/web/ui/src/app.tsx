@@ -1,0 +1,283 @@
+// The console: the computer and the search above, the tree beside, the page, and what waits to be applied.
+
+import { render } from 'preact';
+import { useEffect, useReducer, useRef, useState } from 'preact/hooks';
+import { act, follow, store, switchTo, tell, type State } from './api';
+import { Controls } from './controls';
+import { Modal, Windows } from './dialogs';
+import { Search, type Found } from './search';
+import { TreeView } from './tree';
+
+const toHash = (node: string) => `#/${node.split('::').map(encodeURIComponent).join('/')}`;
+function fromHash(hash: string): string {
+  try {
+    return hash.startsWith('#/') ? hash.slice(2).split('/').map(decodeURIComponent).join('::') : '';
+  } catch {
+    return '';
+  }
+}
+
+/** Keeps the address and the node that is shown the same, whichever changes. */
+function useAddress(state: State | null) {
+  const own = useRef('');
+  const started = useRef(false);
+  async function go(node: string) {
+    own.current = node;
+    const refusal = await act({ act: 'node', text: node });
+    // What can't be shown is not in the address either.
+    if (refusal && store.state) history.replaceState(null, '', toHash(store.state.node));
+  }
+  useEffect(() => {
+    const onPop = () => {
+      const node = fromHash(location.hash);
+      if (node && node !== store.state?.node) void go(node);
+    };
+    window.addEventListener('popstate', onPop);
+    return () => window.removeEventListener('popstate', onPop);
+  }, []);
+  useEffect(() => {
+    if (!state?.node) return;
+    const hash = toHash(state.node);
+    if (!started.current) {
+      started.current = true;
+      const asked = fromHash(location.hash);
+      if (asked && asked !== state.node) void go(asked);
+      else history.replaceState(null, '', hash);
+    } else if (location.hash !== hash) {
+      if (own.current === state.node) history.replaceState(null, '', hash);
+      else history.pushState(null, '', hash);
+    }
+    document.title = `${state.node.split('::').pop()} – Marrowen`;
+  }, [state?.node]);
+}
+
+function Places({ state, root, onRoot }: { state: State; root: string; onRoot: (root: string) => void }) {
+  const [asked, setAsked] = useState<{ computer: string; configServer: boolean } | null>(null);
+  async function change(computer: string, configServer: boolean, drop = false) {
+    const answer = await switchTo(computer, configServer, drop);
+    setAsked(answer === 'unsaved' ? { computer, configServer } : null);
+    store.changed();
+  }
+  return (
+    <div class="places">
+      <select aria-label="Computer" value={state.computer} onChange={(event) => void change(event.currentTarget.value, state.configServer)}>
+        <option value="">This computer</option>
+        {state.computers.map((name) => (
+          <option value={name}>{name}</option>
+        ))}
+      </select>
+      <select
+        aria-label="What is edited"
+        value={state.configServer ? `=${root}` : ''}
+        onChange={(event) => {
+          const value = event.currentTarget.value;
+          if (!state.configServer || value === '') void change(state.computer, value !== '');
+          else onRoot(value.slice(1));
+        }}
+      >
+        <option value="">Own settings</option>
+        {state.configServer ? (
+          state.roots.length ? (
+            state.roots.map((name) => <option value={`=${name}`}>Configuration {name}</option>)
+          ) : (
+            <option value="=">No configuration yet</option>
+          )
+        ) : (
+          <option value="=">Named configurations</option>
+        )}
+      </select>
+      {asked && (
+        <Modal label="Question" onClose={() => (setAsked(null), store.changed())}>
+          <p class="message">Edits wait to be applied. Drop them and go on?</p>
+          <div class="buttons">
+            <button type="button" data-first="" onClick={() => (setAsked(null), store.changed())}>
+              Stay
+            </button>
+            <button type="button" class="danger" onClick={() => void change(asked.computer, asked.configServer, true)}>
+              Drop edits
+            </button>
+          </div>
+        </Modal>
+      )}
+    </div>
+  );
+}
+
+function Page({ state, found }: { state: State; found: string }) {
+  const crumbs = state.node.split('::');
+  const title = crumbs.pop();
+  return (
+    <main id="page" aria-label={title}>
+      {state.node ? (
+        <div class="page" key={state.window}>
+          <header>
+            <div>
+              {crumbs.length > 0 && <p class="crumbs">{crumbs.join(' › ')}</p>}
+              <h1>{title}</h1>
+            </div>
+            <button type="button" class="quiet" title="Help (F1)" aria-label="Help" onClick={() => void act({ act: 'help' })}>
+              ?
+            </button>
+          </header>
+          <Controls controls={state.controls} window={state.window} found={found} />
+        </div>
+      ) : (
+        <div class="page">
+          <h1>Nothing to show</h1>
+          <p class="dim">
+            {state.configServer ? 'There is no named configuration yet.' : 'There is no page.'}
+          </p>
+        </div>
+      )}
+    </main>
+  );
+}
+
+function Bar({ state }: { state: State }) {
+  const count = state.marks.length;
+  const { toast, line } = store;
+  return (
+    <footer>
+      <div class="status" role="status">
+        {line === 'lost' ? (
+          <span class="error">The console does not answer. Trying again…</span>
+        ) : line === 'closed' ? (
+          <span class="error">This browser is not let in any more. Open the address that the console printed.</span>
+        ) : state.working ? (
+          <>
+            <span class="spinner" aria-hidden="true" />
+            {state.working.done.toLocaleString('en')} {state.working.unit}
+            <button type="button" onClick={() => void act({ act: 'stop', window: state.window })}>
+              Stop
+            </button>
+          </>
+        ) : toast ? (
+          <span class={toast.error ? 'error' : ''}>
+            {toast.text}{' '}
+            {toast.link && (
+              <a href={toast.link} target="_blank" rel="noopener noreferrer">
+                {toast.link}
+              </a>
+            )}
+            <button type="button" class="quiet" aria-label="Dismiss" onClick={() => tell(null)}>
+              ×
+            </button>
+          </span>
+        ) : count > 0 ? (
+          <span class="dim">
+            {count} {count === 1 ? 'node waits' : 'nodes wait'} to be applied
+          </span>
+        ) : null}
+      </div>
+      <button type="button" disabled={!state.apply} onClick={() => void act({ act: 'cancel' })}>
+        Cancel
+      </button>
+      <button type="button" class="primary" disabled={!state.apply} title="Apply (Ctrl+S)" onClick={() => void act({ act: 'apply' })}>
+        Apply
+        {count > 0 && (
+          <span class="count" aria-label={`${count} waiting`}>
+            {count}
+          </span>
+        )}
+      </button>
+    </footer>
+  );
+}
+
+function App() {
+  const [, redraw] = useReducer((n: number) => n + 1, 0);
+  store.changed = () => redraw(0);
+  const state = store.state;
+  const [drawer, setDrawer] = useState(false);
+  const [found, setFound] = useState('');
+  const [chosenRoot, setRoot] = useState('');
+  useAddress(state);
+  useEffect(() => void follow(), []);
+  useEffect(() => {
+    const onLeave = (event: BeforeUnloadEvent) => {
+      if (store.state?.marks.length) event.preventDefault();
+    };
+    const onKey = (event: KeyboardEvent) => {
+      if ((event.ctrlKey || event.metaKey) && event.key.toLowerCase() === 's') {
+        event.preventDefault();
+        const now = store.state;
+        if (!now?.apply || now.windows.length) return;
+        // The edit that has the focus is left first, as by a click on Apply.
+        (document.activeElement as HTMLElement | null)?.blur?.();
+        void act({ act: 'apply' });
+      }
+      if (event.key === 'F1') {
+        event.preventDefault();
+        if (!store.state?.windows.length) void act({ act: 'help' });
+      }
+    };
+    window.addEventListener('beforeunload', onLeave);
+    window.addEventListener('keydown', onKey);
+    return () => {
+      window.removeEventListener('beforeunload', onLeave);
+      window.removeEventListener('keydown', onKey);
+    };
+  }, []);
+  useEffect(() => {
+    if (!found) return;
+    const show = requestAnimationFrame(() => {
+      const control = document.querySelector<HTMLElement>('.control.found');
+      control?.scrollIntoView({ block: 'center' });
+      control?.querySelector<HTMLElement>('input, select, textarea, button, [tabindex="0"]')?.focus();
+    });
+    const timer = setTimeout(() => setFound(''), 3000);
+    return () => {
+      cancelAnimationFrame(show);
+      clearTimeout(timer);
+    };
+  }, [found]);
+
+  if (!state) {
+    return (
+      <p class="alone" role="status">
+        {store.line === 'closed' ? 'This browser is not let in. Open the address that the console printed.' : ''}
+      </p>
+    );
+  }
+  async function jump(one: Found) {
+    setFound('');
+    if (one.node !== store.state?.node && (await act({ act: 'node', text: one.node }))) return;
+    setDrawer(false);
+    setFound(one.name);
+  }
+  const root = !state.configServer
+    ? ''
+    : (state.roots.find((name) => name === chosenRoot) ??
+      state.roots.find((name) => state.node.startsWith(`${name}::`)) ??
+      state.roots[0] ??
+      '');
+  return (
+    <div class={'console' + (drawer ? ' drawer' : '')}>
+      <a class="skip" href="#page" onClick={(event) => (event.preventDefault(), document.querySelector<HTMLElement>('#page input, #page select')?.focus())}>
+        To the page
+      </a>
+      <header class="top">
+        <button type="button" class="quiet menu" aria-label="Settings tree" aria-expanded={drawer} onClick={() => setDrawer(!drawer)}>
+          <svg viewBox="0 0 16 16" aria-hidden="true"><path d="M2 4h12M2 8h12M2 12h12" /></svg>
+        </button>
+        <span class="brand">
+          <img src="/icon.svg" alt="" width="24" height="24" />
+          <span>Marrowen</span>
+        </span>
+        <Search onChosen={(one) => void jump(one)} />
+        <Places state={state} root={root} onRoot={setRoot} />
+      </header>
+      <nav aria-label="Settings">
+        {(!state.configServer || root) && (
+          <TreeView key={`${state.instance}/${root}`} state={state} root={root} onChosen={() => setDrawer(false)} />
+        )}
+      </nav>
+      {drawer && <div class="shade" onClick={() => setDrawer(false)} />}
+      <Page state={state} found={found} />
+      <Bar state={state} />
+      <Windows windows={state.windows} />
+    </div>
+  );
+}
+
+render(<App />, document.getElementById('console')!);

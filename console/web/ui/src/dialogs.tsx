@@ -1,0 +1,228 @@
+// What stands above the page and waits for an answer: dialogs, messages and pickers, one above the other.
+
+import type { ComponentChildren } from 'preact';
+import { useEffect, useRef, useState } from 'preact/hooks';
+import { act, get, plain, type ModalWindow } from './api';
+import { Controls } from './controls';
+
+/** A window that keeps everything below it out of reach. */
+export function Modal({ label, onClose, onEnter, children, wide }: { label: string; onClose: () => void; onEnter?: () => void; children: ComponentChildren; wide?: boolean }) {
+  const element = useRef<HTMLDialogElement>(null);
+  useEffect(() => {
+    const dialog = element.current!;
+    const before = document.activeElement as HTMLElement | null;
+    dialog.showModal();
+    const first = dialog.querySelector<HTMLElement>('[data-first], .controls :is(input, select, textarea, button, [tabindex="0"]):not([disabled])');
+    first?.focus();
+    return () => {
+      dialog.close();
+      if (before?.isConnected) before.focus();
+    };
+  }, []);
+  return (
+    <dialog
+      ref={element}
+      aria-label={label}
+      class={wide ? 'wide' : ''}
+      onCancel={(event) => {
+        event.preventDefault();
+        onClose();
+      }}
+      onKeyDown={(event) => {
+        if (event.key === 'Escape') {
+          event.preventDefault();
+          event.stopPropagation();
+          onClose();
+        }
+        const target = event.target as HTMLElement;
+        if (event.key !== 'Enter' || !onEnter || event.isComposing) return;
+        if (target.closest('button, textarea, a')) return;
+        event.preventDefault();
+        onEnter();
+      }}
+    >
+      {children}
+    </dialog>
+  );
+}
+
+function Dialog({ modal }: { modal: ModalWindow }) {
+  const controls = modal.controls ?? [];
+  const has = (caption: string) =>
+    controls.some((control) => control.kind === 'button' && plain(control.caption).text.toLowerCase() === caption);
+  const press = (name: 'ok' | 'close') => void act({ act: name, window: modal.window });
+  return (
+    <Modal label={modal.caption || 'Dialog'} onClose={() => press('close')} onEnter={() => press('ok')} wide>
+      <h2>{modal.caption}</h2>
+      <div class="body">
+        <Controls controls={controls} window={modal.window} />
+      </div>
+      {(!has('ok') || !has('cancel')) && (
+        <div class="buttons">
+          {!has('cancel') && !has('close') && (
+            <button type="button" onClick={() => press('close')}>
+              Cancel
+            </button>
+          )}
+          {!has('ok') && !has('close') && (
+            <button type="button" class="primary" onClick={() => press('ok')}>
+              OK
+            </button>
+          )}
+        </div>
+      )}
+    </Modal>
+  );
+}
+
+function Message({ modal }: { modal: ModalWindow }) {
+  const buttons = modal.buttons ?? [];
+  const answer = (text: string) => void act({ act: 'answer', window: modal.window, text });
+  return (
+    <Modal label={buttons.length > 1 ? 'Question' : 'Message'} onClose={() => void act({ act: 'close', window: modal.window })}>
+      <p class="message" role="alert">
+        {modal.text}
+      </p>
+      <div class="buttons">
+        {buttons.map((text, i) => (
+          <button type="button" data-first={i === 0 ? '' : undefined} class={i === 0 ? 'primary' : ''} onClick={() => answer(text)}>
+            {text}
+          </button>
+        ))}
+      </div>
+    </Modal>
+  );
+}
+
+interface Entry {
+  name: string;
+  path: string;
+  size?: number;
+}
+
+interface Listing {
+  path: string;
+  parent: string;
+  folders: Entry[];
+  files: Entry[];
+}
+
+/** "Text (*.txt)|*.txt|All Files (*.*)|*.*||" */
+function kindsOf(filter: string): { text: string; fits: (name: string) => boolean }[] {
+  const parts = filter.split('|').filter((part) => part);
+  const kinds = [];
+  for (let i = 0; i + 1 < parts.length; i += 2) {
+    const endings = parts[i + 1]!.split(';').map((pattern) => pattern.replace('*', '').toLowerCase());
+    kinds.push({
+      text: parts[i]!,
+      fits: (name: string) => endings.some((ending) => ending === '.*' || name.toLowerCase().endsWith(ending)),
+    });
+  }
+  return kinds.length ? kinds : [{ text: 'All files', fits: () => true }];
+}
+
+function Picker({ modal }: { modal: ModalWindow }) {
+  const folderOnly = modal.kind === 'folder';
+  const kinds = kindsOf(modal.filter ?? '');
+  const [kind, setKind] = useState(0);
+  const [listing, setListing] = useState<Listing | null>(null);
+  const proposed = modal.fileName ?? '';
+  const [name, setName] = useState(/[\\/]/.test(proposed) ? proposed.replace(/.*[\\/]/, '') : proposed);
+  const [sure, setSure] = useState('');
+  const label = folderOnly ? modal.text || 'Choose a folder' : modal.save ? 'Save as' : 'Open';
+
+  async function enter(path: string) {
+    let next = await get<Listing>('/api/files', { path });
+    // With one root there is nothing to choose at the top.
+    if (next && !path && next.folders.length === 1) next = await get<Listing>('/api/files', { path: next.folders[0]!.path });
+    if (next) setListing(next);
+  }
+  useEffect(() => {
+    const start = proposed.replace(/[\\/][^\\/]*$/, (end) => (end.length < proposed.length ? '' : end));
+    void enter(/[\\/]/.test(proposed) && start !== proposed ? start : '').then(() =>
+      setListing((now) => {
+        if (!now) void enter('');
+        return now;
+      }),
+    );
+  }, []);
+
+  const path = listing?.path ?? '';
+  const separator = path.startsWith('/') ? '/' : '\\';
+  const target = folderOnly ? path : path && name ? path.replace(/[\\/]$/, '') + separator + name : '';
+  const cancel = () => void act({ act: 'close', window: modal.window });
+  function choose() {
+    if (!target) return;
+    const there = listing?.files.some((file) => file.name.toLowerCase() === name.toLowerCase());
+    if (modal.save && modal.overwritePrompt && there && sure !== target) return setSure(target);
+    void act({ act: 'answer', window: modal.window, text: target });
+  }
+  const entries = [
+    ...(listing?.parent || (path && listing) ? [{ name: '..', path: listing!.parent, folder: true }] : []),
+    ...(listing?.folders ?? []).map((entry) => ({ ...entry, folder: true })),
+    ...(folderOnly ? [] : (listing?.files ?? []).filter((file) => kinds[kind]!.fits(file.name)).map((entry) => ({ ...entry, folder: false }))),
+  ];
+  return (
+    <Modal label={label} onClose={cancel} onEnter={choose} wide>
+      <h2>{label}</h2>
+      <div class="body picker">
+        <p class="path">{path || 'Places'}</p>
+        <ul>
+          {entries.slice(0, 2000).map((entry) => (
+            <li>
+              <button
+                type="button"
+                class={'entry' + (!entry.folder && entry.name === name ? ' selected' : '')}
+                onClick={() => (entry.folder ? void enter(entry.path) : (setName(entry.name), setSure('')))}
+                onDblClick={() => !entry.folder && choose()}
+              >
+                <span class={entry.folder ? 'folder' : 'file'} aria-hidden="true" />
+                <span class="name">{entry.name === '..' ? 'Folder above' : entry.name}</span>
+              </button>
+            </li>
+          ))}
+          {listing && entries.length === 0 && <li class="dim">Nothing here</li>}
+        </ul>
+        {!folderOnly && (
+          <div class="controls">
+            <div class="control wide">
+              <label for="fileName">File name</label>
+              <input id="fileName" value={name} data-first="" autoComplete="off" onInput={(event) => (setName(event.currentTarget.value), setSure(''))} />
+            </div>
+            {kinds.length > 1 && (
+              <div class="control wide">
+                <label for="fileKind">Files</label>
+                <select id="fileKind" value={String(kind)} onChange={(event) => setKind(Number(event.currentTarget.value))}>
+                  {kinds.map((one, i) => (
+                    <option value={String(i)}>{one.text}</option>
+                  ))}
+                </select>
+              </div>
+            )}
+          </div>
+        )}
+        {sure && <p role="alert">{name} already exists. Press Replace to write over it.</p>}
+      </div>
+      <div class="buttons">
+        <button type="button" onClick={cancel}>
+          Cancel
+        </button>
+        <button type="button" class="primary" disabled={!target} onClick={choose}>
+          {sure ? 'Replace' : folderOnly ? 'Choose' : modal.save ? 'Save' : 'Open'}
+        </button>
+      </div>
+    </Modal>
+  );
+}
+
+export function Windows({ windows }: { windows: ModalWindow[] }) {
+  return (
+    <>
+      {windows.map((modal) => {
+        if (modal.kind === 'dialog') return <Dialog key={modal.window} modal={modal} />;
+        if (modal.kind === 'message') return <Message key={modal.window} modal={modal} />;
+        return <Picker key={modal.window} modal={modal} />;
+      })}
+    </>
+  );
+}
