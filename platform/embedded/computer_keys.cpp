@@ -100,7 +100,8 @@ LONG MakeComputer(Transaction& txn, std::string_view name) {
   for (const std::string_view path : kSkeleton) {
     const size_t split = path.rfind('\\');
     KeyId parent = computer;
-    if (status == 0 && split != path.npos) status = FindPath(txn, computer, path.substr(0, split), &parent);
+    if (status == 0 && split != std::string_view::npos)
+      status = FindPath(txn, computer, path.substr(0, split), &parent);
     // What programs keep is under lists of its own.
     const bool top = path.find('\\') == split;
     if (status == 0) {

@@ -101,7 +101,7 @@ bool IsSound(const HiveKey& key) {
   std::set<std::string, std::less<>> names;
   for (const HiveKey& below : key.subkeys) {
     const std::string_view name = below.name;
-    if (name.find('\\') != name.npos || NameUnits(name) > kLongestKeyName) return false;
+    if (name.find('\\') != std::string_view::npos || NameUnits(name) > kLongestKeyName) return false;
     if (!names.emplace(FoldedName(name).Text()).second || !IsSound(below)) return false;
   }
   return true;

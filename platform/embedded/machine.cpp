@@ -116,8 +116,8 @@ Outcome MakeStore(const std::string& home) {
 
 bool IsComputerName(std::string_view name) {
   constexpr std::string_view kAllowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
-  return !name.empty() && name.size() <= 63 && name.find_first_not_of(kAllowed) == name.npos && name != "." &&
-         name != "..";
+  return !name.empty() && name.size() <= 63 && name.find_first_not_of(kAllowed) == std::string_view::npos &&
+         name != "." && name != "..";
 }
 
 Outcome NotAName(std::string_view name) {
