@@ -10,6 +10,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// Whether this thread's last request was refused: its body may not have been read, and what lies in the
+// connection is then not the next request.
+thread_local bool refused = false;
+
 // One connection as the library reads and writes it. A read that comes too late, or that makes the head of
 // the request too large, fails and ends the connection.
 class Connection final : public httplib::Stream {
@@ -164,6 +168,8 @@ Server::Server(int listening, SSL_CTX* tls) : m_tls(tls) {
   svr_sock_ = listening;
   new_task_queue = [this] { return new httplib::ThreadPool(m_limits.connections); };
   set_payload_max_length(m_limits.bodyBytes);
+  set_logger(
+      [](const httplib::Request&, const httplib::Response& response) { refused = response.status >= 400; });
 }
 
 void Server::Serve() { listen_after_bind(); }
@@ -190,13 +196,13 @@ bool Server::process_and_close_socket(socket_t socket) {
     if (!arrived) break;
     connection.BeginRequest();
     bool closed = false;
+    refused = false;
     goOn = process_request(connection, false, closed, [&connection](httplib::Request& request) {
       connection.EndHead();
       // What is sent small goes as it is and the rest lies compressed: nothing is compressed here.
       request.headers.erase("Accept-Encoding");
     });
-    // A request that was not understood, or refused before its body was read, leaves the connection unclear.
-    goOn = goOn && !closed && !connection.InHead();
+    goOn = goOn && !closed && !refused && !connection.InHead();
   }
   if (tls != nullptr) {
     SSL_shutdown(tls);

@@ -71,8 +71,6 @@ void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& inde
   server.set_default_headers(Gate::Protection());
   server.set_pre_routing_handler([&gate](const Request& request, Response& response) {
     if (gate.Admit(request, response)) return httplib::Server::HandlerResponse::Unhandled;
-    // The body of a refused request was not read, so nothing may follow it.
-    response.set_header("Connection", "close");
     return httplib::Server::HandlerResponse::Handled;
   });
   AddBundle(server);

@@ -119,7 +119,7 @@ function Page({ state, found }: { state: State; found: string }) {
               ?
             </button>
           </header>
-          <Controls controls={state.controls} window={state.window} found={found} />
+          <Controls controls={state.controls} window={state.window} title={title ?? ''} found={found} />
         </div>
       ) : (
         <div class="page">

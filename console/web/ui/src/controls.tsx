@@ -9,12 +9,14 @@ interface Props {
   control: Control;
   index: number;
   window: number;
+  title: string; // the window's, which names what nothing else names
 }
 
 const idOf = (window: number, index: number) => `w${window}c${index}`;
 
 /** What a screen reader calls the control: its caption, else its group's, numbered where there are several. */
-const nameOf = (control: Control) => plain(control.name).text.replace(/#(\d+)$/, ' $1');
+const nameOf = ({ control, title }: Props) =>
+  (/^(#\d+)?$/.test(control.name) ? title : '') + plain(control.name).text.replace(/#(\d+)$/, ' $1');
 
 /** A value that is being changed: the person's until the console has answered, then the console's. */
 function useDraft(value: string) {
@@ -48,13 +50,14 @@ function Labelled({ control, index, window, hint, children }: Props & { hint?: s
 
 const storedAs = (control: Control) => (control.storedAs ? `Stored as ${control.storedAs}` : undefined);
 
-function common({ control, index, window }: Props) {
+function common(props: Props) {
+  const { control, index, window } = props;
   const { text, key } = plain(control.caption);
   return {
     id: idOf(window, index),
     disabled: control.disabled,
     accessKey: key,
-    'aria-label': text ? undefined : nameOf(control),
+    'aria-label': text ? undefined : nameOf(props),
     title: text ? undefined : storedAs(control),
   };
 }
@@ -125,10 +128,10 @@ function Edit(props: Props) {
         />
         {control.spin && !control.readOnly && (
           <span class="arrows">
-            <button type="button" tabIndex={-1} aria-label={`${nameOf(control)} up`} disabled={control.disabled} onClick={() => step(1)}>
+            <button type="button" tabIndex={-1} aria-label={`${nameOf(props)} up`} disabled={control.disabled} onClick={() => step(1)}>
               <svg viewBox="0 0 10 6" aria-hidden="true"><path d="M1 5l4-4 4 4" /></svg>
             </button>
-            <button type="button" tabIndex={-1} aria-label={`${nameOf(control)} down`} disabled={control.disabled} onClick={() => step(-1)}>
+            <button type="button" tabIndex={-1} aria-label={`${nameOf(props)} down`} disabled={control.disabled} onClick={() => step(-1)}>
               <svg viewBox="0 0 10 6" aria-hidden="true"><path d="M1 1l4 4 4-4" /></svg>
             </button>
           </span>
@@ -270,7 +273,7 @@ function One(props: Props) {
     case 'text':
       return <p class="note">{text}</p>;
     case 'picture':
-      return <span class="picture" role="img" aria-label={nameOf(control) || 'Picture'} />;
+      return <span class="picture" role="img" aria-label={nameOf(props)} />;
     case 'link':
       return (
         <button type="button" class="link" id={idOf(window, index)} disabled={control.disabled} onClick={click}>
@@ -287,7 +290,7 @@ function One(props: Props) {
           disabled={control.disabled}
           onClick={click}
         >
-          {text || nameOf(control)}
+          {text || nameOf(props)}
         </button>
       );
     case 'check box':
@@ -302,7 +305,7 @@ function One(props: Props) {
     case 'address':
       return <Address {...props} />;
     default: {
-      const label = nameOf(control) || 'List';
+      const label = nameOf(props);
       return (
         <>
           {text && <span class="label">{text}</span>}
@@ -331,7 +334,15 @@ function widthOf(control: Control): string {
   }
 }
 
-export function Controls({ controls, window, group = -1, found }: { controls: Control[]; window: number; group?: number; found?: string }) {
+interface ControlsProps {
+  controls: Control[];
+  window: number;
+  title: string;
+  group?: number;
+  found?: string;
+}
+
+export function Controls({ controls, window, title, group = -1, found }: ControlsProps) {
   return (
     <div class="controls">
       {controls.map((control, index) => {
@@ -340,7 +351,7 @@ export function Controls({ controls, window, group = -1, found }: { controls: Co
           return (
             <fieldset key={index} class="wide">
               {control.caption && <legend>{plain(control.caption).text}</legend>}
-              <Controls controls={controls} window={window} group={index} found={found} />
+              <Controls controls={controls} window={window} title={title} group={index} found={found} />
             </fieldset>
           );
         }
@@ -349,7 +360,7 @@ export function Controls({ controls, window, group = -1, found }: { controls: Co
             key={index}
             class={`control ${widthOf(control)}${control.disabled ? ' disabled' : ''}${found && found === control.name ? ' found' : ''}`}
           >
-            <One control={control} index={index} window={window} />
+            <One control={control} index={index} window={window} title={title} />
           </div>
         );
       })}

@@ -55,7 +55,7 @@ function Dialog({ modal }: { modal: ModalWindow }) {
     <Modal label={modal.caption || 'Dialog'} onClose={() => press('close')} onEnter={() => press('ok')} wide>
       <h2>{modal.caption}</h2>
       <div class="body">
-        <Controls controls={controls} window={modal.window} />
+        <Controls controls={controls} window={modal.window} title={modal.caption || 'Dialog'} />
       </div>
       {(!has('ok') || !has('cancel')) && (
         <div class="buttons">

@@ -1,0 +1,232 @@
+// What an administrator does in the browser, and what the registry holds afterwards.
+import assert from 'node:assert/strict';
+import { mkdirSync, readFileSync } from 'node:fs';
+import { createRequire } from 'node:module';
+import { join } from 'node:path';
+import { after, before, beforeEach, test } from 'node:test';
+import { fileURLToPath } from 'node:url';
+import { Home, serve, startBrowser } from './console.mjs';
+
+const axe = readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
+const compression = 'General Settings::Compression';
+const hash = (node) => `#/${node.split('::').map(encodeURIComponent).join('/')}`;
+
+let home;
+let console_;
+let browser;
+let page;
+const said = [];
+
+before(async () => {
+  home = new Home();
+  home.run('computer', 'add', 'branch');
+  home.run('set', compression, 'Enable Compression=on', 'Level=5');
+  home.run('--computer', 'branch', 'set', compression, 'Enable Compression=on', 'Level=5');
+  console_ = await serve(home);
+  browser = await startBrowser();
+  page = await browser.context.newPage();
+  page.on('console', (message) => said.push(`${message.type()}: ${message.text()}`));
+  page.on('pageerror', (error) => said.push(String(error)));
+  await page.goto(console_.address);
+});
+
+after(async () => {
+  await browser?.stop();
+  await console_?.stop();
+  home?.remove();
+});
+
+const apply = () => page.getByRole('button', { name: /^Apply/ });
+const cancel = () => page.locator('footer').getByRole('button', { name: 'Cancel' });
+const level = () => page.getByRole('textbox', { name: 'Level' });
+const slider = () => page.getByRole('slider');
+
+async function show(node) {
+  await page.evaluate((to) => (location.hash = to), hash(node));
+  await page.getByRole('heading', { level: 1, name: node.split('::').pop(), exact: true }).waitFor();
+}
+
+async function until(what, wanted) {
+  for (let i = 0; i < 100; ++i) {
+    if ((await what()) === wanted) return;
+    await new Promise((done) => setTimeout(done, 20));
+  }
+  assert.equal(await what(), wanted);
+}
+
+beforeEach(async () => {
+  await show(compression);
+  if (await cancel().isEnabled()) await cancel().click();
+  await until(() => apply().isEnabled(), false);
+});
+
+test('the slider moves the number, the number the slider, and Apply writes both', async () => {
+  await slider().focus();
+  await page.keyboard.press('ArrowRight');
+  await until(() => level().inputValue(), '6');
+  await level().fill('12');
+  await level().blur();
+  await until(() => level().inputValue(), '9');
+  await until(() => slider().inputValue(), '9');
+  // A letter is dropped where it was typed.
+  await level().press('Home');
+  await level().pressSequentially('a');
+  await until(() => level().inputValue(), '9');
+  await level().fill('3');
+  await apply().click();
+  await until(() => apply().isEnabled(), false);
+  assert.equal(home.value('SSHD', 'CompressionLevel'), '3');
+  assert.match(home.run('show', compression), /Level +edit +3/);
+});
+
+test('edits of two nodes are marked, counted, written by one Apply and dropped by Cancel', async () => {
+  const marks = () => page.getByRole('tree').locator('.mark').count();
+  const limit = page.getByRole('textbox', { name: 'Maximum Connections' });
+  for (const [close, stored] of [[cancel, false], [apply, true]]) {
+    await show(compression);
+    await level().fill('4');
+    await show('General Settings');
+    await limit.fill('77');
+    await until(() => page.locator('.count').innerText(), '2');
+    await until(marks, 2);
+    await close().click();
+    await until(marks, 0);
+    assert.equal(home.value('SSHD', 'SessionLimit') === '77', stored);
+    assert.equal(home.value('SSHD', 'CompressionLevel') === '4', stored);
+  }
+});
+
+test('a reload, a second tab and a new server show what they must', async () => {
+  const was = await level().inputValue();
+  await level().fill('8');
+  await until(() => apply().isEnabled(), true);
+  page.once('dialog', (dialog) => void dialog.accept());
+  await page.reload();
+  await until(() => level().inputValue(), '8');
+  const second = await browser.context.newPage();
+  await second.goto(console_.origin);
+  const there = second.getByRole('textbox', { name: 'Level' });
+  await until(() => there.inputValue(), '8');
+  await there.fill('7');
+  await until(() => level().inputValue(), '7');
+  await second.close();
+  // Edits live in the console: with it they go, and the page says so and comes back by itself.
+  await console_.stop();
+  await page.getByText('The console does not answer').waitFor();
+  console_ = await serve(home, [], console_.port);
+  await page.getByText('not let in').waitFor();
+  await page.evaluate(() => window.addEventListener('beforeunload', (event) => event.stopImmediatePropagation(), true));
+  await page.goto(console_.address);
+  await page.evaluate((to) => (location.hash = to), hash(compression));
+  await until(() => level().inputValue(), was);
+  said.length = 0;
+});
+
+test('Back, a link, the search and the keyboard alone lead to a setting', async () => {
+  await show('Banner');
+  await page.goBack();
+  await page.getByRole('heading', { level: 1, name: 'Compression' }).waitFor();
+  await page.keyboard.press('Control+k');
+  await page.keyboard.type('SessionLimit');
+  await page.getByRole('option', { name: /Maximum Connections/ }).waitFor();
+  await page.keyboard.press('Enter');
+  await page.getByRole('heading', { level: 1, name: 'General Settings' }).waitFor();
+  const limit = page.getByRole('textbox', { name: 'Maximum Connections' });
+  await until(() => limit.evaluate((element) => element === document.activeElement), true);
+  await page.keyboard.press('Control+a');
+  await page.keyboard.type('55');
+  await page.keyboard.press('Control+s');
+  await until(() => home.value('SSHD', 'SessionLimit'), '55');
+  await page.getByRole('tree').focus();
+  await page.keyboard.press('ArrowDown');
+  await page.getByRole('heading', { level: 1, name: 'Cipher' }).waitFor();
+});
+
+test('a user is added and deleted through dialogs, by keys', async () => {
+  await show('Users');
+  const dialog = page.locator('dialog[open]').last();
+  const press = async (name) => {
+    await page.getByRole('button', { name }).focus();
+    await page.keyboard.press('Enter');
+    await dialog.waitFor();
+  };
+  const closed = () => until(() => page.locator('dialog[open]').count(), 0);
+  const alice = page.getByRole('treeitem', { name: 'alice' });
+  await press('New User');
+  await page.keyboard.press('Escape');
+  await closed();
+  // A message above the dialog's page, and the dialog again.
+  await press('New User');
+  await page.keyboard.press('Enter');
+  await page.getByText('Must enter user name.').waitFor();
+  await page.keyboard.press('Enter');
+  await page.getByRole('textbox', { name: 'User Name' }).waitFor();
+  await page.keyboard.type('alice');
+  await page.keyboard.press('Enter');
+  await closed();
+  await alice.waitFor();
+  await page.getByRole('listbox', { name: 'Users' }).focus();
+  await page.keyboard.press('Home');
+  await page.locator('#page .row.selected').getByText('alice').waitFor();
+  await press('Delete User');
+  await page.getByText('Are you sure').waitFor();
+  await page.keyboard.press('Tab');
+  await page.keyboard.press('Enter');
+  await closed();
+  assert.equal(await alice.count(), 1);
+  await press('Delete User');
+  await page.keyboard.press('Enter');
+  await closed();
+  await until(() => alice.count(), 0);
+});
+
+test('another computer is chosen at the top, after a question when edits wait', async () => {
+  await level().fill('2');
+  await until(() => apply().isEnabled(), true);
+  const computer = page.getByRole('combobox', { name: 'Computer' });
+  await computer.selectOption('branch');
+  await page.getByRole('button', { name: 'Stay' }).click();
+  await until(() => computer.inputValue(), '');
+  await until(() => level().inputValue(), '2');
+  await computer.selectOption('branch');
+  await page.getByRole('button', { name: 'Drop edits' }).click();
+  await until(async () => (await page.locator('select').first().inputValue()) === 'branch' && (await apply().isEnabled()) === false, true);
+  await show(compression);
+  await level().fill('1');
+  await apply().click();
+  await until(() => apply().isEnabled(), false);
+  assert.match(home.run('--computer', 'branch', 'show', compression), /Level +edit +1/);
+  await computer.selectOption('');
+  await until(async () => (await page.evaluate(() => fetch('/api/state').then((r) => r.json()).then((s) => s.computer))) === '', true);
+  said.length = 0;
+});
+
+test('every page can be used by everyone, light and dark, wide and narrow', async () => {
+  const nodes = JSON.parse(home.run('--json', 'tree')).data.filter((node) => node.page).map((node) => node.node);
+  const images = fileURLToPath(new URL('../../docs/images/', import.meta.url));
+  mkdirSync(images, { recursive: true });
+  await page.evaluate(axe);
+  for (const colorScheme of ['light', 'dark']) {
+    await page.emulateMedia({ colorScheme, reducedMotion: 'reduce' });
+    for (const node of nodes) {
+      await show(node);
+      const { violations } = await page.evaluate(() => axe.run(document, { resultTypes: ['violations'] }));
+      const found = violations.map(({ id, nodes: where }) => `${id}: ${where.map((one) => one.html).join(' ')}`);
+      assert.deepEqual(found, [], `${node}, ${colorScheme}`);
+      const wide = await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth);
+      assert.ok(wide, `${node} scrolls sideways`);
+    }
+    await show(compression);
+    await page.mouse.move(0, 0);
+    await page.setViewportSize({ width: 1280, height: 800 });
+    await page.screenshot({ path: join(images, `compression-${colorScheme}.png`) });
+    await page.setViewportSize({ width: 360, height: 740 });
+    const narrow = await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth);
+    assert.ok(narrow, 'the page scrolls sideways at 360 pixels');
+    await page.getByRole('button', { name: 'Settings tree' }).click();
+    await page.getByRole('treeitem', { name: 'Banner' }).click();
+    await page.getByRole('heading', { level: 1, name: 'Banner' }).waitFor();
+    await page.setViewportSize({ width: 1280, height: 800 });
+  }
+  assert.deepEqual(said, []);
+});

@@ -1,0 +1,59 @@
+// Folders and lists of a hundred thousand principals: they open, scroll and filter by the window.
+import assert from 'node:assert/strict';
+import { after, before, test } from 'node:test';
+import { Home, serve, startBrowser } from './console.mjs';
+import { fillUsers } from './many_users.mjs';
+
+const count = 100000;
+let home;
+let console_;
+let browser;
+let page;
+let largest = 0;
+
+before(async () => {
+  home = new Home();
+  fillUsers(home, count);
+  console_ = await serve(home);
+  browser = await startBrowser();
+  page = await browser.context.newPage();
+  page.on('response', async (response) => {
+    const body = await response.body().catch(() => null);
+    if (new URL(response.url()).pathname.startsWith('/api/') && body) largest = Math.max(largest, body.length);
+  });
+  await page.goto(console_.address);
+});
+
+after(async () => {
+  await browser?.stop();
+  await console_?.stop();
+  home?.remove();
+});
+
+test('the tree and the list of a hundred thousand users scroll, filter and select', async () => {
+  await page.evaluate(() => (location.hash = '#/Users'));
+  await page.getByRole('heading', { level: 1, name: 'Users' }).waitFor();
+  const list = page.locator('#page .scroller').first();
+  await list.getByText('user000000', { exact: true }).waitFor();
+  await list.focus();
+  await page.keyboard.press('End');
+  await list.getByText(`user0${count - 1}`, { exact: true }).waitFor();
+  await page.locator('#page .row.selected').getByText(`user0${count - 1}`).waitFor();
+  await page.getByRole('searchbox', { name: /^Filter/ }).fill('user05432');
+  await list.getByText('user054329').waitFor();
+  await page.getByText(`10 of ${count.toLocaleString('en')}`).waitFor();
+  assert.ok((await page.locator('#page .row').count()) < 60);
+
+  const tree = page.getByRole('tree');
+  await tree.getByRole('treeitem', { name: /^Users/ }).first().click();
+  await page.keyboard.press('ArrowRight');
+  await tree.getByRole('treeitem', { name: 'user000000' }).waitFor();
+  await tree.evaluate((element) => (element.scrollTop = 50000 * 32));
+  await tree.getByText(/^user0500/).first().waitFor();
+  assert.ok((await tree.getByRole('treeitem').count()) < 100);
+  await page.keyboard.press('Control+k');
+  await page.keyboard.type('user077777');
+  await page.getByRole('option', { name: /user077777/ }).first().click();
+  await page.getByRole('heading', { level: 1, name: 'user077777' }).waitFor();
+  assert.ok(largest < 200000, `one answer had ${largest} bytes`);
+});
