@@ -36,13 +36,11 @@ UniqueKey OpenFolder(const CTesselRegObject& key, const char* folder) {
   return opened;
 }
 
-bool Load(const CTesselRegObject& key, const char* folder, CStringList& names) {
-  const UniqueKey opened = OpenFolder(key, folder);
-  if (opened == nullptr) return false;
-  names.clear();
+CStringList NamesIn(HKEY folder) {
+  CStringList names;
   CString name;
-  for (DWORD index = 0; NameAt(opened.get(), index, name); ++index) names.push_back(name);
-  return true;
+  for (DWORD index = 0; NameAt(folder, index, name); ++index) names.push_back(name);
+  return names;
 }
 
 void Save(HKEY folder, const CStringList& names) {

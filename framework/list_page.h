@@ -40,11 +40,11 @@ CString KeyName(std::string_view displayName);
 // Whether `names` holds exactly this one.
 bool Holds(const CStringList& names, std::string_view name);
 
-// The folder's keys, in order; false if it can't be opened, and then `names` is left alone.
-bool Load(const CTesselRegObject& key, const char* folder, CStringList& names);
-
 // The folder under `key`, with full access; null if it can't be opened.
 UniqueKey OpenFolder(const CTesselRegObject& key, const char* folder);
+
+// The folder's keys, in order.
+CStringList NamesIn(HKEY folder);
 
 // Deletes the folder's keys that `names` does not hold, by exact name, and makes those that are missing.
 void Save(HKEY folder, const CStringList& names);
@@ -83,9 +83,7 @@ class ListPage : public RecordPage<Page, Record> {
   // The names as the list shows them.
   virtual CStringList RowsOf(const Record& record) const;
   // Reads and writes what lies in the folder; false if the folder can't be opened.
-  virtual bool LoadFolder(const CTesselRegObject& key, Record& record) {
-    return principal_list::Load(key, Page::kList.folder, record.names);
-  }
+  virtual bool LoadFolder(const CTesselRegObject& key, Record& record);
   virtual bool SaveFolder(const CTesselRegObject& key, const Record& record);
 
   CListBox& List() const { return Base::m_form.template Get<CListBox>(Page::kList.list); }
@@ -161,6 +159,13 @@ void ListPage<Page, Record>::SaveRecord(const Record& record, const CString& tar
   if (!SaveFolder(*key, record) && Page::kList.silentWithoutFolder) return;
   // The keys stand, so the settings pages can write what waits for them.
   Base::QuerySiblings(static_cast<unsigned>(SiblingCode::ListChanged), 0);
+}
+
+template <class Page, class Record>
+bool ListPage<Page, Record>::LoadFolder(const CTesselRegObject& key, Record& record) {
+  const UniqueKey folder = principal_list::OpenFolder(key, Page::kList.folder);
+  if (folder != nullptr) record.names = principal_list::NamesIn(folder.get());
+  return folder != nullptr;
 }
 
 template <class Page, class Record>

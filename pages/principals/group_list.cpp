@@ -97,14 +97,13 @@ std::unordered_set<std::string_view> StandingIn(std::string_view text, const CSt
 // A group that the order does not name does not exist for this page, and a name without a key drops out of
 // the order.
 bool CPrpGroupsMain::LoadFolder(const CTesselRegObject& key, GroupListRecord& record) {
-  CStringList names;
-  if (!principal_list::Load(key, kList.folder, names)) return false;
-  const UniqueKey opened = principal_list::OpenFolder(key, kList.folder);
-  const CString order =
-      principal_list::KeyName(CTesselRegObject(nullptr, opened.get()).GetStringValue(kOrder));
+  const CTesselRegObject folder(nullptr, principal_list::OpenFolder(key, kList.folder).release());
+  if (folder.GetKey() == nullptr) return false;
+  const CString order = principal_list::KeyName(folder.GetStringValue(kOrder));
+  const CStringList names = principal_list::NamesIn(folder.GetKey());
   const auto standing = StandingIn(order, names);
   CStringList ranked;
-  for (CString& name : text::Split(order, ',')) {
+  for (const CString& name : text::Split(order, ',')) {
     if (standing.contains(name)) ranked.push_back(principal_list::DisplayName(name));
   }
   record.order = text::Joined(ranked, ",");
@@ -116,11 +115,10 @@ bool CPrpGroupsMain::LoadFolder(const CTesselRegObject& key, GroupListRecord& re
 }
 
 bool CPrpGroupsMain::SaveFolder(const CTesselRegObject& key, const GroupListRecord& record) {
-  const UniqueKey folder = principal_list::OpenFolder(key, kList.folder);
-  if (folder == nullptr) return false;
-  RegSetValueExA(folder.get(), kOrder, 0, REG_SZ, reinterpret_cast<const BYTE*>(record.order.data()),
-                 static_cast<DWORD>(record.order.size()));
-  principal_list::Save(folder.get(), record.names);
+  CTesselRegObject folder(nullptr, principal_list::OpenFolder(key, kList.folder).release());
+  if (folder.GetKey() == nullptr) return false;
+  folder.SetBinaryValue(kOrder, record.order, REG_SZ);
+  principal_list::Save(folder.GetKey(), record.names);
   return true;
 }
 
