@@ -80,7 +80,7 @@ LONG MakeKey(Transaction& txn, KeyId parent, std::string_view name, std::string_
 }  // namespace
 
 LONG MakeHomeKey(Transaction& txn) {
-  KeyId key;
+  KeyId key = 0;
   std::string descriptor;
   KeyInfo info;
   LONG status = RootDescriptor(descriptor);
@@ -90,8 +90,8 @@ LONG MakeHomeKey(Transaction& txn) {
 }
 
 LONG MakeComputer(Transaction& txn, std::string_view name) {
-  KeyId computer;
-  KeyId key;
+  KeyId computer = 0;
+  KeyId key = 0;
   std::string root;
   std::string inherited;
   LONG status = RootDescriptor(root);

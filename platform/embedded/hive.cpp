@@ -52,10 +52,8 @@ LONG ReadTree(Transaction& txn, KeyId id, HiveKey& key) {
   std::vector<KeyId> below;
   Position child;
   for (DWORD i = 0; i < info.record.subkeys; ++i) {
-    MDB_val data;
-    status = EntryAt(txn, kKeys, id, i, child, &data);
+    status = SubkeyAt(txn, id, i, child, &below.emplace_back());
     if (status != 0) return status;
-    std::memcpy(&below.emplace_back(), data.mv_data, sizeof(KeyId));
   }
   for (const KeyId subkey : below) {
     status = ReadTree(txn, subkey, key.subkeys.emplace_back());

@@ -196,7 +196,7 @@ bool IsDescriptor(std::string_view bytes) {
 
 LONG HoldDescriptor(Transaction& txn, std::string_view descriptor, uint64_t* number) {
   for (*number = Digest(descriptor);; ++*number) {
-    MDB_val data;
+    MDB_val data{};
     const int result = txn.Get(kSecurity, NumberKey(*number), &data);
     if (result == MDB_NOTFOUND) return PutReferences(txn, *number, 1, descriptor);
     if (result != 0) return Status(result);
@@ -208,7 +208,7 @@ LONG HoldDescriptor(Transaction& txn, std::string_view descriptor, uint64_t* num
 }
 
 LONG ReleaseDescriptor(Transaction& txn, uint64_t number) {
-  MDB_val data;
+  MDB_val data{};
   const int result = txn.Get(kSecurity, NumberKey(number), &data);
   if (result != 0) return Status(result);
   uint32_t references;
@@ -218,7 +218,7 @@ LONG ReleaseDescriptor(Transaction& txn, uint64_t number) {
 }
 
 LONG ReadDescriptor(Transaction& txn, uint64_t number, std::string_view* descriptor) {
-  MDB_val data;
+  MDB_val data{};
   const int result = txn.Get(kSecurity, NumberKey(number), &data);
   if (result == 0 && data.mv_size < sizeof(uint32_t)) return ERROR_REGISTRY_CORRUPT;
   if (result == 0) *descriptor = AsText(data).substr(sizeof(uint32_t));

@@ -36,6 +36,13 @@ std::string FirstEntry(Table table, KeyId key) {
   return {reinterpret_cast<const char*>(&number), sizeof number};
 }
 
+// The identifier in an entry of kKeys.
+LONG ReadId(const MDB_val& entry, KeyId* id) {
+  if (entry.mv_size != sizeof *id) return ERROR_REGISTRY_CORRUPT;
+  std::memcpy(id, entry.mv_data, sizeof *id);
+  return ERROR_SUCCESS;
+}
+
 LONG SeekFirst(Transaction& txn, Table table, KeyId key, MDB_val* entry, MDB_val* data) {
   const std::string first = FirstEntry(table, key);
   *entry = AsValue(first);
@@ -96,7 +103,7 @@ LONG EnterView(Transaction& txn, std::string_view next, KeyId* key) {
 }  // namespace
 
 LONG SeekEntry(Transaction& txn, Table table, KeyId key, DWORD index, Position& at, MDB_val* data) {
-  MDB_val entry;
+  MDB_val entry{};
   LONG status;
   if (index == 0 && at.stamp != Transaction::Stamp()) {
     at.generation = ~0u;  // It is read when it is needed.
@@ -110,13 +117,10 @@ LONG SeekEntry(Transaction& txn, Table table, KeyId key, DWORD index, Position& 
   return status;
 }
 
-LONG SubkeyAt(Transaction& txn, KeyId key, DWORD index, Position& at, KeyInfo& info) {
-  MDB_val data;
+LONG SubkeyAt(Transaction& txn, KeyId key, DWORD index, Position& at, KeyId* child) {
+  MDB_val data{};
   const LONG status = EntryAt(txn, kKeys, key, index, at, &data);
-  if (status != 0) return status;
-  KeyId child;
-  std::memcpy(&child, data.mv_data, sizeof child);
-  return LoadKey(txn, child, info);
+  return status != 0 ? status : ReadId(data, child);
 }
 
 LONG LoadKey(Transaction& txn, KeyId key, KeyInfo& info) {
@@ -145,14 +149,15 @@ void Touch(KeyRecord& record, bool structure) {
 LONG FindChild(Transaction& txn, KeyId parent, std::string_view name, KeyId* child) {
   const FoldedName folded(name);
   const ChildKey place(parent, folded.Text());
-  MDB_val data;
+  MDB_val data{};
   const int result = txn.Get(kKeys, AsValue(place.Text()), &data);
   if (result != 0) return Status(result);
-  KeyId found;
-  std::memcpy(&found, data.mv_data, sizeof found);
+  KeyId found = 0;
+  LONG status = ReadId(data, &found);
+  if (status != 0) return status;
   if (folded.Cut()) {
     KeyInfo info;
-    const LONG status = LoadKey(txn, found, info);
+    status = LoadKey(txn, found, info);
     if (status != 0) return status;
     if (!SameName(info.name, name)) return ERROR_FILE_NOT_FOUND;
   }
@@ -191,8 +196,8 @@ LONG RemoveKey(Transaction& txn, KeyId key) {
   const FoldedName folded(info.name);
   for (const Table table : {kValues, kNames}) {
     if (record.values == 0) break;
-    MDB_val entry;
-    MDB_val data;
+    MDB_val entry{};
+    MDB_val data{};
     while ((status = SeekFirst(txn, table, key, &entry, &data)) == 0) {
       const int result = txn.DeleteHere(table);
       if (result != 0) return Status(result);
@@ -214,13 +219,11 @@ LONG RemoveKey(Transaction& txn, KeyId key) {
 LONG RemoveTree(Transaction& txn, KeyId key, bool itself) {
   KeyId current = key;
   for (;;) {
-    MDB_val entry;
-    MDB_val data;
+    MDB_val entry{};
+    MDB_val data{};
     LONG status = SeekFirst(txn, kKeys, current, &entry, &data);
-    if (status == 0) {  // Down to a key without subkeys,
-      std::memcpy(&current, data.mv_data, sizeof current);
-      continue;
-    }
+    if (status == 0) status = ReadId(data, &current);
+    if (status == 0) continue;  // Down to a key without subkeys,
     if (status != ERROR_NO_MORE_ITEMS) return status;
     if (current == key) return itself ? RemoveKey(txn, key) : ERROR_SUCCESS;
     KeyInfo info;  // and up again.

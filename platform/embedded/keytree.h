@@ -48,7 +48,8 @@ inline KeyId OwnerOf(Table table, const MDB_val& entry) {
 inline LONG StepIn(Transaction& txn, Table table, KeyId key, MDB_cursor_op how, MDB_val* entry,
                    MDB_val* data) {
   const int result = txn.Move(table, how, entry, data);
-  if (result != 0) return result == MDB_NOTFOUND ? ERROR_NO_MORE_ITEMS : Status(result);
+  if (result == MDB_NOTFOUND) return ERROR_NO_MORE_ITEMS;
+  if (result != 0) return ERROR_REGISTRY_IO_FAILED;
   return OwnerOf(table, *entry) == key ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS;
 }
 
@@ -59,12 +60,12 @@ inline LONG EntryAt(Transaction& txn, Table table, KeyId key, DWORD index, Posit
   if (at.stamp != Transaction::Stamp() || at.use != txn.CursorUse(table) || at.index + 1 != index) {
     return SeekEntry(txn, table, key, index, at, data);
   }
-  MDB_val entry;
+  MDB_val entry{};
   const LONG status = StepIn(txn, table, key, MDB_NEXT, &entry, data);
   if (status == 0) at.Remember(txn, table, entry, index);
   return status;
 }
-LONG SubkeyAt(Transaction& txn, KeyId key, DWORD index, Position& at, KeyInfo& info);
+LONG SubkeyAt(Transaction& txn, KeyId key, DWORD index, Position& at, KeyId* child);
 
 // The key's record; ERROR_KEY_DELETED when there is none.
 LONG LoadKey(Transaction& txn, KeyId key, KeyInfo& info);

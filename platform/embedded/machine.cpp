@@ -150,7 +150,7 @@ std::string ComputerFolder(std::string_view computer) {
   if (read.status != 0) return "";
   std::string folder = OpenedHome() + "/local";
   if (!computer.empty()) {
-    KeyId key;
+    KeyId key = 0;
     KeyInfo info;
     if (!IsComputerName(computer) || FindComputer(*read.txn, computer, &key) != 0) return "";
     if (LoadKey(*read.txn, key, info) != 0) return "";
@@ -164,7 +164,7 @@ std::string ComputerFolder(std::string_view computer) {
 
 std::optional<std::string> GetRecord(std::string_view computer, std::string_view name) {
   const Reading read;
-  KeyId key;
+  KeyId key = 0;
   Value value;
   if (read.status != 0 || FindComputer(*read.txn, computer, &key) != 0) return std::nullopt;
   if (FindValue(*read.txn, key, name, value) != 0) return std::nullopt;
@@ -173,7 +173,7 @@ std::optional<std::string> GetRecord(std::string_view computer, std::string_view
 
 LONG PutRecord(std::string_view computer, std::string_view name, std::string_view bytes) {
   Writing write;
-  KeyId key;
+  KeyId key = 0;
   if (write.status != 0) return write.status;
   LONG status = FindComputer(*write.txn, computer, &key);
   if (status == 0) status = PutValue(*write.txn, key, name, REG_BINARY, bytes);
@@ -216,7 +216,7 @@ void CloseHome() {
 Outcome AddComputer(std::string_view name) {
   if (!IsComputerName(name)) return NotAName(name);
   Writing write;
-  KeyId key;
+  KeyId key = 0;
   LONG status = write.status;
   if (status == 0 && FindComputer(*write.txn, name, &key) == 0) {
     write.Finish(ERROR_ALREADY_EXISTS);
@@ -229,7 +229,7 @@ Outcome AddComputer(std::string_view name) {
 Outcome RemoveComputer(std::string_view name) {
   if (!IsComputerName(name)) return NotAName(name);
   Writing write;
-  KeyId key;
+  KeyId key = 0;
   LONG status = write.status;
   if (status == 0) status = FindComputer(*write.txn, name, &key);
   if (status == ERROR_FILE_NOT_FOUND) {
@@ -247,9 +247,11 @@ std::vector<std::string> Computers() {
   std::vector<std::string> names;
   const Reading read;
   Position at;
+  KeyId computer = 0;
   KeyInfo info;
   if (read.status != 0) return names;
-  for (DWORD i = 0; SubkeyAt(*read.txn, kHomeKey, i, at, info) == 0; ++i) {
+  for (DWORD i = 0; SubkeyAt(*read.txn, kHomeKey, i, at, &computer) == 0; ++i) {
+    if (LoadKey(*read.txn, computer, info) != 0) return names;
     if (info.name != kLocalComputer) names.emplace_back(info.name);
   }
   return names;

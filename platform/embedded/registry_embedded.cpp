@@ -50,7 +50,7 @@ class EmbeddedKey final : public Key {
   LONG Open(std::string_view path, REGSAM access, std::unique_ptr<Key>& result) override {
     Reading read;
     if (read.status != 0) return read.status;
-    KeyId key;
+    KeyId key = 0;
     std::string_view rest;
     LONG status = FollowPath(*read.txn, id_, path, access, &key, &rest);
     if (status != 0) return status;
@@ -73,7 +73,7 @@ class EmbeddedKey final : public Key {
     *disposition = REG_CREATED_NEW_KEY;
     Writing write;
     if (write.status != 0) return write.status;
-    KeyId key;
+    KeyId key = 0;
     std::string_view rest;
     status = FollowPath(*write.txn, id_, wanted.path, wanted.access, &key, &rest);
     while (status == 0 && !rest.empty()) status = CreateOne(*write.txn, wanted, rest, &key);
@@ -85,7 +85,7 @@ class EmbeddedKey final : public Key {
   LONG Delete(std::string_view path, REGSAM view) override {
     Writing write;
     if (write.status != 0) return write.status;
-    KeyId key;
+    KeyId key = 0;
     std::string_view rest;
     KeyInfo info;
     LONG status = FollowPath(*write.txn, id_, path, view, &key, &rest);
@@ -131,7 +131,9 @@ class EmbeddedKey final : public Key {
     Reading read;
     if (read.status != 0) return read.status;
     KeyInfo info;
-    LONG status = SubkeyAt(*read.txn, id_, index, subkeys_, info);
+    KeyId child = 0;
+    LONG status = SubkeyAt(*read.txn, id_, index, subkeys_, &child);
+    if (status == 0) status = LoadKey(*read.txn, child, info);
     if (status == 0) status = GiveText(info.name, out.name, out.name_size);
     if (status != 0) return status;
     GiveTime(info.record.last_write, out.last_write);
@@ -264,8 +266,9 @@ class EmbeddedKey final : public Key {
     size_t name = 0;
     size_t class_name = 0;
     Position at;
+    KeyId child = 0;
     KeyInfo info;
-    for (DWORD i = 0; SubkeyAt(txn, id_, i, at, info) == 0; ++i) {
+    for (DWORD i = 0; SubkeyAt(txn, id_, i, at, &child) == 0 && LoadKey(txn, child, info) == 0; ++i) {
       name = std::max(name, info.name.size());
       class_name = std::max(class_name, info.class_name.size());
     }

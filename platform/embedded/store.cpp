@@ -80,7 +80,7 @@ void ForgetMadeKeys() {
   if (!state.next_id_changed) return;
   KeyId next = kHomeKey;
   Reading read;
-  MDB_val data;
+  MDB_val data{};
   if (read.status == 0 && read.txn->Get(kRecords, NumberKey(0), &data) == 0) {
     std::memcpy(&next, data.mv_data, sizeof next);
   }
@@ -194,7 +194,7 @@ int Transaction::DeleteHere(Table table) {
 }
 
 int Transaction::Delete(Table table, MDB_val key) {
-  MDB_val data;
+  MDB_val data{};
   const int result = Get(table, key, &data);
   return result == 0 ? DeleteHere(table) : result;
 }
@@ -223,7 +223,7 @@ int Transaction::Load(KeyId id, KeyInfo& info) {
     info.record = edited_.record;
     texts = edited_.texts;
   } else {
-    MDB_val data;
+    MDB_val data{};
     const int result = Get(kRecords, NumberKey(id), &data);
     if (result != 0) return result;
     if (data.mv_size < sizeof info.record) return MDB_CORRUPTED;
@@ -272,7 +272,7 @@ int Transaction::Remove(KeyId id) {
 
 int Transaction::NewId(KeyId* id) {
   if (state.next_id == 0) {
-    MDB_val data;
+    MDB_val data{};
     const int result = Get(kRecords, NumberKey(0), &data);
     if (result != 0 && result != MDB_NOTFOUND) return result;
     state.next_id = kHomeKey;

@@ -19,7 +19,7 @@ LONG Seek(Transaction& txn, KeyId key, std::string_view name, MDB_val* sequences
   if (result != 0) return Status(result);
   for (size_t at = 0; at + sizeof *sequence <= sequences->mv_size; at += sizeof *sequence) {
     std::memcpy(sequence, static_cast<const char*>(sequences->mv_data) + at, sizeof *sequence);
-    MDB_val data;
+    MDB_val data{};
     LONG status = Status(txn.Get(kValues, NumberKey(ValuePlace(key, *sequence)), &data));
     if (status == 0) status = ReadValue(data, value);
     if (status != 0) return status;
@@ -50,7 +50,7 @@ LONG WriteSequences(Transaction& txn, KeyId key, std::string_view name, std::str
 }  // namespace
 
 LONG FindValue(Transaction& txn, KeyId key, std::string_view name, Value& value) {
-  MDB_val sequences;
+  MDB_val sequences{};
   uint32_t sequence;
   return Seek(txn, key, name, &sequences, &sequence, value);
 }
@@ -59,7 +59,7 @@ LONG PutValue(Transaction& txn, KeyId key, std::string_view name, DWORD type, st
   KeyRecord* record = nullptr;
   LONG status = EditKey(txn, key, record);
   if (status != 0) return status;
-  MDB_val sequences;
+  MDB_val sequences{};
   uint32_t sequence;
   Value old;
   status = Seek(txn, key, name, &sequences, &sequence, old);
@@ -83,7 +83,7 @@ LONG RemoveValue(Transaction& txn, KeyId key, std::string_view name) {
   KeyRecord* record = nullptr;
   LONG status = EditKey(txn, key, record);
   if (status != 0) return status;
-  MDB_val sequences;
+  MDB_val sequences{};
   uint32_t sequence;
   Value old;
   status = Seek(txn, key, name, &sequences, &sequence, old);

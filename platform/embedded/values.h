@@ -42,7 +42,7 @@ inline LONG ReadValue(const MDB_val& entry, Value& value) {
 
 // ERROR_NO_MORE_ITEMS beyond the last value.
 inline LONG ValueAt(Transaction& txn, KeyId key, DWORD index, Position& at, Value& value) {
-  MDB_val data;
+  MDB_val data{};
   const LONG status = EntryAt(txn, kValues, key, index, at, &data);
   return status != 0 ? status : ReadValue(data, value);
 }
