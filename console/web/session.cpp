@@ -327,10 +327,10 @@ std::string Session::FirstNode() const {
 }
 
 std::string Session::GoTo(const std::string& node) {
-  const bool again = node == m_host.NodePath();
+  // The node that is shown already stays as it is, as in any tree.
+  if (m_host.Page() != nullptr && node == m_host.NodePath()) return {};
   const auto found = m_host.GetTree().Find(node);
-  const bool pending =
-      (found && found->page != nullptr && found->page->m_pending.contains(node)) || (again && NodeWaits());
+  const bool pending = found && found->page != nullptr && found->page->m_pending.contains(node);
   std::string why;
   if (!m_host.Select(node, why)) return why;
   m_pageWindow = ++m_lastWindow;

@@ -2,7 +2,7 @@
 import { execFileSync, spawn } from 'node:child_process';
 import { mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
-import { join } from 'node:path';
+import { dirname, join } from 'node:path';
 import { chromium } from 'playwright-core';
 
 const program = process.env.MARROWEN;
@@ -14,6 +14,9 @@ export class Home {
   }
   run(...words) {
     return execFileSync(program, ['--home', join(this.folder, 'home'), ...words], { encoding: 'utf8' });
+  }
+  fillUsers(count) {
+    execFileSync(join(dirname(program), 'many_users'), [join(this.folder, 'home'), String(count)]);
   }
   /** The value's text as the registry holds it; null when there is none. */
   value(key, name) {

@@ -23,7 +23,7 @@ interface Cache {
 function useRows(control: Control, index: number, window: number, filter: string) {
   const [, redraw] = useState(0);
   const cache = useRef<Cache>({ key: '', total: 0, blocks: new Map() });
-  const loading = useRef(new Set<string>());
+  const loading = useRef(new Map<string, Promise<void>>());
   const key = `${window}/${index}/${control.stamp}/${filter}`;
   const inline = control.rows && (!filter || control.rows.length <= block);
   if (inline) {
@@ -32,12 +32,19 @@ function useRows(control: Control, index: number, window: number, filter: string
     cache.current = { key, total: rows.length, blocks: new Map([[0, rows]]) };
   }
 
-  async function load(number: number): Promise<void> {
+  function load(number: number): Promise<void> {
     const id = `${key}#${number}`;
-    if (inline || loading.current.has(id)) return;
-    loading.current.add(id);
+    if (inline) return Promise.resolve();
+    let loaded = loading.current.get(id);
+    if (!loaded) {
+      loaded = fetchBlock(number).finally(() => loading.current.delete(id));
+      loading.current.set(id, loaded);
+    }
+    return loaded;
+  }
+
+  async function fetchBlock(number: number): Promise<void> {
     const rows = await get<Rows>('/api/rows', { window, control: index, first: number * block, count: block, filter });
-    loading.current.delete(id);
     if (!rows?.rows) return;
     // Rows that are shown stay until those of the new filter or stamp have come.
     if (cache.current.key !== key) cache.current = { key, total: rows.total, blocks: new Map() };
@@ -68,6 +75,9 @@ export function List({ control, index, window, label }: { control: Control; inde
   const box = useRef<HTMLDivElement>(null);
   const rows = useRows(control, index, window, filter);
   const columns = control.columns ?? [];
+  // A list's selection is one row, which the rows that were fetched before do not know.
+  const isSelected = (row: Row | undefined) =>
+    row !== undefined && (control.kind === 'list' ? control.selected === row.row : row.selected);
   const isTable = columns.length > 1;
   const total = rows.total;
   const height = Math.max(3, Math.min(total, mostVisible)) * rowHeight;
@@ -112,7 +122,7 @@ export function List({ control, index, window, label }: { control: Control; inde
     }
     anchor.current = row.row;
     if (control.multiple && (event.ctrlKey || event.metaKey)) {
-      await act({ ...at, act: 'select', row: row.row, on: !row.selected });
+      await act({ ...at, act: 'select', row: row.row, on: !isSelected(row) });
     } else {
       await act({ ...at, act: 'only', row: row.row });
     }
@@ -155,7 +165,7 @@ export function List({ control, index, window, label }: { control: Control; inde
     const shared = {
       key: position,
       id: `${id}r${position}`,
-      class: 'row' + (row?.selected ? ' selected' : '') + (position === active ? ' active' : ''),
+      class: 'row' + (isSelected(row) ? ' selected' : '') + (position === active ? ' active' : ''),
       style: { transform: `translateY(${position * rowHeight}px)`, ...template },
       onClick: (event: MouseEvent) => void choose(position, event),
       onDblClick: () => row && void act({ act: 'open', window, control: index, row: row.row }),
@@ -173,7 +183,7 @@ export function List({ control, index, window, label }: { control: Control; inde
     );
     if (isTable) {
       visible.push(
-        <div {...shared} role="row" aria-rowindex={position + 2} aria-selected={row?.selected ?? false}>
+        <div {...shared} role="row" aria-rowindex={position + 2} aria-selected={isSelected(row)}>
           {control.checkBoxes && (
             <span role="gridcell" aria-label={row?.checked ? 'checked' : 'not checked'}>
               {tick}
@@ -191,7 +201,7 @@ export function List({ control, index, window, label }: { control: Control; inde
         <div
           {...shared}
           role="option"
-          aria-selected={row?.selected ?? false}
+          aria-selected={isSelected(row)}
           aria-checked={control.checkBoxes ? (row?.checked ?? false) : undefined}
           aria-posinset={position + 1}
           aria-setsize={total}
