@@ -101,7 +101,7 @@ Act Assign(CDialog& page, std::string_view assignment, std::vector<std::string>&
   const auto parts = SplitAssignment(assignment);
   if (!parts) return {"\"" + std::string(assignment) + "\" is not of the form CAPTION=VALUE."};
   const auto& [name, value] = *parts;
-  const Act act = page.Put(name, value);
+  Act act = page.Put(name, value);
   if (!act) return act;
   const CDialog::Found found = page.Find(name);
   if (found.row >= 0 || found.control->Kind() != ControlKind::Edit) return act;
