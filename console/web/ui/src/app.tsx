@@ -78,7 +78,7 @@ function Places({ state, root, onRoot }: { state: State; root: string; onRoot: (
         <option value="">Own settings</option>
         {state.configServer ? (
           state.roots.length ? (
-            state.roots.map((name) => <option value={`=${name}`}>Configuration {name}</option>)
+            state.roots.map((name) => <option value={`=${name}`}>{name}</option>)
           ) : (
             <option value="=">No configuration yet</option>
           )

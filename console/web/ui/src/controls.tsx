@@ -316,8 +316,8 @@ function One(props: Props) {
   }
 }
 
-/** Controls that share a line with their neighbours. */
-function widthOf(control: Control): string {
+/** Controls that share a line with their neighbours; a button belongs to the edit that it follows. */
+function widthOf(control: Control, next: Control | undefined): string {
   switch (control.kind) {
     case 'button':
     case 'link':
@@ -326,7 +326,9 @@ function widthOf(control: Control): string {
     case 'slider':
       return 'grow';
     case 'edit':
-      return !control.multiLine && (control.spin || control.takes) ? 'short' : 'wide';
+      if (control.multiLine) return 'wide';
+      if (control.spin || control.takes) return 'short';
+      return next?.kind === 'button' && next.group === control.group ? 'grow edit' : 'wide';
     case 'address':
       return 'short';
     default:
@@ -358,7 +360,7 @@ export function Controls({ controls, window, title, group = -1, found }: Control
         return (
           <div
             key={index}
-            class={`control ${widthOf(control)}${control.disabled ? ' disabled' : ''}${found && found === control.name ? ' found' : ''}`}
+            class={`control ${widthOf(control, controls[index + 1])}${control.disabled ? ' disabled' : ''}${found && found === control.name ? ' found' : ''}`}
           >
             <One control={control} index={index} window={window} title={title} />
           </div>

@@ -64,7 +64,7 @@ export function TreeView({ state, root, onChosen }: { state: State; root: string
     // The way to the node that is shown is open.
     answer.nodes.forEach((node, place) => {
       if (node.children && state.node.startsWith(`${node.path}::`)) void open(path, number * block + place, node.path);
-      if (node.children && node.children < 20 && node.path !== state.node && path === root && !stale && !folders.current.has(node.path)) {
+      if (node.children && node.children < 20 && path === root && !stale && !folders.current.has(node.path)) {
         void open(path, number * block + place, node.path);
       }
     });
