@@ -235,6 +235,7 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
     }
     for (const std::string& head : Heads()) {
       const std::string full = Under(root, head);
+      const std::string start = full + std::string(kSeparator);
       const auto* names = PrincipalsOf(full);
       if (path == full) {
         addHeads(root, head);
@@ -245,11 +246,10 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
         total += names->size();
         for (size_t i = std::max(first, heads) - heads; i < names->size() && children.size() < count; ++i) {
           const std::string& name = (*names)[i];
-          add(full + std::string(kSeparator) + name, own, name, pages);
+          add(start + name, own, name, pages);
         }
         return children;
       }
-      const std::string start = full + std::string(kSeparator);
       if (names == nullptr || !path.starts_with(start)) continue;
       if (!IsPrincipal(full, path.substr(start.size()))) continue;
       for (const Pattern& pattern : m_patterns) {
