@@ -1,8 +1,8 @@
 #include "console/host.h"
 
 #include <algorithm>
-#include <unordered_set>
 
+#include "framework/name_set.h"
 #include "platform/text.h"
 #include "store/error_text.h"
 #include "store/registry_object.h"
@@ -28,9 +28,9 @@ std::vector<std::string> InStoredOrder(const std::string& computer, const std::s
                                        const std::vector<std::string>& names) {
   CTesselRegObject key;
   if (key.OpenKey(computer.c_str(), HKEY_LOCAL_MACHINE, path.c_str()) != ERROR_SUCCESS) return {};
-  const std::unordered_set<std::string_view> stored(names.begin(), names.end());
+  const NameSet stored(names);
   std::vector<std::string> ranked = text::Split(text::Replaced(key.GetStringValue("Order"), "?", "\\"), ',');
-  std::erase_if(ranked, [&stored](const std::string& name) { return !stored.contains(name); });
+  std::erase_if(ranked, [&stored](const std::string& name) { return !stored.Holds(name); });
   return ranked;
 }
 

@@ -1,5 +1,7 @@
 #include "framework/list_page.h"
 
+#include "framework/name_set.h"
+
 namespace principal_list {
 
 namespace {
@@ -44,23 +46,23 @@ CStringList NamesIn(HKEY folder) {
 }
 
 void Save(HKEY folder, const CStringList& names) {
-  const std::unordered_set<std::string_view> wanted(names.begin(), names.end());
-  std::unordered_set<CString> standing;
+  const NameSet wanted(names);
+  std::vector<bool> standing(names.size());
   CString name;
   // The index goes up after a deletion too, so the key that slides into the place of a deleted one is not
   // looked at: a principal left over that way goes at the next Apply.
   for (DWORD index = 0; NameAt(folder, index, name); ++index) {
-    if (wanted.contains(name)) {
-      standing.insert(name);
+    if (const size_t place = wanted.Find(name); place != NameSet::kNone) {
+      standing[place] = true;
     } else {
       DeleteRegistryKeyA(folder, name.c_str(), KEY_ALL_ACCESS);
     }
   }
-  for (const CString& missing : names) {
-    if (standing.contains(missing)) continue;
+  for (size_t place = 0; place < names.size(); ++place) {
+    if (standing[place]) continue;
     HKEY made = nullptr;
-    if (RegCreateKeyExA(folder, missing.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS, nullptr,
-                        &made, nullptr) == ERROR_SUCCESS) {
+    if (RegCreateKeyExA(folder, names[place].c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                        nullptr, &made, nullptr) == ERROR_SUCCESS) {
       RegCloseKey(made);
     }
   }

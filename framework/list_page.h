@@ -6,7 +6,6 @@
 
 #include <span>
 #include <string_view>
-#include <unordered_set>
 
 #include "framework/page_directory.h"
 #include "framework/principal_settings.h"

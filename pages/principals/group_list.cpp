@@ -1,6 +1,7 @@
-#include <array>
 #include <unordered_map>
+#include <unordered_set>
 
+#include "framework/name_set.h"
 #include "pages/pages.h"
 #include "pages/principals/group_picker.h"
 #include "pages/principals/principals.h"
@@ -71,46 +72,53 @@ constexpr ListRules CPrpGroupsMain::kList = {
     .silentWithoutFolder = true,
 };
 
-// The names that stand in the text, at any place and as part of another name too. Names are looked up by
-// their length at each place of the text, so that the time does not grow with their number.
-std::unordered_set<std::string_view> StandingIn(std::string_view text, const CStringList& names) {
-  const CStringList tokens = text::Split(text, ',');
-  const std::unordered_set<std::string_view> whole(tokens.begin(), tokens.end());
-  std::unordered_set<std::string_view> standing;
-  std::unordered_map<size_t, std::unordered_set<std::string_view>> parts;
-  for (const CString& name : names) {
-    if (whole.contains(name)) {
-      standing.insert(name);
-    } else {
-      parts[name.size()].insert(name);
-    }
-  }
-  for (auto& [length, wanted] : parts) {
+// Those of `names` that stand in the text as a part of it. They are looked up by their length at each place
+// of the text, so that the time does not grow with their number.
+std::unordered_set<std::string_view> PartsOf(std::string_view text,
+                                             const std::vector<std::string_view>& names) {
+  std::unordered_map<size_t, std::unordered_set<std::string_view>> byLength;
+  for (const std::string_view name : names) byLength[name.size()].insert(name);
+  std::unordered_set<std::string_view> parts;
+  for (auto& [length, wanted] : byLength) {
     for (size_t at = 0; at + length <= text.size() && !wanted.empty(); ++at) {
       const auto found = wanted.find(text.substr(at, length));
-      if (found != wanted.end()) standing.insert(wanted.extract(found));
+      if (found != wanted.end()) parts.insert(wanted.extract(found));
     }
   }
-  return standing;
+  return parts;
 }
 
-// A group that the order does not name does not exist for this page, and a name without a key drops out of
-// the order.
+// A key whose name does not stand in the order, be it as a part of another name, does not exist for this
+// page; a name without a key drops out of the order.
 bool CPrpGroupsMain::LoadFolder(const CTesselRegObject& key, GroupListRecord& record) {
   const CTesselRegObject folder(nullptr, principal_list::OpenFolder(key, kList.folder).release());
   if (folder.GetKey() == nullptr) return false;
   const CString order = principal_list::KeyName(folder.GetStringValue(kOrder));
   const CStringList names = principal_list::NamesIn(folder.GetKey());
-  const auto standing = StandingIn(order, names);
-  CStringList ranked;
-  for (const CString& name : text::Split(order, ',')) {
-    if (standing.contains(name)) ranked.push_back(principal_list::DisplayName(name));
+  const CStringList tokens = text::Split(order, ',');
+  const NameSet ranks(tokens);
+  std::vector<bool> hasKey(tokens.size());
+  std::vector<std::string_view> unranked;
+  for (const CString& name : names) {
+    if (const size_t rank = ranks.Find(name); rank != NameSet::kNone) {
+      hasKey[rank] = true;
+    } else {
+      unranked.emplace_back(name);
+    }
   }
-  record.order = text::Joined(ranked, ",");
+  const auto parts = PartsOf(order, unranked);
   record.names.clear();
   for (const CString& name : names) {
-    if (standing.contains(name)) record.names.push_back(name);
+    if (ranks.Holds(name) || parts.contains(name)) record.names.push_back(name);
   }
+  record.order.clear();
+  for (size_t rank = 0; rank < tokens.size(); ++rank) {
+    // A name that comes again stands at its first rank.
+    if (!hasKey[rank] && !hasKey[ranks.Find(tokens[rank])]) continue;
+    if (!record.order.empty()) record.order += ',';
+    record.order += tokens[rank];
+  }
+  record.order = principal_list::DisplayName(record.order);
   return true;
 }
 
