@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# Users, groups and address ranges at the command line: what is listed, what the tree shows, how it exits.
+# principals.sh PROGRAM
+set -u
+program=$(readlink -f "$1")
+home=$(mktemp -d)
+trap 'rm -rf "$home"' EXIT
+export MARROWEN_HOME=$home
+failures=0
+
+# expect STATUS PATTERN ARGS...: runs the program; its exit status must be STATUS and its output match PATTERN.
+expect() {
+  local status=$1 pattern=$2 output code
+  shift 2
+  output=$("$program" "$@" 2>&1 <<<"${input-}")
+  code=$?
+  if [ "$code" -ne "$status" ] || ! grep -qzP -- "$pattern" <<<"$output"; then
+    printf 'FAILED: marrowen %s\n  status %s, wanted %s; wanted output like: %s\n%s\n' "$*" "$code" "$status" "$pattern" "$output"
+    failures=$((failures + 1))
+  fi
+}
+
+expect 0 '' set "Users::Default" 'Home Directory=D:\home'
+expect 0 '^\s*$' user copy Default 'CORP\alice'
+expect 0 'Home Directory +edit +D:\\home' show 'Users::CORP\alice'
+expect 0 '' press Users "Copy User" --select "Users=Default" --fill "User Name=bob" --press OK
+expect 0 '(?m)^bob\nCORP\\alice\nDefault$' user list
+expect 0 'HomeDir  REG_SZ  44 3A 5C' reg query 'HKLM\Software\TesselWorks\SSHD\Users\CORP?alice'
+expect 0 'Users::bob\nUsers::bob::Environment' tree
+expect 3 'Are you sure wish to DELETE bob' press Users "Delete User" --select Users=bob
+expect 0 '' user delete bob
+expect 1 'There is no node' show Users::bob
+
+# What the page refuses ends the command, and a name that would be lost is refused.
+expect 1 'Cannot add user. User CORP\?alice already exists.' user add alice --domain CORP
+expect 1 'Must enter user name' user add ''
+expect 1 'cannot delete user Default' user delete DEFAULT
+expect 1 'has no row "nobody"' user copy nobody someone
+expect 1 'can.t be used: ":"' user add 'a::b'
+expect 1 'has 256 bytes' user add "$(printf 'x%.0s' {1..256})"
+expect 0 '"CORP\\ALICE" and "CORP\\alice" are one user' user add ALICE --domain CORP
+for name in ' blanks ' 'a,b' "$(printf 'y%.0s' {1..255})" 'grüße'; do
+  expect 0 '^\s*$' user add "$name"
+  expect 0 "(?m)^$name\$" user list
+done
+
+expect 0 '^\s*$' range add 10.0.0.1 10.0.0.9
+expect 0 'lies before' range add 10.0.0.9-10.0.0.1
+expect 1 'Range 10.0.0.1-10.0.0.9 already exists.' range add 10.0.0.1-10.0.0.9
+expect 1 'takes four numbers' range add 10.0.0.256
+expect 0 '^\s*$' range copy 10.0.0.1-10.0.0.9 10.0.0.7
+expect 0 '(?m)^10.0.0.1-10.0.0.9\n10.0.0.7-10.0.0.7\n10.0.0.9-10.0.0.1$' range list
+expect 0 '^\s*$' range delete 10.0.0.9-10.0.0.1
+
+expect 0 'listed as "BUILTIN\\Users"' group add users
+expect 0 '^\s*$' group add 'BUILTIN\Guests'
+expect 1 'Cannot add group. Group BUILTIN\\Users already exists.' group add Users
+expect 1 'known here as "BUILTIN\\Backup Operators"' group add 'CORP\Backup Operators'
+expect 1 'The network path was not found' group add Users --query '\\nowhere'
+expect 1 'has no row "nosuch"' group add nosuch
+expect 0 '^\s*$' group up 'BUILTIN\Guests'
+expect 0 'Groups::BUILTIN\\Guests\n(Groups.*\n)*Groups::BUILTIN\\Users\n' tree
+expect 0 '^\s*$' group down 'BUILTIN\Guests'
+expect 0 '^BUILTIN\\Users\nBUILTIN\\Guests\n' group list
+
+# Nodes come and go while the console runs, also those of a configuration, which a list names without it.
+expect 0 '' config add branch7
+input=$'node branch7::Users\nanswer User Name=carol\nanswer OK\npress New User\nnode branch7::Users::carol
+node branch7::Users\nset Users=carol\nanswer Yes\npress Delete User\nnode branch7::Users::carol'
+expect 1 'Line 10: There is no node "branch7::Users::carol"' --config-server run -
+unset input
+expect 0 '^\s*$' --config-server user add dave --in branch7
+expect 0 '(?m)^dave$' --config-server user list --in branch7
+
+[ "$failures" -eq 0 ] && echo "principals: all as expected"
+exit "$failures"
