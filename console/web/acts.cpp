@@ -1,6 +1,8 @@
 #include "console/web/acts.h"
 
 #include <algorithm>
+#include <type_traits>
+#include <utility>
 
 namespace web {
 namespace {
@@ -33,6 +35,30 @@ constexpr ControlAct kActs[] = {
     {"spin", [](CWnd& control, const PersonsAct& act) { return control.Spin(act.number); }},
 };
 
+// A field that is missing leaves the value; false for one of another type or out of the type's range.
+template <class Value>
+bool Take(const nlohmann::json& json, const char* name, Value& value) {
+  const auto field = json.find(name);
+  if (field == json.end()) return true;
+  if constexpr (std::is_same_v<Value, std::string>) {
+    if (!field->is_string()) return false;
+    value = field->template get_ref<const std::string&>();
+  } else if constexpr (std::is_same_v<Value, bool>) {
+    if (!field->is_boolean()) return false;
+    value = field->template get<bool>();
+  } else if (field->is_number_unsigned()) {
+    const auto number = field->template get<std::uint64_t>();
+    if (!std::in_range<Value>(number)) return false;
+    value = static_cast<Value>(number);
+  } else {
+    if (!field->is_number_integer()) return false;
+    const auto number = field->template get<std::int64_t>();
+    if (!std::in_range<Value>(number)) return false;
+    value = static_cast<Value>(number);
+  }
+  return true;
+}
+
 }  // namespace
 
 std::string DoAtControl(CDialog& dialog, const PersonsAct& act, RowCache& rows) {
@@ -57,18 +83,13 @@ std::string DoAtControl(CDialog& dialog, const PersonsAct& act, RowCache& rows) 
   return "There is no act \"" + act.name + "\".";
 }
 
-PersonsAct ActOf(const nlohmann::json& json) {
+std::optional<PersonsAct> ActOf(const nlohmann::json& json) {
   PersonsAct act;
-  act.name = json.value("act", act.name);
-  act.window = json.value("window", act.window);
-  act.control = json.value("control", act.control);
-  act.text = json.value("text", act.text);
-  act.row = json.value("row", act.row);
-  act.to = json.value("to", act.to);
-  act.number = json.value("number", act.number);
-  act.on = json.value("on", act.on);
-  act.filter = json.value("filter", act.filter);
-  return act;
+  const bool fits =
+      Take(json, "act", act.name) && Take(json, "window", act.window) && Take(json, "control", act.control) &&
+      Take(json, "text", act.text) && Take(json, "row", act.row) && Take(json, "to", act.to) &&
+      Take(json, "number", act.number) && Take(json, "on", act.on) && Take(json, "filter", act.filter);
+  return fits ? std::optional(std::move(act)) : std::nullopt;
 }
 
 }  // namespace web

@@ -15,6 +15,7 @@ namespace {
 
 constexpr size_t kMostRows = 500;
 constexpr size_t kMostFound = 60;
+constexpr char kWrongField[] = "The request's JSON has a field of another type.";
 constexpr char kJson[] = "application/json";
 
 size_t Number(const Request& request, const char* name, size_t otherwise) {
@@ -38,7 +39,7 @@ httplib::Server::Handler WithJson(Handler handler) {
     try {
       handler(body, response);
     } catch (const json::exception&) {
-      Refuse(response, 400, "The request's JSON has a field of another type.");
+      Refuse(response, 400, kWrongField);
     }
   };
 }
@@ -86,7 +87,9 @@ void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& inde
     --waiting;
   });
   server.Post("/api/act", WithJson([&session](const json& body, Response& response) {
-                response.set_content(session.Act(ActOf(body)), kJson);
+                std::optional<PersonsAct> act = ActOf(body);
+                if (!act) return Refuse(response, 400, kWrongField);
+                response.set_content(session.Act(std::move(*act)), kJson);
               }));
   server.Get("/api/tree", [&session](const Request& request, Response& response) {
     const std::string node = request.get_param_value("node");

@@ -103,7 +103,7 @@ function Edit(props: Props) {
   if (control.multiLine) {
     return (
       <Labelled {...props} hint={hint}>
-        <textarea {...shared} rows={8} />
+        <textarea {...shared} rows={control.readOnly ? 3 : 8} />
       </Labelled>
     );
   }

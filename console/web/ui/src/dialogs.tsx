@@ -129,10 +129,12 @@ function Picker({ modal }: { modal: ModalWindow }) {
   const proposed = modal.fileName ?? '';
   const [name, setName] = useState(/[\\/]/.test(proposed) ? proposed.replace(/.*[\\/]/, '') : proposed);
   const [sure, setSure] = useState('');
+  const [places, setPlaces] = useState(0);
   const label = folderOnly ? modal.text || 'Choose a folder' : modal.save ? 'Save as' : 'Open';
 
   async function enter(path: string) {
     let next = await get<Listing>('/api/files', { path });
+    if (next && !path) setPlaces(next.folders.length);
     // With one root there is nothing to choose at the top.
     if (next && !path && next.folders.length === 1) next = await get<Listing>('/api/files', { path: next.folders[0]!.path });
     if (next) setListing(next);
@@ -158,7 +160,7 @@ function Picker({ modal }: { modal: ModalWindow }) {
     void act({ act: 'answer', window: modal.window, text: target });
   }
   const entries = [
-    ...(listing?.parent || (path && listing) ? [{ name: '..', path: listing!.parent, folder: true }] : []),
+    ...(listing && (listing.parent || (path && places !== 1)) ? [{ name: '..', path: listing.parent, folder: true }] : []),
     ...(listing?.folders ?? []).map((entry) => ({ ...entry, folder: true })),
     ...(folderOnly ? [] : (listing?.files ?? []).filter((file) => kinds[kind]!.fits(file.name)).map((entry) => ({ ...entry, folder: false }))),
   ];
