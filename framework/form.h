@@ -151,8 +151,8 @@ struct Rows {
   }
   static constexpr R DropDown(std::string_view caption, CString Record::*field,
                               std::span<const std::string_view> rows) {
-    R row = DropDown(caption, rows);
-    row.field = field;
+    R row = Make(Kind::ComboBox, caption, field);
+    row.rows = rows;
     return row;
   }
   // One whose selection no field holds.

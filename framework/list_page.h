@@ -100,14 +100,13 @@ class ListPage : public RecordPage<Page, Record> {
 
 template <class Page, class Record>
 bool ListPage<Page, Record>::OnApply() {
-  Base::ApplyPending();
+  const bool applied = Base::OnApply();
   if (m_newPrincipal) {
     for (const PageIndex index : Page::kList.applied) {
       if (auto* const page = PageAt<PrincipalSettings>(index)) page->ApplyPending();
     }
   }
-  Base::SetModified(false);
-  return CPropertyPage::OnApply();
+  return applied;
 }
 
 template <class Page, class Record>

@@ -20,10 +20,11 @@ class PrincipalPage : public RecordPage<Page, Record>, public PrincipalSettings 
     Base::ChooseTarget();
     return Base::ShowTarget(Base::m_refData.text, Base::Entry::Kept);
   }
+  // What is left replaces the entry, where the base would keep the older one.
   bool OnKillActive() override {
     this->ReadScreen(Base::m_current);
-    if (this->Differs(Base::m_current, Base::m_saved)) Base::StashPending(Base::m_current, Base::m_target);
-    return CPropertyPage::OnKillActive();
+    if (this->Differs(Base::m_current, Base::m_saved)) Base::DropPending(Base::m_target);
+    return Base::OnKillActive();
   }
 
   std::string_view NodeSuffix() const override { return m_nodeSuffix; }

@@ -167,7 +167,7 @@ Outcome Delete(const Settings& settings, const Kind& kind, const Words& words) {
 }
 
 Outcome List(const Settings& settings, const Kind& kind, const Words& words) {
-  const Outcome shown = ShowNode(settings, NodeOf(kind, words));
+  Outcome shown = ShowNode(settings, NodeOf(kind, words));
   if (shown.status != Status::Done) return shown;
   Outcome outcome;
   outcome.data = nlohmann::ordered_json::array();

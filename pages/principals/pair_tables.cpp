@@ -144,6 +144,7 @@ class PairTablePage : public PrincipalPage<Page, Record> {
  private:
   static std::vector<std::string> Cells(const Entry& entry) {
     std::vector<std::string> cells;
+    cells.reserve(Page::kColumns.size());
     for (const Column<Entry>& column : Page::kColumns) cells.push_back(entry.*column.text);
     return cells;
   }
