@@ -44,6 +44,7 @@ LONG ReadId(const MDB_val& entry, KeyId* id) {
 }
 
 LONG SeekFirst(Transaction& txn, Table table, KeyId key, MDB_val* entry, MDB_val* data) {
+  if (txn.StandsAtFirstOf(table, key)) return StepIn(txn, table, key, MDB_GET_CURRENT, entry, data);
   const std::string first = FirstEntry(table, key);
   *entry = AsValue(first);
   return StepIn(txn, table, key, MDB_SET_RANGE, entry, data);

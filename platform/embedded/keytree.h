@@ -50,7 +50,10 @@ inline LONG StepIn(Transaction& txn, Table table, KeyId key, MDB_cursor_op how, 
   const int result = txn.Move(table, how, entry, data);
   if (result == MDB_NOTFOUND) return ERROR_NO_MORE_ITEMS;
   if (result != 0) return ERROR_REGISTRY_IO_FAILED;
-  return OwnerOf(table, *entry) == key ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS;
+  const KeyId owner = OwnerOf(table, *entry);
+  if (owner == key) return ERROR_SUCCESS;
+  if (how == MDB_NEXT) txn.LeftFor(table, owner);
+  return ERROR_NO_MORE_ITEMS;
 }
 
 // The entry of `table` with that index among those of the key; ERROR_NO_MORE_ITEMS beyond the last, and

@@ -68,6 +68,12 @@ class Transaction {
 
   // Changes with every use of the table's cursor: while it stays, the cursor stands where it was left.
   uint64_t CursorUse(Table table) const { return uses_[table]; }
+  // A walk that has left the last entry of one key stands at the first of another, which is often the next
+  // one wanted.
+  void LeftFor(Table table, KeyId key) { left_for_[table] = {key, uses_[table]}; }
+  bool StandsAtFirstOf(Table table, KeyId key) const {
+    return left_for_[table].key == key && left_for_[table].use == uses_[table];
+  }
   // Changes when a value or key came or went, here or in another process.
   static uint64_t Stamp() { return stamp; }
   static void Changed() { ++stamp; }
@@ -95,6 +101,11 @@ class Transaction {
   std::array<MDB_cursor*, kTables> cursors_{};
   std::array<MDB_cursor*, kTables> kept_{};  // Null or usable again after renewal.
   std::array<uint64_t, kTables> uses_{};
+  struct Left {
+    KeyId key = 0;
+    uint64_t use = 0;
+  };
+  std::array<Left, kTables> left_for_{};
 
   struct Edited {
     KeyId id = 0;

@@ -30,6 +30,32 @@ expect 0 'CompressionLevel  REG_SZ  37$' reg query "$server"
 expect 0 'AllowCompression  REG_SZ  79 65 73$' reg query 'HKLM\Software\TesselWorks\SSHD' allowcompression
 expect 0 '"value": "7"' --json show "$page"
 
+# Captions hold colons, quotation marks and equals signs; other pages go by the first page's boxes.
+expect 0 '' set "General Settings" 'Monitor Sessions (Turn on "Interact with Desktop" for the InetD Service)=on'
+expect 0 '' set "Authentication::Password Options" "Store Passwords:=Never"
+expect 0 'OnlyCacheCredForCert  REG_SZ  6E 6F$' reg query "$server"
+expect 1 'has "Never", "Only when autoloading keys" or "Always"' set "Authentication::Password Options" "Store Passwords=x"
+expect 0 '' set "Banner" $'Splash Banner=a=b\nc'
+expect 0 'SplashBanner  REG_SZ  61 3D 62 0D 0A 63$' reg query "$server"
+expect 0 '^    \[x\] 3des$' show "General Settings::Cipher"
+expect 0 '' set "General Settings" "FIPS Mode=on"
+expect 1 'There is no control "3des" here' set "General Settings::Cipher" "3des=on"
+
+# Every setting can be found by its caption, its stored name or the row of a list; what no one sees can't.
+expect 0 '^General Settings: Allow SSH1 protocol = off  \[AllowSSH1Protocol\]$' find ssh1
+expect 0 '^Banner: Splash Banner = a=b c  \[SplashBanner\]$' find SplashBanner
+expect 0 '^General Settings::Cipher: aes128-ctr = on  \[CiphersUsed\]$' find AES128-CTR
+expect 1 'holds "Protocols Allowed"' find "Protocols Allowed"
+expect 0 '^Access Control$' show --all
+
+# A page that takes an edit in silence has it stored; one that does not keep what was entered is told of.
+expect 0 '' set "General Settings" "Maximum Connections=1000"
+expect 0 'became 10000, not 10001' set "General Settings" "Maximum Connections=10001"
+expect 0 'SessionLimit  REG_SZ  31 30 30 30 30$' reg query "$server"
+expect 0 '' set "Authentication" "Number of authentication attempts=5"
+expect 1 'could not be stored: it shows what it showed before' set "Authentication" "Number of authentication attempts="
+expect 0 'AuthAttemptLimit  REG_SZ  35$' reg query "$server"
+
 # A configuration starts as a copy and is edited beside the computer's own settings.
 expect 0 '' config add branch7
 expect 0 '^"Level" became 9, not 12\.$' --config-server set "branch7::$page" "Level=12"
