@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "configuration/settings_import.h"
 #include "framework/name_set.h"
 #include "platform/text.h"
 #include "store/error_text.h"
@@ -12,6 +13,7 @@ namespace {
 constexpr char kRoot[] = R"(Software\TesselWorks)";
 constexpr char kConfigServer[] = R"(Software\TesselWorks\ConfigServer)";
 constexpr std::uint32_t kFirstPageId = 1000;
+constexpr unsigned kOtherProduct = 0xFFFFFFFF;  // what an import gives for a file of another product
 
 Host* current = nullptr;
 
@@ -63,6 +65,9 @@ Host::Host(const Options& options, const Library& library) : m_options(options),
   m_context.pfnAfterImport = [] { current->ReadPrincipals(); };
   m_context.pfnHasUnsavedChanges = [](PropExtContext*) -> std::uint32_t {
     return current->HasUnsavedChanges() ? 1 : 0;
+  };
+  m_context.pfnImportSettings = [](CString product, CString file) -> std::uint32_t {
+    return current->ImportSettings(product, file);
   };
   constexpr std::string_view kFileTransferTitle = "SFTP Users";
   kFileTransferTitle.copy(m_context.fileTransferListTitle, sizeof m_context.fileTransferListTitle - 1);
@@ -123,6 +128,20 @@ void Host::RemoveNode(const std::string& path) {
     if (!root.empty() && m_path.starts_with(root + "::") && m_tree->RemovePrincipal(root + "::" + path))
       return;
   }
+}
+
+unsigned Host::ImportSettings(const CString& product, const CString& file) {
+  EngineCallbacks ui;
+  ui.tell = [](const CString& message) { AfxMessageBox(message); };
+  if (confirmImport) {
+    try {
+      if (FileIsForProduct(file, product, ui) == 0) return kOtherProduct;
+    } catch (const FileError& error) {
+      return error.code;
+    }
+    if (!confirmImport(file)) return ERROR_CANCELLED;
+  }
+  return static_cast<unsigned>(ImportForProduct(product, file, ui));
 }
 
 bool Host::Select(std::string_view path, std::string& why) {

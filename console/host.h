@@ -4,6 +4,7 @@
 // sheet that show them. The callbacks of the context carry no pointer to their owner, so there is one host
 // in a process.
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -41,10 +42,15 @@ class Host {
   // Whether any page holds edits that are not written.
   bool HasUnsavedChanges() const;
 
+  // Asked before a settings file for this product is imported; false keeps the store as it is, and the page
+  // is told ERROR_CANCELLED. Without it every such file is imported.
+  std::function<bool(const std::string& file)> confirmImport;
+
  private:
   explicit Host(const Options& options, const Library& library);
   void ReadPrincipals();
   void RemoveNode(const std::string& path);
+  unsigned ImportSettings(const CString& product, const CString& file);
   std::string ServerRoot(const std::string& root) const;
 
   Options m_options;
