@@ -42,7 +42,7 @@ constexpr PageTableRow kRows[] = {
     {I::ScpUser, "SCP Users", "::*", kScpUsers, kNotBuilt},
     {I::ScpGroup, "SCP Groups", "", kServer, kNotBuilt},
     {I::ScpGroupUser, "SCP Groups", "::*", kScpGroups, kNotBuilt},
-    {I::CfgSettings, "Configuration Management", "", kServer, kNotBuilt},
+    {I::CfgSettings, "Configuration Management", "", kServer, MakeCfgSettingsPage},
     {I::CfgIpMain, "IP Range", "", kServer, MakeCfgIpMainPage},
     {I::About, "About", "", kServer, kNotBuilt},
     {I::UserGen, kPrincipals, "::*", kServer, MakeUserGenPage},

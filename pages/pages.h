@@ -19,6 +19,7 @@ std::unique_ptr<CTesselPropertyPage> MakeBannerPage(const PageArguments& argumen
 std::unique_ptr<CTesselPropertyPage> MakeAccessControlPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUsersMainPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeGroupsMainPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeCfgSettingsPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeCfgIpMainPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserGenPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserEnvPage(const PageArguments& arguments);

@@ -33,6 +33,13 @@ std::string ComputerName() {
   return name;
 }
 
+// The group of those who administer the server, which its setup makes on Windows.
+Account AdministratorsOfServer() {
+  constexpr DWORD kRid = 999;  // below those of this machine's users and groups
+  return {
+      .sid = MachineAccountSid(kRid), .domain = ComputerName(), .name = "Tessel Admins", .use = SidTypeAlias};
+}
+
 Account WellKnownAccount(const WellKnownSid& known) {
   return {.sid = known.count == 1 ? MakeSid(known.authority, {known.sub[0]})
                                   : MakeSid(known.authority, {known.sub[0], known.sub[1]}),
@@ -104,6 +111,7 @@ std::optional<Account> AccountByName(std::string_view name) {
   if (text::EqualNoCase(name, computer)) {
     return Account{.sid = MachineSid(), .domain = computer, .name = "", .use = SidTypeDomain};
   }
+  if (Account group = AdministratorsOfServer(); text::EqualNoCase(name, group.name)) return group;
   return MachineAccount([&](const passwd& user) { return text::EqualNoCase(name, user.pw_name); },
                         [&](const group& group) { return text::EqualNoCase(name, group.gr_name); });
 }
@@ -117,6 +125,7 @@ std::optional<Account> AccountBySid(PSID sid) {
   if (wanted == MachineSid()) {
     return Account{.sid = wanted, .domain = ComputerName(), .name = "", .use = SidTypeDomain};
   }
+  if (Account group = AdministratorsOfServer(); group.sid == wanted) return group;
   return MachineAccount([&](const passwd& user) { return UserSid(user.pw_uid) == wanted; },
                         [&](const group& group) { return GroupSid(group.gr_gid) == wanted; });
 }
@@ -126,6 +135,7 @@ std::vector<std::string> LocalGroups() {
   for (const WellKnownSid& known : WellKnownSids()) {
     if (known.use == SidTypeAlias) names.emplace_back(known.name);
   }
+  names.push_back(AdministratorsOfServer().name);
   const std::scoped_lock guard(DatabaseLock());
   setgrent();
   while (const group* group = getgrent()) names.emplace_back(group->gr_name);

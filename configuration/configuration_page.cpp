@@ -1,0 +1,245 @@
+#include <array>
+#include <optional>
+#include <stdexcept>
+
+#include "configuration/default_security.h"
+#include "configuration/settings_export.h"
+#include "framework/record_page.h"
+#include "pages/pages.h"
+#include "store/error_text.h"
+#include "store/key_security.h"
+
+namespace {
+
+// Who may administer is an access list and no setting.
+struct NoFields {};
+
+class CPrpCfgSettings final : public RecordPage<CPrpCfgSettings, NoFields> {
+ public:
+  using RecordPage::RecordPage;
+  static const Table kTable;
+
+  void OnExportSettings();
+  void OnImportSettings();
+  void OnRestoreSettings();
+
+ protected:
+  bool OnInitDialog() override;
+
+ private:
+  std::unique_ptr<CTesselRegObject> OpenKeyForPath() const;
+  void ShowImported(const CString& message);
+};
+
+using C = CPrpCfgSettings::Controls;
+
+constexpr std::string_view kAdministrators = "Configuration Administrators";
+constexpr std::string_view kColumns[] = {"User/Group", "Access"};
+constexpr int kWidths[] = {200, 100};
+
+constexpr C::R kControls[] = {
+    C::Group(kAdministrators),
+    C::Table("", kColumns, kWidths),
+    C::Button("Add User", nullptr),
+    C::Button("Add Group", nullptr),
+    C::Button("Delete", nullptr),
+    C::Button("Edit Access", nullptr),
+    C::EndGroup(),
+    C::Group("Settings"),
+    C::Group("Version 5.0 Build 9 Revision 1956 or later settings stored in XML file"),
+    C::Button("Export Settings", &CPrpCfgSettings::OnExportSettings),
+    C::Button("Import Settings", &CPrpCfgSettings::OnImportSettings),
+    C::Button("Restore Settings", &CPrpCfgSettings::OnRestoreSettings),
+    C::EndGroup(),
+    C::Group("Legacy settings stored as registry file"),
+    C::Button("Export Legacy Settings", nullptr),
+    C::Button("Import Legacy Settings", nullptr),
+    C::EndGroup(),
+    C::EndGroup(),
+};
+
+constexpr CPrpCfgSettings::Table CPrpCfgSettings::kTable = {
+    .caption = "Configuration Management",
+    .helpTopic = "::IDH_ConfigManagement.htm",
+    .hears = Hears::Nothing,
+    .controls = kControls,
+};
+
+// What has no function yet.
+constexpr std::string_view kDisabled[] = {
+    kAdministrators,          "Add User", "Add Group", "Delete", "Edit Access", "Export Legacy Settings",
+    "Import Legacy Settings",
+};
+
+constexpr const char* kTesselWorks = "Software\\TesselWorks";
+constexpr const char* kSettingsFile = "Shared Files\\marrowen_settings.xml";
+constexpr const char* kDefaultsFile = "Shared Files\\marrowen_default_settings.xml";
+constexpr const char* kFileFilter = "Tessel Settings (*.xml)|*.xml|All Files (*.*)|*.*||";
+constexpr std::uint32_t kOtherProduct = 0xFFFFFFFF;
+
+constexpr const char* kAskToSave = "Would you like to save changes before exporting?";
+constexpr const char* kAskToImport =
+    "Are you sure you want to import new configuration settings?                  \r\n"
+    "Importing the wrong file could cause settings to be damaged.";
+constexpr const char* kAskToRestore =
+    "Are you sure you want to restore to default configuration settings? Default settings are stored in the "
+    "file marrowen_default_settings.xml. If these settings were changed outside of this configuration "
+    "program, the settings will not reflect the true program defaults.";
+constexpr const char* kNoDefaults =
+    "The file marrowen_default_settings.xml does not exist in the default location. Unable to restore to "
+    "default settings. \r\n\r\n"
+    "If the file exists in another location use the Import Settings button to restore.";
+constexpr const char* kBadDefaults =
+    "The file marrowen_default_settings.xml has been corrupted. Unable to restore to default settings. "
+    "\r\n\r\n"
+    "If the file exists in another location use the Import Settings button to restore.";
+
+bool SaysYes(std::string_view question) { return AfxMessageBox(question, Buttons::YesNo) == Reply::Yes; }
+
+// The installation folder with a backslash at its end; empty if the key names none.
+CString FolderOf(const CTesselRegObject& key) {
+  std::array<char, kValueBufferSize> folder{};
+  key.GetStringValue("Path", reinterpret_cast<BYTE*>(folder.data()), static_cast<DWORD>(folder.size()));
+  return folder.data();
+}
+
+EngineCallbacks Person() {
+  EngineCallbacks ui;
+  ui.ask = SaysYes;
+  ui.tell = [](const CString& message) { AfxMessageBox(message); };
+  ui.turn = [first = std::optional<int>()](int keys) mutable {
+    if (!first) first = keys;
+    return !CurrentFrontEnd().TakeTurn({static_cast<std::uint64_t>(keys - *first), "keys"});
+  };
+  return ui;
+}
+
+// Opens the key and all below it to everyone for its life: cached credentials lie under lists of their own.
+class OpenedUp {
+ public:
+  explicit OpenedUp(const CTesselRegObject& key)
+      : key_(key), saved_(key_security::GetKeySecurity(key.GetKeyPath().c_str())) {
+    key_security::ClearKeySecurity(key.GetRoot(), key.GetKeyPath().c_str(), key.GetAccess());
+  }
+  ~OpenedUp() {
+    if (saved_) {
+      key_security::SetKeySecurity(key_.GetRoot(), key_.GetKeyPath().c_str(), key_.GetAccess(), saved_.get());
+    }
+  }
+  OpenedUp(const OpenedUp&) = delete;
+  OpenedUp& operator=(const OpenedUp&) = delete;
+
+ private:
+  const CTesselRegObject& key_;
+  LocalMemory<void> saved_;
+};
+
+// Writes the local computer's settings, whichever one `key` is of. A file that can't be opened is passed
+// over; FileError and std::length_error of the engine pass through.
+void WriteSettings(const CTesselRegObject& key, const CString& folder, const CString& file) {
+  XmlWriter writer;
+  writer.SetFileName(file);
+  const XmlElement registry("registry");
+  registry.WriteStart(writer, 1, true, true);
+  XmlElement product("product");
+  product.SetAttribute("name", kSettingsProduct);
+  product.WriteEmpty(writer, 1, true, true);
+  const CStringList tokens = ExportTokens(folder);
+  const EngineCallbacks ui = Person();
+  const std::span<const char* const> paths(kExportedKeys);
+  {
+    const OpenedUp opened(key);
+    ExportRegistryKey(writer, false, paths.front(), &tokens, ui);
+  }
+  for (const char* path : paths.subspan(1)) ExportRegistryKey(writer, false, path, &tokens, ui);
+  registry.WriteEnd(writer, -1, true, true);
+  writer.Close();
+}
+
+void CPrpCfgSettings::OnExportSettings() {
+  const auto key = OpenTargetKey(m_target);
+  if (key == nullptr) return;
+  if (m_context->pfnHasUnsavedChanges(m_context) != 0 && SaysYes(kAskToSave)) {
+    QuerySiblings(static_cast<unsigned>(SiblingCode::Apply), 0);
+  }
+  const CString folder = FolderOf(*key);
+  std::optional<std::string> file =
+      CurrentFrontEnd().PickFile({true, true, folder + kSettingsFile, kFileFilter});
+  if (!file) return;
+  if (file->find('.') == CString::npos) *file += ".xml";
+  try {
+    WriteSettings(*key, folder, *file);
+  } catch (const FileError& error) {
+    AfxMessageBox(error.what());
+    return;
+  } catch (const std::length_error&) {
+    AfxMessageBox("Settings could not be saved in " + *file +
+                  ": a cached password in the registry has an impossible length.");
+    return;
+  }
+  // Also where the file could not be opened.
+  AfxMessageBox("Settings saved in " + *file + ".");
+}
+
+void CPrpCfgSettings::OnImportSettings() {
+  if (!SaysYes(kAskToImport)) return;
+  const auto key = OpenKeyForPath();
+  if (key == nullptr) return;
+  const auto file = CurrentFrontEnd().PickFile({false, false, FolderOf(*key) + kSettingsFile, kFileFilter});
+  if (!file) return;
+  const std::uint32_t status = m_context->pfnImportSettings(kSettingsProduct, *file);
+  if (status == kOtherProduct) {
+    AfxMessageBox("File is not for Tessel Marrowen SSH Server.");
+  } else if (status != ERROR_SUCCESS) {
+    AfxMessageBox("Unable to Import settings. " + ErrorTextOf(status));
+  } else {
+    ShowImported("Settings from " + *file + " imported.");
+  }
+}
+
+void CPrpCfgSettings::OnRestoreSettings() {
+  if (!SaysYes(kAskToRestore)) return;
+  const auto key = OpenKeyForPath();
+  if (key == nullptr) return;
+  const CString file = FolderOf(*key) + kDefaultsFile;
+  if (_access(file.c_str(), 0) != 0) {
+    AfxMessageBox(kNoDefaults);
+    return;
+  }
+  const std::uint32_t status = m_context->pfnImportSettings(kSettingsProduct, file);
+  if (status == kOtherProduct) {
+    AfxMessageBox(kBadDefaults);
+  } else if (status != ERROR_SUCCESS) {
+    AfxMessageBox("Unable to restore to default settings. " + ErrorTextOf(status));
+  } else {
+    ShowImported("System restored to default settings.");
+    SetDefaultSecurity(*key);
+  }
+}
+
+// A key to read `Path` from: the server's, else the maker's.
+std::unique_ptr<CTesselRegObject> CPrpCfgSettings::OpenKeyForPath() const {
+  auto key = OpenTargetKey(m_target);
+  if (key != nullptr) return key;
+  key = std::make_unique<CTesselRegObject>(kTesselWorks);
+  if (key->OpenKey(m_computer.c_str(), HKEY_LOCAL_MACHINE, kTesselWorks) != ERROR_SUCCESS) return nullptr;
+  return key;
+}
+
+void CPrpCfgSettings::ShowImported(const CString& message) {
+  QuerySiblings(static_cast<unsigned>(SiblingCode::Reload), 0);
+  AfxMessageBox(message);
+  m_context->pfnAfterImport();
+  m_context->pfnRefreshNode(Title().c_str());
+}
+
+bool CPrpCfgSettings::OnInitDialog() {
+  for (const std::string_view name : kDisabled) Find(name).control->EnableWindow(false);
+  return RecordPage::OnInitDialog();
+}
+
+}  // namespace
+
+std::unique_ptr<CTesselPropertyPage> MakeCfgSettingsPage(const PageArguments& arguments) {
+  return std::make_unique<CPrpCfgSettings>(arguments);
+}
