@@ -21,6 +21,8 @@ struct EngineCallbacks {
   // for every 50th key of an export with the number of keys visited so far, which goes on from export to
   // export.
   std::function<bool(int keysVisited)> turn;
+  // Hears how far an import has come, which can't be stopped: called for every 50th key with their number.
+  std::function<void(int keysRead)> progress;
 
   bool Ask(const CString& question) const { return ask && ask(question); }
   void Tell(const CString& message) const {

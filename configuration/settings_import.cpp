@@ -9,6 +9,8 @@ namespace {
 
 PadState processPad;
 
+constexpr int kKeysPerReport = 50;
+
 const char* RegistryName(const CString& valueName) {
   return IsDefaultName(valueName) ? nullptr : valueName.c_str();
 }
@@ -22,6 +24,7 @@ class RegistryTarget : public SettingsTarget {
   RegistryTarget(const CStringList* pairs, const EngineCallbacks& ui) : pairs_(pairs), ui_(ui) {}
 
   bool Open(const CString& hive, const CString& path, size_t depth, UniqueKey& key) override {
+    if (++keys_ % kKeysPerReport == 0 && ui_.progress) ui_.progress(keys_);
     const HKEY root = HiveNamed(hive);
     if (root == nullptr) {
       error = ERROR_BADKEY;
@@ -59,6 +62,7 @@ class RegistryTarget : public SettingsTarget {
  private:
   const CStringList* pairs_;
   const EngineCallbacks& ui_;
+  int keys_ = 0;
 };
 
 }  // namespace

@@ -133,6 +133,7 @@ void Host::RemoveNode(const std::string& path) {
 unsigned Host::ImportSettings(const CString& product, const CString& file) {
   EngineCallbacks ui;
   ui.tell = [](const CString& message) { AfxMessageBox(message); };
+  ui.progress = [](int keys) { CurrentFrontEnd().ShowProgress({static_cast<std::uint64_t>(keys), "keys"}); };
   if (confirmImport) {
     try {
       if (FileIsForProduct(file, product, ui) == 0) return kOtherProduct;

@@ -20,6 +20,7 @@ struct FileRequest {
   bool overwritePrompt = false;  // ask before an existing file is chosen
   std::string fileName;          // what the dialog proposes
   std::string filter;            // "Text (*.txt)|*.txt|All Files (*.*)|*.*||"
+  bool contentsOnly = false;     // one file that is read or written at once, wherever it lies
 };
 
 // How far a long piece of work has come.
@@ -46,6 +47,8 @@ class FrontEnd {
   virtual void Beep() {}
   // One turn for the person during long work; false when the person wants it to stop.
   virtual bool TakeTurn(const Progress&) { return true; }
+  // The same for work that can't be stopped and takes no acts meanwhile.
+  virtual void ShowProgress(const Progress&) {}
 };
 
 // The current front end. Before one is set, and after null is set, one that cancels and declines answers.
