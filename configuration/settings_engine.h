@@ -22,7 +22,7 @@ struct EngineCallbacks {
   // export.
   std::function<bool(int keysVisited)> turn;
   // Hears how far an import has come, which can't be stopped: called for every 50th key with their number.
-  std::function<void(int keysRead)> progress;
+  std::function<void(int keysRead)> progress = {};
 
   bool Ask(const CString& question) const { return ask && ask(question); }
   void Tell(const CString& message) const {

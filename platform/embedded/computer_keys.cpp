@@ -1,5 +1,6 @@
 #include "platform/embedded/computer_keys.h"
 
+#include "platform/embedded/installation.h"
 #include "platform/embedded/keysecurity.h"
 #include "platform/embedded/values.h"
 #include "platform/win32.h"
@@ -11,6 +12,7 @@ namespace {
 constexpr const char* kRootSecurity = "O:BAG:SYD:PAI(A;CI;KR;;;BU)(A;CI;KA;;;BA)(A;CI;KA;;;SY)(A;CI;KA;;;CO)";
 
 constexpr std::string_view kSoftware = "MACHINE\\SOFTWARE";
+constexpr std::string_view kServer = "MACHINE\\SOFTWARE\\TesselWorks\\SSHD";
 constexpr std::string_view kLocalPort =
     "MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Local Port";
 
@@ -34,7 +36,7 @@ constexpr std::string_view kSkeleton[] = {
     "MACHINE\\SOFTWARE\\TesselWorks\\SFTP",
     "MACHINE\\SOFTWARE\\TesselWorks\\SFTP\\Groups",
     "MACHINE\\SOFTWARE\\TesselWorks\\SFTP\\Users",
-    "MACHINE\\SOFTWARE\\TesselWorks\\SSHD",
+    kServer,
     "MACHINE\\SOFTWARE\\TesselWorks\\SSHD\\Certs",
     "MACHINE\\SOFTWARE\\TesselWorks\\SSHD\\Groups",
     "MACHINE\\SOFTWARE\\TesselWorks\\SSHD\\IPs",
@@ -77,6 +79,13 @@ LONG MakeKey(Transaction& txn, KeyId parent, std::string_view name, std::string_
   return status != 0 ? status : AddChild(txn, parent, name, "", security, key);
 }
 
+// A text with its terminator, as a setup program writes it.
+LONG PutText(Transaction& txn, KeyId key, const char* name, std::string_view text) {
+  std::string data(text);
+  data += '\0';
+  return PutValue(txn, key, name, REG_SZ, data);
+}
+
 }  // namespace
 
 LONG MakeHomeKey(Transaction& txn) {
@@ -110,16 +119,30 @@ LONG MakeComputer(Transaction& txn, std::string_view name) {
     KeyRecord* record = nullptr;
     if (status == 0 && path == kSoftware) status = EditKey(txn, key, record);
     if (record != nullptr) record->redirects = 1;
-    // The monitor that Windows itself has there, with its terminator.
-    if (status == 0 && path == kLocalPort) {
-      status = PutValue(txn, key, "Driver", REG_SZ, {"localspl.dll", sizeof "localspl.dll"});
+    // The monitor that Windows itself has there.
+    if (status == 0 && path == kLocalPort) status = PutText(txn, key, "Driver", "localspl.dll");
+    if (status == 0 && path == kServer) status = PutText(txn, key, "Path", kInstallFolder);
+    if (status == 0 && path == kServer) {
+      status = PutText(txn, key, "HelpFile", std::string(kInstallFolder) + "marrowen.chm");
     }
   }
   return status;
 }
 
+namespace {
+
+std::string& Ground() {
+  static std::string& name = *new std::string(kLocalComputer);
+  return name;
+}
+
+}  // namespace
+
+const std::string& StandsOn() { return Ground(); }
+void SetStandsOn(std::string_view name) { Ground() = name; }
+
 LONG FindComputer(Transaction& txn, std::string_view name, KeyId* computer) {
-  return FindChild(txn, kHomeKey, name.empty() ? kLocalComputer : name, computer);
+  return FindChild(txn, kHomeKey, name.empty() ? StandsOn() : name, computer);
 }
 
 std::string ComputerOf(Transaction& txn, KeyId key) {

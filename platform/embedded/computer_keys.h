@@ -17,6 +17,9 @@ LONG MakeHomeKey(Transaction& txn);
 LONG MakeComputer(Transaction& txn, std::string_view name);
 // The key of a computer; empty is the local one.
 LONG FindComputer(Transaction& txn, std::string_view name, KeyId* computer);
+// The key of the computer that this process stands on: kLocalComputer, or the name that it chose.
+const std::string& StandsOn();
+void SetStandsOn(std::string_view name);
 // The name of the computer that the key belongs to; empty for the local one.
 std::string ComputerOf(Transaction& txn, KeyId key);
 

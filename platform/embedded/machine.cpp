@@ -12,6 +12,7 @@
 #include "platform/embedded/computer_keys.h"
 #include "platform/embedded/controls.h"
 #include "platform/embedded/environment.h"
+#include "platform/embedded/installation.h"
 #include "platform/embedded/registry_key.h"
 #include "platform/embedded/values.h"
 
@@ -93,7 +94,8 @@ Outcome MakeStore(const std::string& home) {
   Outcome outcome = OpenEnvironment(folder, true, environment);
   if (outcome) outcome = UseEnvironment(std::move(environment));
   if (outcome) {
-    const LONG status = FillStore();
+    LONG status = FillStore();
+    if (status == 0) status = InstallFiles(home + "/local");
     CloseEnvironmentInUse();
     if (status != 0) {
       outcome = {static_cast<DWORD>(status), "The store of the home " + home + " could not be written."};
@@ -149,6 +151,7 @@ std::string ComputerFolder(std::string_view computer) {
   const Reading read;
   if (read.status != 0) return "";
   std::string folder = OpenedHome() + "/local";
+  if (computer.empty() && StandsOn() != kLocalComputer) computer = StandsOn();
   if (!computer.empty()) {
     KeyId key = 0;
     KeyInfo info;
@@ -211,6 +214,7 @@ void CloseHome() {
   CloseAllKeys();
   CloseEnvironmentInUse();
   ChosenHome().clear();
+  SetStandsOn(kLocalComputer);
 }
 
 Outcome AddComputer(std::string_view name) {
@@ -222,8 +226,27 @@ Outcome AddComputer(std::string_view name) {
     write.Finish(ERROR_ALREADY_EXISTS);
     return {ERROR_ALREADY_EXISTS, "There is a computer " + std::string(name) + " already."};
   }
-  if (status == 0) status = write.Finish(MakeComputer(*write.txn, name));
+  if (status == 0) status = MakeComputer(*write.txn, name);
+  if (status == 0) status = InstallFiles(ComputerFolder(name));
+  if (write.status == 0) status = write.Finish(status);
   return ComputerFailed(name, "added", status);
+}
+
+Outcome StandOn(std::string_view name) {
+  if (!IsComputerName(name)) return NotAName(name);
+  if (InEvent()) return {ERROR_BUSY, "Another computer cannot be the local one within an event."};
+  {
+    const Reading read;
+    KeyId key = 0;
+    const LONG status = read.status != 0 ? read.status : FindComputer(*read.txn, name, &key);
+    if (status == ERROR_FILE_NOT_FOUND) {
+      return {ERROR_BAD_NETPATH, "There is no computer " + std::string(name) + "."};
+    }
+    if (status != 0) return ComputerFailed(name, "opened", status);
+  }
+  CloseAllKeys();
+  SetStandsOn(name);
+  return {};
 }
 
 Outcome RemoveComputer(std::string_view name) {

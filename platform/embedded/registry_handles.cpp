@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "platform/embedded/computer_keys.h"
 #include "platform/embedded/controls.h"
 #include "platform/embedded/environment.h"
 #include "platform/embedded/registry_key.h"
@@ -25,8 +26,9 @@ struct Pool {
 
 constinit Pool pool;
 
-constexpr const char* kPredefined[] = {".\\MACHINE\\SOFTWARE\\Classes", ".\\USER\\.DEFAULT", ".\\MACHINE",
-                                       ".\\USER"};
+// Below the computer that the process stands on.
+constexpr const char* kPredefined[] = {"\\MACHINE\\SOFTWARE\\Classes", "\\USER\\.DEFAULT", "\\MACHINE",
+                                       "\\USER"};
 std::unique_ptr<Key> predefined[std::size(kPredefined)];
 
 // A handle holds the slot's number in steps of four, as handles of Windows do, and above it the use.
@@ -89,7 +91,7 @@ LONG FindKey(HKEY handle, Key*& key) {
   if (!IsPredefined(handle)) return ERROR_INVALID_HANDLE;
   const size_t which = reinterpret_cast<uintptr_t>(handle) - kFirstPredefined;
   if (!predefined[which]) {
-    const LONG status = OpenRoot(kPredefined[which], predefined[which]);
+    const LONG status = OpenRoot(StandsOn() + kPredefined[which], predefined[which]);
     if (status != 0) return status;
   }
   key = predefined[which].get();

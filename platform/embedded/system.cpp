@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/embedded/computer_keys.h"
 #include "platform/embedded/random.h"
 #include "platform/text.h"
 
@@ -41,7 +42,9 @@ std::string UserName() {
 
 std::string HostName() {
   std::string name;
-  if (const char* chosen = std::getenv("COMPUTERNAME"); chosen != nullptr && *chosen != '\0') {
+  if (embedded::StandsOn() != embedded::kLocalComputer) {
+    name = embedded::StandsOn();
+  } else if (const char* chosen = std::getenv("COMPUTERNAME"); chosen != nullptr && *chosen != '\0') {
     name = chosen;
   } else {
     char host[256] = "";

@@ -28,5 +28,6 @@ bool InEvent() { return inEvent; }
 Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
 Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }
 std::vector<std::string> Computers() { return {}; }
+Outcome StandOn(std::string_view) { return NoEmbeddedComputers(); }
 
 }  // namespace machine

@@ -205,4 +205,30 @@ TEST_F(RegistryHome, ComputersAreKeptApartByName) {
   RegCloseKey(remote);
 }
 
+TEST_F(RegistryHome, AProcessCanStandOnAnotherComputer) {
+  ASSERT_TRUE(machine::OpenHome(folder.string()));
+  EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "here", "local"), 0);
+  ASSERT_TRUE(machine::AddComputer("srv1"));
+  EXPECT_FALSE(machine::StandOn("nowhere"));
+  machine::BeginEvent();
+  EXPECT_FALSE(machine::StandOn("srv1"));
+  machine::AbandonEvent();
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "here"), "local");
+
+  ASSERT_TRUE(machine::StandOn("SRV1"));
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "here"), "error 2");
+  EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "here", "there"), 0);
+  char name[MAX_COMPUTERNAME_LENGTH + 1];
+  DWORD size = sizeof name;
+  EXPECT_NE(GetComputerNameA(name, &size), FALSE);
+  EXPECT_STREQ(name, "SRV1");
+  const std::string defaults = "/drives/c/TesselWorks/SSHD/Shared Files/marrowen_default_settings.xml";
+  EXPECT_EQ(Mode(Path("computers/srv1") + defaults), 0600);
+  EXPECT_EQ(Mode(Path("local") + defaults), 0600);
+
+  machine::CloseHome();
+  ASSERT_TRUE(machine::OpenHome(folder.string()));
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "here"), "local");
+}
+
 }  // namespace

@@ -1,0 +1,44 @@
+#include "platform/embedded/installation.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/embedded/paths.h"
+#include "platform/text.h"
+
+namespace embedded {
+namespace {
+
+LONG Failed(const std::string& path) { return static_cast<LONG>(FileError(errno, path)); }
+
+LONG WriteFileOfOwner(const std::string& path, std::string_view bytes) {
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  if (file < 0) return Failed(path);
+  while (!bytes.empty()) {
+    const ssize_t written = write(file, bytes.data(), bytes.size());
+    if (written <= 0) {
+      const LONG status = Failed(path);
+      close(file);
+      return status;
+    }
+    bytes.remove_prefix(static_cast<size_t>(written));
+  }
+  return close(file) == 0 ? ERROR_SUCCESS : Failed(path);
+}
+
+}  // namespace
+
+LONG InstallFiles(const std::string& folder) {
+  std::string path = folder;
+  for (const char* part : {"", "/drives", "/c", "/TesselWorks", "/SSHD", "/Shared Files"}) {
+    path += part;
+    if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return Failed(path);
+  }
+  return WriteFileOfOwner(path + "/marrowen_default_settings.xml",
+                          text::Replaced(kDefaultSettings, "\n", "\r\n"));
+}
+
+}  // namespace embedded

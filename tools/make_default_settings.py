@@ -1,0 +1,68 @@
+#!/usr/bin/env python3
+"""Makes platform/embedded/default_settings.xml: what every page writes for a new computer.
+
+make_default_settings.py PROGRAM prints the file. On each page one control is changed and changed back, and so
+the page writes all of its values.
+"""
+
+import json
+import re
+import subprocess
+import sys
+import tempfile
+
+
+def main():
+    program = sys.argv[1]
+    with tempfile.TemporaryDirectory() as folder:
+
+        def run(*arguments):
+            command = [program, "--home", folder + "/home", "--json", *arguments]
+            done = subprocess.run(command, capture_output=True, text=True, check=False)
+            answer = json.loads(done.stdout)
+            if done.returncode != 0:
+                sys.exit(f"{arguments}: {answer['error']}")
+            return answer["data"]
+
+        for page in run("show", "--all"):
+            change = find_change(page["controls"])
+            if change is None:
+                if any(is_open(control) for control in page["controls"]):
+                    sys.exit(f"Nothing on the page {page['node']} can be changed and changed back.")
+                continue
+            name, other, value = change
+            run("set", page["node"], f"{name}={other}")
+            run("set", page["node"], f"{name}={value}")
+        run("export", folder + "/settings.xml", "--credentials", "no")
+        with open(folder + "/settings.xml", encoding="utf-8", newline="") as file:
+            text = file.read().replace("\r\n", "\n")
+    # The installation's own values are no defaults, and neither is the order of the groups, without which
+    # those that there are would be lost.
+    print(re.sub(r' *<v name="(Path|HelpFile|Order)" .*\n', "", text), end="")
+
+
+def is_open(control):
+    """Whether a person can change a stored value with it."""
+    return control["storedAs"] and control["enabled"] and control["visible"]
+
+
+def find_change(controls):
+    """The name of a control with a stored value, another value for it, and the one that it has."""
+    for control in controls:
+        if not is_open(control):
+            continue
+        if control["kind"] == "check box":
+            return control["name"], "off" if control["value"] == "on" else "on", control["value"]
+        rows = control.get("rows", [])
+        if rows and isinstance(rows[0], dict):
+            checked = rows[0]["checked"]
+            return rows[0]["text"], "off" if checked else "on", "on" if checked else "off"
+        if control["kind"] == "drop-down list" and control["value"] in rows:
+            other = next((row for row in rows if row != control["value"]), None)
+            if other is not None:
+                return control["name"], other, control["value"]
+    return None
+
+
+if __name__ == "__main__":
+    main()
