@@ -98,7 +98,8 @@ Reply ScriptedFrontEnd::ShowMessage(std::string_view text, Buttons buttons) {
     return Reply::Ok;
   }
   const std::vector<NamedReply> replies = RepliesOf(buttons);
-  const std::optional<std::string> answer = NextAnswer();
+  std::optional<std::string> answer = standingAnswer ? standingAnswer(text) : std::nullopt;
+  if (!answer) answer = NextAnswer();
   if (!answer) {
     LeaveUnanswered(text);
     return replies.back().reply;

@@ -4,6 +4,7 @@
 // question without an answer is declined and remembered, so that the caller can give up what was begun.
 
 #include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,6 +19,8 @@ class ScriptedFrontEnd : public FrontEnd {
   void AddAnswer(std::string_view answer) { m_answers.emplace_back(answer); }
   // What the next file or folder dialog gives.
   void AddPath(std::string_view path) { m_paths.emplace_back(path); }
+  // Asked first about each question of a message box; nothing leaves it to the answers that stand ready.
+  std::function<std::optional<std::string>(std::string_view question)> standingAnswer;
   // Answers that nothing has asked for yet.
   size_t AnswersLeft() const { return m_answers.size() + m_paths.size(); }
 

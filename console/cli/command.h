@@ -21,6 +21,7 @@ struct Outcome {
   std::string error;                  // one sentence, for any status but Done
   std::string text;                   // the result for a person
   std::vector<std::string> notes;     // what a person should know although the command succeeded
+  std::vector<std::string> warnings;  // notes that stand apart from the result, on standard error
   std::vector<std::string> messages;  // what message boxes have told
   nlohmann::ordered_json data;        // the result for a program
 };
@@ -49,9 +50,12 @@ Outcome SetControls(const Settings& settings, const std::string& node,
 // `steps` are answers, or pairs of "--select", "--fill", "--press" or "--path" and what goes with them.
 // `finish` looks at the page and at what came of the command before that counts, and may turn it into a
 // failure.
+// `prepare` runs before anything else.
 using FinishPress = std::function<void(Outcome& outcome, const CDialog& page)>;
+using PreparePress = std::function<void(Host& host, ScriptedFrontEnd& frontEnd)>;
 Outcome PressButton(const Settings& settings, const std::string& node, const std::string& caption,
-                    const std::vector<std::string>& steps, const FinishPress& finish = {});
+                    const std::vector<std::string>& steps, const FinishPress& finish = {},
+                    const PreparePress& prepare = {});
 Outcome RunScript(const Settings& settings, const std::string& file);
 
 // The registry and the computers.

@@ -4,6 +4,7 @@
 
 #include "console/cli/command.h"
 #include "console/cli/principals.h"
+#include "console/cli/settings_file.h"
 #include "platform/machine.h"
 #ifndef _WIN32
 #include "console/web/serve.h"
@@ -61,10 +62,12 @@ struct CommandLine {
                  "Edit the named configurations of the configuration server");
     app.add_flag("--json", settings.json, "Print one JSON object");
     AddPageCommands();
-    AddPrincipalCommands(
-        app, settings,
-        [this](CLI::App& parent, const std::string& word, const std::string& help,
-               std::function<Outcome()> work) { return Add(parent, word, help, std::move(work)); });
+    const AddCommand add = [this](CLI::App& parent, const std::string& word, const std::string& help,
+                                  std::function<Outcome()> work) {
+      return Add(parent, word, help, std::move(work));
+    };
+    AddPrincipalCommands(app, settings, add);
+    AddSettingsFileCommands(app, settings, add);
     AddStoreCommands();
     AddServe();
   }

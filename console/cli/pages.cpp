@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "console/cli/command.h"
+#include "console/cli/command_front_end.h"
 #include "console/describe.h"
 #include "framework/page_directory.h"
 #include "platform/machine.h"
@@ -57,7 +58,7 @@ class Console {
     return true;
   }
 
-  ScriptedFrontEnd frontEnd;
+  CommandFrontEnd frontEnd;
   std::unique_ptr<Host> host;
   std::string why;
   std::map<std::string, Snapshot> before;
@@ -312,9 +313,11 @@ Outcome SetControls(const Settings& settings, const std::string& node,
 }
 
 Outcome PressButton(const Settings& settings, const std::string& node, const std::string& caption,
-                    const std::vector<std::string>& steps, const FinishPress& finish) {
+                    const std::vector<std::string>& steps, const FinishPress& finish,
+                    const PreparePress& prepare) {
   Console console(settings);
   if (console.host == nullptr) return Failed(console.why);
+  if (prepare) prepare(*console.host, console.frontEnd);
   const auto selections = TakeSteps(steps, console.frontEnd);
   if (!selections) {
     return Failed("After the button come answers, or --select, --fill, --press and --path with a text each.",

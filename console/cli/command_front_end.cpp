@@ -1,0 +1,49 @@
+#include "console/cli/command_front_end.h"
+
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+#include <iostream>
+
+namespace {
+
+constexpr const char* kClearLine = "\r\033[K";
+
+bool ErrorsGoToTerminal() {
+#ifdef _WIN32
+  return _isatty(_fileno(stderr)) != 0;
+#else
+  return isatty(STDERR_FILENO) != 0;
+#endif
+}
+
+}  // namespace
+
+CommandFrontEnd::CommandFrontEnd() : m_onTerminal(ErrorsGoToTerminal()) {}
+
+CommandFrontEnd::~CommandFrontEnd() {
+  if (m_lineStands) std::cerr << kClearLine << std::flush;
+}
+
+bool CommandFrontEnd::TakeTurn(const Progress& progress) {
+  ShowProgress(progress);
+  return true;
+}
+
+void CommandFrontEnd::ShowProgress(const Progress& progress) {
+  constexpr std::chrono::milliseconds kBetween(100);
+  if (!m_onTerminal) return;
+  const auto now = Clock::now();
+  if (m_done == 0 || progress.done < m_done) m_begun = m_shown = now;
+  m_done = progress.done;
+  if (now - m_shown < kBetween) return;
+  m_shown = now;
+  const std::chrono::duration<double> taken = now - m_begun;
+  const auto rate = static_cast<std::uint64_t>(static_cast<double>(progress.done) / taken.count());
+  std::cerr << kClearLine << progress.done << ' ' << progress.unit << ", " << rate << ' ' << progress.unit
+            << "/s" << std::flush;
+  m_lineStands = true;
+}

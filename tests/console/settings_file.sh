@@ -1,0 +1,121 @@
+#!/usr/bin/env bash
+# Settings files at the command line: out, back, compared, and what is refused.
+# settings_file.sh PROGRAM
+set -u
+program=$(readlink -f "$1")
+tree=$(readlink -f "$(dirname "$0")/../..")
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+export MARROWEN_HOME=$folder/home COMPUTERNAME=BUILDER7
+failures=0
+cd "$folder" || exit 1
+
+fail() { echo "FAILED: $*"; failures=$((failures + 1)); }
+
+# expect STATUS PATTERN ARGS...: runs the program; its exit status must be STATUS and its output match PATTERN.
+expect() {
+  local status=$1 pattern=$2 output code
+  shift 2
+  output=$("$program" "$@" 2>&1 </dev/null)
+  code=$?
+  if [ "$code" -ne "$status" ] || ! grep -qzP -- "$pattern" <<<"$output"; then
+    fail "marrowen $*"
+    printf '  status %s, wanted %s; wanted output like: %s\n%s\n' "$code" "$status" "$pattern" "$output"
+  fi
+}
+
+page="General Settings::Compression"
+server='HKEY_LOCAL_MACHINE\Software\TesselWorks\SSHD'
+head='<?xml version="1.0" encoding="UTF-8"?>\r\n<registry>\r\n<product name="Tessel Marrowen SSH Server"/>\r\n'
+chain='<k name="HKEY_LOCAL_MACHINE"><k name="SOFTWARE"><k name="TesselWorks"><k name="SSHD">'
+
+# The defaults are what the pages themselves give, and restoring them shows so.
+python3 "$tree/tools/make_default_settings.py" "$program" >defaults.xml
+cmp defaults.xml "$tree/platform/embedded/default_settings.xml" ||
+  fail "the kept defaults are not those of the pages; tools/make_default_settings.py makes them"
+"$program" show --all >fresh.txt
+expect 0 'System restored to default settings' restore-defaults
+"$program" show --all | cmp - fresh.txt || fail "the defaults show something else than a fresh computer"
+
+# Out, compared, back; also on another computer, whose own name and folder come in.
+expect 0 '' set "$page" "Enable Compression=on" "Level=7"
+expect 0 '' set Banner 'Splash Banner=This is BUILDER7.'
+(umask 0; touch a.xml; "$program" export a.xml >/dev/null) || fail "export"
+[ "$(stat -c %a a.xml)" = 600 ] || fail "the file is not private"
+grep -q 'name="SplashBanner" value="This is $(ComputerName)."' a.xml || fail "the computer's name stands in the file"
+expect 0 '^\d+ the same\n$' diff a.xml
+expect 0 '' set "$page" "Level=3"
+expect 0 'changed  HKEY_LOCAL_MACHINE\\SOFTWARE\\TesselWorks\\SSHD  CompressionLevel: 3 -> 7\n\d+ the same\n$' import --dry-run a.xml
+expect 1 'CompressionLevel: 7 -> 3' diff a.xml
+expect 0 '"before": "3",\s+"typeBefore": "REG_SZ",\s+"after": "7"' --json import --dry-run a.xml
+expect 0 'Level +edit +3' show "$page"
+expect 0 '^Settings from .*/a.xml imported.\n$' import a.xml
+expect 0 'Level +edit +7' show "$page"
+expect 0 '' computer add srv1
+expect 0 '' --computer srv1 import a.xml
+expect 0 'Level +edit +7' --computer srv1 show "$page"
+expect 0 'This is SRV1\.' --computer srv1 show Banner
+expect 0 '' set "$page" "Level=2"
+expect 0 '' --computer srv1 diff a.xml
+expect 0 '' --computer srv1 export b.xml
+expect 0 '' diff a.xml b.xml
+expect 1 '"status": 1,\s+"error": "",[^}]*"added": \[\],\s+"changed": \[\s+\{' --json diff a.xml
+
+# New principals stand in the tree at once for whoever goes on; the command's next run shows them.
+printf "$head$chain"'<k name="Users"><k name="CORP?ann"/></k></k></k></k></k></registry>\r\n' >users.xml
+expect 0 'added  [^\n]*\\Users\\CORP\?ann\n' import --dry-run users.xml
+expect 1 'no node' show 'Users::CORP\ann'
+expect 0 '' import users.xml
+expect 0 'Home Directory' show 'Users::CORP\ann'
+
+# Credentials travel by permission, in both directions.
+printf "$head$chain"'<k name="PAD"><k name="anna"><v name="(Default)" value="pass" type="REG_BINARY"/></k></k></k></k></k></k></registry>\r\n' >pad.xml
+expect 0 'added  [^\n]*\\PAD\\anna  \(Default\): \(cached credential\)' import --dry-run pad.xml
+expect 0 '' import pad.xml
+expect 0 '1 the same' import --dry-run pad.xml
+echo kept >c.xml
+expect 3 'Do you want to export cached authentication keys' export c.xml
+[ "$(cat c.xml)" = kept ] || fail "an export that was not answered has written"
+expect 0 '' export --credentials no c.xml
+! grep -q '"PAD"' c.xml || fail "credentials were exported without permission"
+expect 0 'the same' diff c.xml
+expect 0 '' export --credentials yes c.xml
+grep -q '<v name="(Default)" value="pass" type="REG_BINARY"/>' c.xml || fail "the credential is not in the file"
+[ "$(stat -c %a c.xml)" = 600 ] || fail "a file with passwords is not private"
+expect 0 '' diff c.xml
+expect 0 '' --computer srv1 import c.xml
+expect 0 '' --computer srv1 diff c.xml
+[ -z "$(ls | grep partial)" ] || fail "something was left beside the files"
+
+# What won't come back is told once, on standard error alone.
+expect 0 '' set Banner 'Splash Banner=a>b'
+"$program" export d.xml --credentials no 2>warned >/dev/null
+[ "$(grep -c . warned)" = 1 ] && grep -q 'SSHD, "SplashBanner": ' warned || fail "$(cat warned)"
+expect 0 '"notes": \[\s+"[^\n]*SplashBanner' --json export d.xml --credentials no
+! grep -q $'\r' warned || fail "progress was written into a pipe"
+
+# What can't be done says why and changes nothing.
+before=$("$program" reg query "$server")
+printf "$head$chain"'\r\n<v name="CompressionLevel" value="9"/>\r\n<k <' >bad.xml
+expect 1 'Parse error in line 6' import bad.xml
+expect 1 'Parse error in line 6' import --dry-run bad.xml
+expect 2 'Parse error in line 6' diff bad.xml
+printf "$head$chain"'<v name="CompressionLevel" value="9"/><v name="n" value="1" type="REG_DWORD"/>' >short.xml
+expect 1 '.' import short.xml
+sed 's/Tessel Marrowen/Other/' a.xml >other.xml
+expect 1 'File is not for Tessel Marrowen SSH Server' import other.xml
+expect 2 'is not for Tessel Marrowen SSH Server' diff other.xml
+head -c 100000 /dev/urandom >random.bin
+expect 1 '.' import random.bin
+expect 1 'No such file' import nothing.xml
+expect 2 'No such file' diff nothing.xml
+expect 1 'is a folder' import .
+expect 1 "can't be written: No such file" export nowhere/x.xml
+expect 2 'named configuration' --config-server export x.xml
+expect 1 'no computer' --computer nowhere export x.xml
+[ "$before" = "$("$program" reg query "$server")" ] || fail "a refused command changed the store"
+rm "$folder/home/local/drives/c/TesselWorks/SSHD/Shared Files/marrowen_default_settings.xml"
+expect 1 'does not exist in the default location' restore-defaults
+
+[ "$failures" -eq 0 ] && echo "settings file: all as expected"
+exit "$failures"
