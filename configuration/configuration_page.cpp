@@ -164,7 +164,7 @@ void CPrpCfgSettings::OnExportSettings() {
   }
   const CString folder = FolderOf(*key);
   std::optional<std::string> file =
-      CurrentFrontEnd().PickFile({true, true, folder + kSettingsFile, kFileFilter});
+      CurrentFrontEnd().PickFile({true, true, folder + kSettingsFile, kFileFilter, true});
   if (!file) return;
   if (file->find('.') == CString::npos) *file += ".xml";
   try {
@@ -185,7 +185,7 @@ void CPrpCfgSettings::OnImportSettings() {
   if (!SaysYes(kAskToImport)) return;
   const auto key = OpenKeyForPath();
   if (key == nullptr) return;
-  const auto file = CurrentFrontEnd().PickFile({false, false, FolderOf(*key) + kSettingsFile, kFileFilter});
+  const auto file = CurrentFrontEnd().PickFile({false, false, FolderOf(*key) + kSettingsFile, kFileFilter, true});
   if (!file) return;
   const std::uint32_t status = m_context->pfnImportSettings(kSettingsProduct, *file);
   if (status == kOtherProduct) {

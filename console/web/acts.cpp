@@ -85,10 +85,11 @@ std::string DoAtControl(CDialog& dialog, const PersonsAct& act, RowCache& rows) 
 
 std::optional<PersonsAct> ActOf(const nlohmann::json& json) {
   PersonsAct act;
-  const bool fits =
-      Take(json, "act", act.name) && Take(json, "window", act.window) && Take(json, "control", act.control) &&
-      Take(json, "text", act.text) && Take(json, "row", act.row) && Take(json, "to", act.to) &&
-      Take(json, "number", act.number) && Take(json, "on", act.on) && Take(json, "filter", act.filter);
+  const bool fits = Take(json, "act", act.name) && Take(json, "window", act.window) &&
+                    Take(json, "control", act.control) && Take(json, "text", act.text) &&
+                    Take(json, "row", act.row) && Take(json, "to", act.to) &&
+                    Take(json, "number", act.number) && Take(json, "on", act.on) &&
+                    Take(json, "filter", act.filter) && Take(json, "tab", act.tab);
   return fits ? std::optional(std::move(act)) : std::nullopt;
 }
 

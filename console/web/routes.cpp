@@ -1,6 +1,8 @@
 #include "console/web/routes.h"
 
 #include <charconv>
+#include <filesystem>
+#include <fstream>
 
 #include "console/web/acts.h"
 #include "console/web/ui_bundle.h"
@@ -18,9 +20,9 @@ constexpr size_t kMostFound = 60;
 constexpr char kWrongField[] = "The request's JSON has a field of another type.";
 constexpr char kJson[] = "application/json";
 
-size_t Number(const Request& request, const char* name, size_t otherwise) {
+std::uint64_t Number(const Request& request, const char* name, std::uint64_t otherwise) {
   const std::string text = request.get_param_value(name);
-  size_t number = otherwise;
+  std::uint64_t number = otherwise;
   std::from_chars(text.data(), text.data() + text.size(), number);
   return number;
 }
@@ -65,6 +67,45 @@ void AddBundle(Server& server) {
   }
 }
 
+// The file goes out piece by piece, and is gone from the disk before the first one.
+void SendAway(const std::string& path, Response& response) {
+  static constexpr size_t kPiece = 1 << 16;
+  const auto file = std::make_shared<std::ifstream>(path, std::ios::binary | std::ios::ate);
+  const auto size = static_cast<size_t>(std::max<std::streamoff>(file->tellg(), 0));
+  std::error_code ignored;
+  std::filesystem::remove_all(std::filesystem::path(path).parent_path(), ignored);
+  response.set_header("Content-Disposition", "attachment");
+  response.set_content_provider(size, "application/octet-stream",
+                                [file](size_t at, size_t length, httplib::DataSink& sink) {
+                                  std::string piece(std::min(length, kPiece), '\0');
+                                  file->seekg(static_cast<std::streamoff>(at));
+                                  file->read(piece.data(), static_cast<std::streamsize>(piece.size()));
+                                  return *file && sink.write(piece.data(), piece.size());
+                                });
+}
+
+void AddTransfers(Server& server, Session& session) {
+  server.Post("/api/upload", [&session](const Request& request, Response& response) {
+    const auto window = static_cast<unsigned>(Number(request, "window", 0));
+    const std::uint64_t at = Number(request, "first", 0);
+    const std::string tab = request.get_param_value("tab");
+    response.set_content(session.Read([&]() -> ordered_json {
+      return {{"refusal", session.AddToUpload(window, tab, at, request.body)}};
+    }),
+                         kJson);
+  });
+  server.Get("/api/download", [&session](const Request& request, Response& response) {
+    const std::string id = request.get_param_value("id");
+    std::string path;
+    session.Read([&]() -> ordered_json {
+      path = session.TakeDownload(id);
+      return nullptr;
+    });
+    if (path.empty()) return Refuse(response, 404, "There is no such download.");
+    SendAway(path, response);
+  });
+}
+
 }  // namespace
 
 void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& index,
@@ -75,13 +116,14 @@ void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& inde
     return httplib::Server::HandlerResponse::Handled;
   });
   AddBundle(server);
+  AddTransfers(server, session);
 
   server.Get("/api/state", [&session](const Request& request, Response& response) {
     constexpr std::chrono::seconds kPatience(20);
     static std::atomic<int> waiting = 0;
     constexpr int kMostWaiting = 32;
     const int already = waiting++;
-    response.set_content(session.WaitForState(Number(request, "after", 0),
+    response.set_content(session.WaitForState(Number(request, "after", 0), request.get_param_value("tab"),
                                               already < kMostWaiting ? kPatience : std::chrono::seconds(0)),
                          kJson);
     --waiting;
@@ -113,7 +155,12 @@ void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& inde
   });
   server.Get("/api/files", [&session](const Request& request, Response& response) {
     const std::string path = request.get_param_value("path");
-    const std::string list = session.Read([&] { return session.Files().List(path); });
+    const bool orRoots = request.has_param("or_roots");
+    const std::string list = session.Read([&]() -> ordered_json {
+      const FileRoots& files = session.Files();
+      ordered_json folder = files.List(path);
+      return folder.is_null() && orRoots ? files.List("") : folder;
+    });
     if (list == "null") return Refuse(response, 404, "There is no such folder among this console's.");
     response.set_content(list, kJson);
   });

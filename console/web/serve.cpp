@@ -8,9 +8,11 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <filesystem>
 #include <iostream>
 #include <thread>
 
+#include "console/web/import_preview.h"
 #include "console/web/routes.h"
 #include "platform/machine.h"
 
@@ -95,6 +97,28 @@ void OpenBrowser(const std::string& address) {
   _exit(1);
 }
 
+// A folder of this user alone, which goes with all that lies in it.
+class ScratchFolder {
+ public:
+  ScratchFolder() {
+    std::error_code error;
+    m_path = (std::filesystem::temp_directory_path(error) / "marrowen-XXXXXX").string();
+    if (mkdtemp(m_path.data()) == nullptr) m_path.clear();
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  // Empty where none could be made.
+  const std::string& Path() const { return m_path; }
+
+ private:
+  std::string m_path;
+};
+
 class Console {
  public:
   Console(const ServeOptions& options, const Listener& listener, SSL_CTX* tls, Secrets& secrets)
@@ -114,12 +138,13 @@ class Console {
     for (;;) {
       int ends[2];
       if (pipe2(ends, O_CLOEXEC) != 0) return "The console has no pipe left.";
+      const ScratchFolder transfers;
       const pid_t process = fork();
       if (process < 0) return "The console can't start a process.";
       if (process == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         sigprocmask(SIG_UNBLOCK, &m_signals, nullptr);
-        Work(wanted, notice, ends[1]);
+        Work(wanted, notice, transfers.Path(), ends[1]);
       }
       close(ends[1]);
       const std::optional<Report> report = Follow(process, ends[0]);
@@ -169,7 +194,8 @@ class Console {
   }
 
   // The serving process: pages on this thread, connections on others.
-  [[noreturn]] void Work(const Host::Options& served, const std::string& notice, int pipe) {
+  [[noreturn]] void Work(const Host::Options& served, const std::string& notice, const std::string& transfers,
+                         int pipe) {
     SettingsIndex index(m_options.home, served);
     const auto fail = [pipe](const std::string& why) {
       Send(pipe, Report::Kind::Failed, why);
@@ -181,7 +207,8 @@ class Console {
     if (host == nullptr) fail(why);
     char instance[65];
     MakeSecret(instance);
-    Session session(*host, {std::string(instance, 16), notice, m_options.files});
+    host->confirmImport = ConfirmImport;
+    Session session(*host, {std::string(instance, 16), notice, m_options.files, transfers});
     Gate gate(m_listener.place, m_secrets);
     Server server(m_listener.socket, m_tls);
     AddRoutes(server, gate, session, index, [&session, pipe](const Host::Options& other) {

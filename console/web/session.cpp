@@ -15,59 +15,18 @@ std::string Dump(const ordered_json& json) {
   return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
-struct NamedReply {
-  std::string_view name;
-  Reply reply;
-};
-
-// The buttons of a message box; the last one declines.
-std::vector<NamedReply> RepliesOf(Buttons buttons) {
-  switch (buttons) {
-    case Buttons::Ok:
-      return {{"OK", Reply::Ok}};
-    case Buttons::OkCancel:
-      return {{"OK", Reply::Ok}, {"Cancel", Reply::Cancel}};
-    case Buttons::YesNoCancel:
-      return {{"Yes", Reply::Yes}, {"No", Reply::No}, {"Cancel", Reply::Cancel}};
-    case Buttons::YesNo:
-      return {{"Yes", Reply::Yes}, {"No", Reply::No}};
-  }
-  return {};
-}
-
-ordered_json DescribeModal(const ModalWindow& window) {
-  ordered_json json{{"window", window.number}};
-  switch (window.kind) {
-    case ModalWindow::Kind::Dialog:
-      json["kind"] = "dialog";
-      json["caption"] = window.dialog->Caption();
-      json["controls"] = DescribeWindow(*window.dialog);
-      break;
-    case ModalWindow::Kind::Message:
-      json["kind"] = "message";
-      json["text"] = window.text;
-      json["buttons"] = ordered_json::array();
-      for (const NamedReply& reply : RepliesOf(window.buttons)) json["buttons"].push_back(reply.name);
-      break;
-    case ModalWindow::Kind::File:
-      json["kind"] = "file";
-      json["save"] = window.request.save;
-      json["overwritePrompt"] = window.request.overwritePrompt;
-      json["fileName"] = window.request.fileName;
-      json["filter"] = window.request.filter;
-      break;
-    case ModalWindow::Kind::Folder:
-      json["kind"] = "folder";
-      json["text"] = window.text;
-      break;
-  }
-  return json;
-}
-
 }  // namespace
 
 Session::Session(Host& host, const Setup& setup)
-    : m_host(host), m_setup(setup), m_files(setup.fileRoots), m_before(SetFrontEnd(this)) {}
+    : m_host(host),
+      m_setup(setup),
+      m_files(setup.fileRoots),
+      m_transfers(setup.transferFolder),
+      m_before(SetFrontEnd(this)),
+      // A page that asks for what comes after another process's state finds that this one's is newer.
+      m_version(static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                               std::chrono::system_clock::now().time_since_epoch())
+                                               .count())) {}
 
 Session::~Session() { SetFrontEnd(m_before); }
 
@@ -112,9 +71,16 @@ std::string Session::Read(std::function<ordered_json()> work) {
   return Put(std::move(request));
 }
 
-std::string Session::WaitForState(std::uint64_t version, std::chrono::milliseconds atMost) {
+std::string Session::WaitForState(std::uint64_t version, const std::string& tab,
+                                  std::chrono::milliseconds atMost) {
   std::unique_lock lock(m_mutex);
-  m_published.wait_for(lock, atMost, [&] { return m_version != 0 && m_version != version; });
+  m_published.wait_for(lock, atMost, [&] {
+    return !m_state.empty() && m_version != version && (m_answeredTab.empty() || m_answeredTab != tab);
+  });
+  return StateText();
+}
+
+std::string Session::StateText() const {
   return "{\"version\":" + std::to_string(m_version) + (m_state.empty() ? "}" : "," + m_state.substr(1));
 }
 
@@ -142,11 +108,12 @@ void Session::NextAct() {
 }
 
 void Session::Settle() {
-  m_progress.reset();
+  m_work.reset();
   m_stop = false;
   if (machine::InEvent()) {
     if (const machine::Outcome written = machine::CommitEvent(); !written) m_refusal = written.sentence;
   }
+  m_transfers.Settled(m_windows.size());
   Publish();
   if (m_act == nullptr) return;
   const std::unique_ptr<Request> act = std::move(m_act);
@@ -159,6 +126,7 @@ void Session::Publish() {
     const std::lock_guard lock(m_mutex);
     if (state == m_state) return;
     m_state = std::move(state);
+    m_answeredTab = m_act == nullptr ? "" : m_act->act->tab;
     ++m_version;
   }
   m_published.notify_all();
@@ -168,16 +136,22 @@ void Session::Answer(Request& request, const std::string& refusal) {
   const std::string head = Dump({{"refusal", refusal}, {"beeps", m_beeps}, {"opened", m_opened}});
   m_beeps = 0;
   m_opened.clear();
-  request.reply.set_value(head.substr(0, head.size() - 1) + ",\"state\":" + WaitForState(0, {}) + "}");
+  const std::lock_guard lock(m_mutex);
+  request.reply.set_value(head.substr(0, head.size() - 1) + ",\"state\":" + StateText() + "}");
+}
+
+bool Session::TakeTurn(const Progress& progress) {
+  ShowWork({progress.done, std::string(progress.unit), true});
+  return !m_stop;
 }
 
 // Long work keeps its event open, so nothing but reads and the wish to stop is taken.
-bool Session::TakeTurn(const Progress& progress) {
+void Session::ShowWork(Work work) {
   constexpr std::chrono::milliseconds kBetween(100);
   const auto now = std::chrono::steady_clock::now();
-  if (!m_progress) m_lastTurn = now;
-  m_progress = progress;
-  if (now - m_lastTurn < kBetween) return !m_stop;
+  if (!m_work) m_lastTurn = now;
+  m_work = std::move(work);
+  if (now - m_lastTurn < kBetween) return;
   m_lastTurn = now;
   Publish();
   if (m_act != nullptr) {
@@ -187,14 +161,13 @@ bool Session::TakeTurn(const Progress& progress) {
   while (const std::unique_ptr<Request> request = Take(false)) {
     if (request->read) {
       request->reply.set_value(Dump(request->read()));
-    } else if (request->act->name == "stop") {
+    } else if (request->act->name == "stop" && m_work->canStop) {
       m_stop = true;
       Answer(*request, {});
     } else {
       Answer(*request, "The console is still at work.");
     }
   }
-  return !m_stop;
 }
 
 void Session::WaitFor(ModalWindow& window) {
@@ -299,20 +272,38 @@ std::string Session::DoAtModal(ModalWindow& window, const PersonsAct& act) {
     return {};
   }
   if (window.kind == ModalWindow::Kind::Message) {
-    const auto replies = RepliesOf(window.buttons);
-    const auto reply = std::find_if(replies.begin(), replies.end(),
-                                    [&act](const NamedReply& own) { return own.name == act.text; });
-    if (act.name != "close" && reply == replies.end()) return "The message has no such button.";
-    window.reply = act.name == "close" ? replies.back().reply : reply->reply;
-    window.answered = true;
-    return {};
+    return AnswerMessage(window, act.name == "close" ? "" : act.text);
   }
-  if (act.name != "close") {
+  return DoAtPicker(window, act);
+}
+
+std::string Session::DoAtPicker(ModalWindow& window, const PersonsAct& act) {
+  const bool transfers = window.kind == ModalWindow::Kind::File && window.request.contentsOnly;
+  const size_t below = m_windows.size() - 1;
+  if (act.name == "download" && transfers && window.request.save) {
+    window.path = m_transfers.BeginDownload(act.text, act.tab, below);
+    if (!window.path) return "The console has no room for the file.";
+  } else if (act.name == "upload" && transfers && !window.request.save) {
+    window.path = m_transfers.EndUpload(window.number, act.tab, act.text, below);
+    if (!window.path) return "The file has not arrived.";
+  } else if (act.name == "answer") {
     if (!m_files.Allows(act.text)) return "\"" + act.text + "\" is not among the folders of this console.";
     window.path = act.text;
+  } else if (act.name != "close") {
+    return "There is no act \"" + act.name + "\".";
   }
   window.answered = true;
   return {};
+}
+
+std::string Session::AddToUpload(unsigned window, const std::string& tab, std::uint64_t at,
+                                 std::string_view bytes) {
+  const ModalWindow* const top = m_windows.empty() ? nullptr : m_windows.back();
+  if (top == nullptr || top->number != window || top->kind != ModalWindow::Kind::File || top->request.save ||
+      !top->request.contentsOnly) {
+    return "Nothing asks for a file.";
+  }
+  return m_transfers.AddToUpload(window, tab, at, bytes);
 }
 
 std::string Session::FirstNode() const {
@@ -354,7 +345,8 @@ std::vector<std::string> Session::Marks() const {
   std::vector<std::string> marks;
   for (CPropertyPage* page : m_host.Sheet().Pages()) {
     for (const auto& [target, record] : static_cast<const CTesselPropertyPage*>(page)->m_pending) {
-      marks.push_back(target);
+      // What waits for a principal that was deleted is out of a person's reach.
+      if (m_host.GetTree().Find(target)) marks.push_back(target);
     }
   }
   if (NodeWaits() && std::find(marks.begin(), marks.end(), m_host.NodePath()) == marks.end()) {
@@ -379,7 +371,10 @@ ordered_json Session::StateNow() const {
   for (const ModalWindow* window : m_windows) json["windows"].push_back(DescribeModal(*window));
   json["marks"] = Marks();
   json["apply"] = m_host.Sheet().IsModified();
-  if (m_progress) json["working"] = {{"done", m_progress->done}, {"unit", m_progress->unit}};
+  json["download"] = m_transfers.Waiting();
+  if (m_work) {
+    json["working"] = {{"done", m_work->done}, {"unit", m_work->unit}, {"canStop", m_work->canStop}};
+  }
   return json;
 }
 

@@ -19,7 +19,9 @@
 
 #include "console/host.h"
 #include "console/web/files.h"
+#include "console/web/modal_window.h"
 #include "console/web/rows.h"
+#include "console/web/transfers.h"
 
 namespace web {
 
@@ -34,20 +36,7 @@ struct PersonsAct {
   int number = 0;
   bool on = true;
   std::string filter;
-};
-
-// What stands above the page, each waiting for its answer.
-struct ModalWindow {
-  enum class Kind : unsigned char { Dialog, Message, File, Folder };
-  Kind kind = Kind::Dialog;
-  CDialog* dialog = nullptr;
-  std::string text{};
-  Buttons buttons = Buttons::Ok;
-  FileRequest request{};
-  unsigned number = 0;
-  bool answered = false;
-  Reply reply = Reply::Cancel;
-  std::optional<std::string> path{};
+  std::string tab;  // the browser's tab that sent it
 };
 
 class Session final : public FrontEnd {
@@ -57,6 +46,7 @@ class Session final : public FrontEnd {
     std::string instance;  // another one after each start of the page thread's process
     std::string notice;
     std::vector<std::string> fileRoots;
+    std::string transferFolder;  // for files that pass through the browser
   };
   Session(Host& host, const Setup& setup);
   ~Session() override;
@@ -71,8 +61,9 @@ class Session final : public FrontEnd {
   std::string Act(PersonsAct act);
   // What `work` returns, run on the page thread between two acts or while one waits for a person.
   std::string Read(std::function<nlohmann::ordered_json()> work);
-  // The state, as soon as its version is another than `version` or the time is up.
-  std::string WaitForState(std::uint64_t version, std::chrono::milliseconds atMost);
+  // The state, as soon as its version is another than `version` or the time is up. A tab does not wait for
+  // what its own act's answer brings.
+  std::string WaitForState(std::uint64_t version, const std::string& tab, std::chrono::milliseconds atMost);
 
   // On the page thread, for the work of Read.
   Host& GetHost() { return m_host; }
@@ -81,6 +72,10 @@ class Session final : public FrontEnd {
   // {"total", "rows"} of a list; null where there is no such list.
   nlohmann::ordered_json RowsOf(unsigned window, size_t control, size_t first, size_t count,
                                 const std::string& filter);
+  // Takes a piece of the file that the picker on top asks for; a refusal when there is none.
+  std::string AddToUpload(unsigned window, const std::string& tab, std::uint64_t at, std::string_view bytes);
+  // The path of a download, which the caller deletes; empty for another id.
+  std::string TakeDownload(const std::string& id) { return m_transfers.TakeDownload(id); }
 
   void RunModal(CDialog& dialog) override;
   Reply ShowMessage(std::string_view text, Buttons buttons) override;
@@ -90,12 +85,21 @@ class Session final : public FrontEnd {
   void ShowHelp(std::string_view topic) override { m_opened.emplace_back(topic); }
   void Beep() override { ++m_beeps; }
   bool TakeTurn(const Progress& progress) override;
+  void ShowProgress(const Progress& progress) override {
+    ShowWork({progress.done, std::string(progress.unit), false});
+  }
 
  private:
   struct Request {
     std::optional<PersonsAct> act;
     std::function<nlohmann::ordered_json()> read;
     std::promise<std::string> reply;
+  };
+
+  struct Work {
+    std::uint64_t done;
+    std::string unit;
+    bool canStop;
   };
 
   std::string Put(std::unique_ptr<Request> request);
@@ -106,10 +110,13 @@ class Session final : public FrontEnd {
   void Settle();
   void Publish();
   void Answer(Request& request, const std::string& refusal);
+  void ShowWork(Work work);
+  std::string StateText() const;  // under m_mutex
 
   std::string Refusal(const PersonsAct& act) const;
   std::string Do(const PersonsAct& act);
   std::string DoAtModal(ModalWindow& window, const PersonsAct& act);
+  std::string DoAtPicker(ModalWindow& window, const PersonsAct& act);
   std::string GoTo(const std::string& node);
   std::string FirstNode() const;
   void WaitFor(ModalWindow& window);
@@ -123,6 +130,7 @@ class Session final : public FrontEnd {
   Host& m_host;
   Setup m_setup;
   FileRoots m_files;
+  Transfers m_transfers;
   FrontEnd* m_before;
   std::vector<ModalWindow*> m_windows;
   unsigned m_lastWindow = 1;
@@ -138,7 +146,7 @@ class Session final : public FrontEnd {
   std::string m_refusal;
   std::vector<std::string> m_opened;
   int m_beeps = 0;
-  std::optional<Progress> m_progress;
+  std::optional<Work> m_work;
   std::chrono::steady_clock::time_point m_lastTurn;
   bool m_stop = false;
 
@@ -147,7 +155,8 @@ class Session final : public FrontEnd {
   std::condition_variable m_published;
   std::deque<std::unique_ptr<Request>> m_queue;
   std::string m_state;  // the fields behind the version
-  std::uint64_t m_version = 0;
+  std::uint64_t m_version;
+  std::string m_answeredTab;  // whose act's answer brings the state
 };
 
 }  // namespace web

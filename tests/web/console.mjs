@@ -1,6 +1,6 @@
 // Starts a console on a scratch home, and a browser beside it; both are ended by their own ids.
 import { execFileSync, spawn } from 'node:child_process';
-import { mkdtempSync, rmSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, readdirSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { dirname, join } from 'node:path';
 import { chromium } from 'playwright-core';
@@ -11,6 +11,11 @@ const program = process.env.MARROWEN;
 export class Home {
   constructor() {
     this.folder = mkdtempSync(join(tmpdir(), 'marrowen-web-'));
+    mkdirSync(join(this.folder, 'tmp'));
+  }
+  /** The files that lie in the console's folder for temporary ones. */
+  temporaryFiles() {
+    return readdirSync(join(this.folder, 'tmp'), { recursive: true, withFileTypes: true }).filter((entry) => entry.isFile());
   }
   run(...words) {
     return execFileSync(program, ['--home', join(this.folder, 'home'), ...words], { encoding: 'utf8' });
@@ -36,6 +41,7 @@ export class Home {
 export async function serve(home, words = [], port = 0) {
   const child = spawn(program, ['--home', join(home.folder, 'home'), 'serve', '--listen', `127.0.0.1:${port}`, ...words], {
     stdio: ['ignore', 'pipe', 'pipe'],
+    env: { ...process.env, TMPDIR: join(home.folder, 'tmp') },
   });
   let printed = '';
   let errors = '';

@@ -25,6 +25,7 @@ before(async () => {
   console_ = await serve(home);
   browser = await startBrowser();
   page = await browser.context.newPage();
+  page.setDefaultTimeout(10000);
   page.on('console', (message) => said.push(`${message.type()}: ${message.text()}`));
   page.on('pageerror', (error) => said.push(String(error)));
   await page.goto(console_.address);
@@ -140,6 +141,47 @@ test('Back, a link, the search and the keyboard alone lead to a setting', async 
   await page.getByRole('tree').focus();
   await page.keyboard.press('ArrowDown');
   await page.getByRole('heading', { level: 1, name: 'Cipher' }).waitFor();
+});
+
+test('settings are exported by a download, and imported by an upload that a preview comes before', async () => {
+  const dialog = page.locator('dialog[open]').last();
+  const press = (name) => dialog.getByRole('button', { name, exact: true }).click();
+  const closed = () => until(() => page.locator('dialog[open]').count(), 0);
+  const level = () => home.value('SSHD', 'CompressionLevel');
+  await show('Configuration Management');
+  await page.getByRole('button', { name: 'Export Settings', exact: true }).click();
+  await dialog.getByRole('textbox', { name: 'File name' }).fill('mine');
+  const download = page.waitForEvent('download');
+  await press('Download');
+  // Questions come before the file is written, and the file is fetched only then.
+  await dialog.getByText('Do you want to export cached authentication keys?').waitFor();
+  await press('No');
+  await dialog.getByText('Settings saved in').waitFor();
+  await press('OK');
+  assert.equal((await download).suggestedFilename(), 'mine.xml');
+  const file = join(home.folder, 'mine.xml');
+  await (await download).saveAs(file);
+  assert.match(readFileSync(file, 'utf8'), /<product name="Tessel Marrowen SSH Server"\/>/);
+  assert.deepEqual(home.temporaryFiles(), [], 'a fetched file is deleted');
+
+  const exported = level();
+  home.run('set', compression, 'Level=1');
+  for (const [answer, wanted] of [['Cancel', '1'], ['Import', exported]]) {
+    await page.getByRole('button', { name: 'Import Settings', exact: true }).click();
+    await press('Yes');
+    const chooser = page.waitForEvent('filechooser');
+    await press('Upload');
+    await (await chooser).setFiles(file);
+    await dialog.getByText(/^The import adds 0 and changes 1;/).waitFor();
+    await dialog.getByRole('row', { name: `changed SSHD CompressionLevel 1 ${exported}` }).waitFor();
+    assert.equal(level(), '1');
+    await press(answer);
+    await dialog.getByText(answer === 'Import' ? /Settings from .* imported/ : 'Unable to Import').waitFor();
+    await press('OK');
+    await closed();
+    assert.equal(level().replace('\0', ''), wanted);
+    assert.deepEqual(home.temporaryFiles(), [], 'a read file is deleted');
+  }
 });
 
 test('a user is added and deleted through dialogs, by keys', async () => {

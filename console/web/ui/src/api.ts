@@ -49,6 +49,7 @@ export interface ModalWindow {
   overwritePrompt?: boolean;
   fileName?: string;
   filter?: string;
+  transfer?: boolean;
 }
 
 export interface State {
@@ -66,7 +67,8 @@ export interface State {
   windows: ModalWindow[];
   marks: string[];
   apply: boolean;
-  working?: { done: number; unit: string };
+  download: { id: string; name: string; tab: string } | null;
+  working?: { done: number; unit: string; canStop: boolean };
 }
 
 export interface Act {
@@ -104,6 +106,9 @@ export const store = {
   changed: () => {},
 };
 
+/** This tab among those that the console is open in. */
+const tab = Math.random().toString(36).slice(2);
+
 let toastTimer = 0;
 export function tell(toast: Toast | null) {
   store.toast = toast;
@@ -122,15 +127,25 @@ function take(state: State) {
   const before = store.state;
   if (before && before.instance === state.instance && state.version <= before.version) return;
   store.state = state;
+  if (state.download?.tab === tab) download(state.download);
   if (state.notice && before?.instance !== state.instance) tell({ text: state.notice, error: true });
   store.changed();
 }
 
+let downloaded = '';
+function download({ id, name }: { id: string; name: string }) {
+  // It is there once, and states tell of it until the next act.
+  if (downloaded === id) return;
+  downloaded = id;
+  const link = document.createElement('a');
+  link.href = `/api/download?id=${id}`;
+  link.download = name;
+  link.click();
+  tell({ text: `${name} goes to this browser's downloads.` });
+}
+
 async function request(path: string, body?: unknown): Promise<Response> {
-  const response = await fetch(
-    path,
-    body === undefined ? {} : { method: 'POST', body: JSON.stringify(body), headers: { 'Content-Type': 'application/json' } },
-  );
+  const response = await fetch(path, body === undefined ? {} : { method: 'POST', body: body instanceof Blob ? body : JSON.stringify(body) });
   setLine(response.status === 401 ? 'closed' : 'open');
   return response;
 }
@@ -153,7 +168,7 @@ interface Waiting {
 }
 
 const queue: Waiting[] = [];
-let busy = false;
+let worker: Promise<void> | null = null;
 const replaceable = ['rewrite', 'enter', 'drag', 'node'];
 
 /** Does the act behind those that wait, and returns its refusal, which a quiet act does not show. */
@@ -169,17 +184,18 @@ export function act(next: Act, quiet = false): Promise<string> {
     } else {
       queue.push({ act: next, quiet, done: [done] });
     }
-    void work();
+    worker ??= work();
   });
 }
 
+/** When every act that was done until now is answered. */
+export const settled = () => worker ?? Promise.resolve();
+
 async function work() {
-  if (busy) return;
-  busy = true;
   for (let next = queue.shift(); next; next = queue.shift()) {
     let refusal = '';
     try {
-      const reply = (await (await request('/api/act', next.act)).json()) as Reply;
+      const reply = (await (await request('/api/act', { ...next.act, tab })).json()) as Reply;
       refusal = reply.refusal;
       if (reply.state) take(reply.state);
       if (reply.beeps) store.beeps += reply.beeps;
@@ -192,7 +208,7 @@ async function work() {
     }
     for (const done of next.done) done(refusal);
   }
-  busy = false;
+  worker = null;
 }
 
 function open(link: string) {
@@ -219,12 +235,27 @@ export async function switchTo(computer: string, configServer: boolean, drop: bo
   }
 }
 
+/** Sends the file to the picker that asks for it, in pieces that a request may have. */
+export async function upload(window: number, file: File): Promise<void> {
+  const piece = 1 << 19;
+  try {
+    for (let first = 0; first === 0 || first < file.size; first += piece) {
+      const query = new URLSearchParams({ window: String(window), first: String(first), tab });
+      const reply = (await (await request(`/api/upload?${query}`, file.slice(first, first + piece))).json()) as { refusal: string };
+      if (reply.refusal) return tell({ text: reply.refusal, error: true });
+    }
+  } catch {
+    return tell({ text: 'The file has not arrived whole.', error: true });
+  }
+  await act({ act: 'upload', window, text: file.name });
+}
+
 /** Follows the state for ever: other tabs and long work change it too. */
 export async function follow() {
   const pause = (milliseconds: number) => new Promise((done) => setTimeout(done, milliseconds));
   for (;;) {
     const from = store.state;
-    const state = await get<State>('/api/state', { after: from?.version ?? 0, instance: from?.instance ?? '' });
+    const state = await get<State>('/api/state', { after: from?.version ?? 0, tab });
     if (state?.instance) take(state);
     else {
       if (store.line === 'open') setLine('lost');

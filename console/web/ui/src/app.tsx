@@ -2,9 +2,9 @@
 
 import { render } from 'preact';
 import { useEffect, useReducer, useRef, useState } from 'preact/hooks';
-import { act, follow, store, switchTo, tell, type State } from './api';
+import { act, follow, settled, store, switchTo, tell, type State } from './api';
 import { Controls } from './controls';
-import { Modal, Windows } from './dialogs';
+import { Modal, Windows, Working } from './dialogs';
 import { Search, type Found } from './search';
 import { TreeView } from './tree';
 
@@ -143,14 +143,6 @@ function Bar({ state }: { state: State }) {
           <span class="error">The console does not answer. Trying again…</span>
         ) : line === 'closed' ? (
           <span class="error">This browser is not let in any more. Open the address that the console printed.</span>
-        ) : state.working ? (
-          <>
-            <span class="spinner" aria-hidden="true" />
-            {state.working.done.toLocaleString('en')} {state.working.unit}
-            <button type="button" onClick={() => void act({ act: 'stop', window: state.window })}>
-              Stop
-            </button>
-          </>
         ) : toast ? (
           <span class={toast.error ? 'error' : ''}>
             {toast.text}{' '}
@@ -200,11 +192,10 @@ function App() {
     const onKey = (event: KeyboardEvent) => {
       if ((event.ctrlKey || event.metaKey) && event.key.toLowerCase() === 's') {
         event.preventDefault();
-        const now = store.state;
-        if (!now?.apply || now.windows.length) return;
-        // The edit that has the focus is left first, as by a click on Apply.
+        if (store.state?.windows.length) return;
+        // The edit that has the focus is left first, as by a click on Apply; what was typed may be on its way.
         (document.activeElement as HTMLElement | null)?.blur?.();
-        void act({ act: 'apply' });
+        void settled().then(() => store.state?.apply && !store.state.windows.length && act({ act: 'apply' }));
       }
       if (event.key === 'F1') {
         event.preventDefault();
@@ -276,6 +267,7 @@ function App() {
       <Page state={state} found={found} />
       <Bar state={state} />
       <Windows windows={state.windows} />
+      {state.working && <Working {...state.working} />}
     </div>
   );
 }

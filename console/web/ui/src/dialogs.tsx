@@ -2,7 +2,7 @@
 
 import type { ComponentChildren } from 'preact';
 import { useEffect, useRef, useState } from 'preact/hooks';
-import { act, get, plain, type ModalWindow } from './api';
+import { act, get, plain, upload, type ModalWindow } from './api';
 import { Controls } from './controls';
 
 /** A window that keeps everything below it out of reach. */
@@ -57,14 +57,12 @@ function Dialog({ modal }: { modal: ModalWindow }) {
       <div class="body">
         <Controls controls={controls} window={modal.window} title={modal.caption || 'Dialog'} />
       </div>
-      {(!has('ok') || !has('cancel')) && (
+      {!has('cancel') && !has('close') && (
         <div class="buttons">
-          {!has('cancel') && !has('close') && (
-            <button type="button" onClick={() => press('close')}>
-              Cancel
-            </button>
-          )}
-          {!has('ok') && !has('close') && (
+          <button type="button" onClick={() => press('close')}>
+            Cancel
+          </button>
+          {!has('ok') && (
             <button type="button" class="primary" onClick={() => press('ok')}>
               OK
             </button>
@@ -130,23 +128,20 @@ function Picker({ modal }: { modal: ModalWindow }) {
   const [name, setName] = useState(/[\\/]/.test(proposed) ? proposed.replace(/.*[\\/]/, '') : proposed);
   const [sure, setSure] = useState('');
   const [places, setPlaces] = useState(0);
+  const [sending, setSending] = useState(false);
+  const chosen = useRef<HTMLInputElement>(null);
   const label = folderOnly ? modal.text || 'Choose a folder' : modal.save ? 'Save as' : 'Open';
 
   async function enter(path: string) {
-    let next = await get<Listing>('/api/files', { path });
-    if (next && !path) setPlaces(next.folders.length);
+    let next = await get<Listing>('/api/files', { path, or_roots: 1 });
+    if (next && !next.path) setPlaces(next.folders.length);
     // With one root there is nothing to choose at the top.
-    if (next && !path && next.folders.length === 1) next = await get<Listing>('/api/files', { path: next.folders[0]!.path });
+    if (next && !next.path && next.folders.length === 1) next = await get<Listing>('/api/files', { path: next.folders[0]!.path });
     if (next) setListing(next);
   }
   useEffect(() => {
-    const start = proposed.replace(/[\\/][^\\/]*$/, (end) => (end.length < proposed.length ? '' : end));
-    void enter(/[\\/]/.test(proposed) && start !== proposed ? start : '').then(() =>
-      setListing((now) => {
-        if (!now) void enter('');
-        return now;
-      }),
-    );
+    const end = proposed.search(/[\\/][^\\/]*$/);
+    void enter(end < 0 ? '' : proposed.slice(0, end));
   }, []);
 
   const path = listing?.path ?? '';
@@ -158,6 +153,12 @@ function Picker({ modal }: { modal: ModalWindow }) {
     const there = listing?.files.some((file) => file.name.toLowerCase() === name.toLowerCase());
     if (modal.save && modal.overwritePrompt && there && sure !== target) return setSure(target);
     void act({ act: 'answer', window: modal.window, text: target });
+  }
+  async function send(file: File | undefined) {
+    if (!file) return;
+    setSending(true);
+    await upload(modal.window, file);
+    setSending(false);
   }
   const entries = [
     ...(listing && (listing.parent || (path && places !== 1)) ? [{ name: '..', path: listing.parent, folder: true }] : []),
@@ -206,6 +207,18 @@ function Picker({ modal }: { modal: ModalWindow }) {
         {sure && <p role="alert">{name} already exists. Press Replace to write over it.</p>}
       </div>
       <div class="buttons">
+        {modal.transfer && (modal.save ? (
+          <button type="button" class="aside" disabled={!name} onClick={() => void act({ act: 'download', window: modal.window, text: name })}>
+            Download
+          </button>
+        ) : (
+          <>
+            <input ref={chosen} type="file" hidden aria-label="File to upload" onChange={(event) => send(event.currentTarget.files?.[0])} />
+            <button type="button" class="aside" disabled={sending} onClick={() => chosen.current?.click()}>
+              {sending ? 'Uploading…' : 'Upload'}
+            </button>
+          </>
+        ))}
         <button type="button" onClick={cancel}>
           Cancel
         </button>
@@ -213,6 +226,31 @@ function Picker({ modal }: { modal: ModalWindow }) {
           {sure ? 'Replace' : folderOnly ? 'Choose' : modal.save ? 'Save' : 'Open'}
         </button>
       </div>
+    </Modal>
+  );
+}
+
+/** Stands above all while the console is at work and takes nothing but the wish to stop. */
+export function Working({ done, unit, canStop }: { done: number; unit: string; canStop: boolean }) {
+  const [stopping, setStopping] = useState(false);
+  function stop() {
+    if (!canStop) return;
+    setStopping(true);
+    void act({ act: 'stop' });
+  }
+  return (
+    <Modal label="At work" onClose={stop}>
+      <p class="message working" role="status">
+        <span class="spinner" aria-hidden="true" />
+        {done.toLocaleString('en')} {unit}
+      </p>
+      {canStop && (
+        <div class="buttons">
+          <button type="button" data-first="" disabled={stopping} onClick={stop}>
+            Cancel
+          </button>
+        </div>
+      )}
     </Modal>
   );
 }

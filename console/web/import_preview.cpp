@@ -1,0 +1,93 @@
+#include "console/web/import_preview.h"
+
+#include <stdexcept>
+
+#include "configuration/settings_compare.h"
+#include "window/dialog.h"
+
+namespace web {
+namespace {
+
+struct Preview {
+  std::vector<std::vector<std::string>> rows;
+  size_t added = 0;
+  size_t changed = 0;
+  size_t same = 0;
+  std::string trouble;
+
+  void Take(const SettingsChange& change) {
+    if (change.kind == ChangeKind::Same) {
+      ++same;
+      return;
+    }
+    const bool isNew = change.kind == ChangeKind::Added;
+    // The whole path of each key would push what differs out of sight.
+    constexpr std::string_view kRoot = "HKEY_LOCAL_MACHINE\\SOFTWARE\\TesselWorks\\";
+    std::string_view key = change.key;
+    if (text::EqualNoCase(key.substr(0, kRoot.size()), kRoot)) key.remove_prefix(kRoot.size());
+    ++(isNew ? added : changed);
+    rows.push_back({isNew ? "added" : "changed", std::string(key), change.name, change.before, change.after});
+  }
+};
+
+Preview Look(const std::string& file) {
+  Preview preview;
+  XmlReader reader;
+  reader.showMessage = [&preview](const CString& message) { preview.trouble = message; };
+  const CStringList tokens = ImportTokens(LocalInstallFolder());
+  constexpr char kEndsEarly[] = "The import would end before the file does, and keep what it did until then.";
+  try {
+    const int whole = PreviewImport(reader, file, &tokens, [&](const SettingsChange& c) { preview.Take(c); });
+    if (whole == 0) preview.trouble = kEndsEarly;
+  } catch (const FileError& error) {
+    preview.trouble = error.what();
+  } catch (const std::out_of_range&) {
+    preview.trouble = kEndsEarly;
+  }
+  return preview;
+}
+
+class PreviewDialog final : public CDialog {
+ public:
+  explicit PreviewDialog(Preview preview) : CDialog("Import Settings"), m_preview(std::move(preview)) {}
+
+ protected:
+  void BuildControls() override {
+    Add(std::make_unique<CStatic>(), -1).caption = Summary();
+    if (!m_preview.trouble.empty()) Add(std::make_unique<CStatic>(), -1).caption = m_preview.trouble;
+    if (!m_preview.rows.empty()) {
+      CListCtrl& list = Add(std::make_unique<CListCtrl>(), -1);
+      list.caption = "Changes";
+      list.columns = {{"Change", 90}, {"Key", 260}, {"Value", 160}, {"Now", 160}, {"After", 160}};
+      for (std::vector<std::string>& row : m_preview.rows)
+        list.InsertItem(list.GetItemCount(), std::move(row));
+    }
+    Add(std::make_unique<CButton>(), -1).caption = kImport;
+    Add(std::make_unique<CButton>(), -1).caption = "Cancel";
+  }
+
+  void OnControl(CWnd& control, Notice notice) override {
+    if (notice != Notice::Clicked) return;
+    control.caption == kImport ? OnOK() : OnCancel();
+  }
+
+ private:
+  static constexpr char kImport[] = "Import";
+
+  std::string Summary() const {
+    if (m_preview.rows.empty()) {
+      return "The file changes nothing: " + std::to_string(m_preview.same) + " settings stay as they are.";
+    }
+    return "The import adds " + std::to_string(m_preview.added) + " and changes " +
+           std::to_string(m_preview.changed) + "; " + std::to_string(m_preview.same) +
+           " settings stay as they are.";
+  }
+
+  Preview m_preview;
+};
+
+}  // namespace
+
+bool ConfirmImport(const std::string& file) { return PreviewDialog(Look(file)).DoModal() == Reply::Ok; }
+
+}  // namespace web

@@ -1,0 +1,12 @@
+#pragma once
+
+// What an import of settings would do, shown before it does it.
+
+#include <string>
+
+namespace web {
+
+// Shows the person what the file would add and change; true for "Import".
+bool ConfirmImport(const std::string& file);
+
+}  // namespace web

@@ -1,0 +1,128 @@
+#include "console/web/transfers.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "console/web/gate.h"
+
+namespace fs = std::filesystem;
+
+namespace web {
+namespace {
+
+constexpr char kPiece[] = "/piece";
+
+// A name for this machine's folders in any code page.
+std::string SafeName(std::string_view name) {
+  constexpr size_t kLongest = 100;
+  constexpr std::string_view kPunctuation = " ._-()";
+  std::string safe(name.substr(name.size() - std::min(name.size(), kLongest)));
+  for (char& c : safe) {
+    const bool plain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+    if (!plain && kPunctuation.find(c) == std::string_view::npos) c = '_';
+  }
+  return safe.find_first_not_of(" .") == std::string::npos ? "file" : safe;
+}
+
+bool MakeEmpty(const std::string& path) {
+  const int file = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (file < 0) return false;
+  close(file);
+  return true;
+}
+
+void Delete(const std::string& folder) {
+  std::error_code ignored;
+  fs::remove_all(folder, ignored);
+}
+
+}  // namespace
+
+std::string Transfers::NewFolder() {
+  if (m_folder.empty()) return {};
+  std::string folder = m_folder + "/" + std::to_string(++m_last);
+  return mkdir(folder.c_str(), S_IRWXU) == 0 ? folder : "";
+}
+
+std::optional<std::string> Transfers::BeginDownload(std::string_view name, const std::string& tab,
+                                                    size_t depth) {
+  if (m_download) Delete(m_download->folder);
+  m_download.reset();
+  const std::string folder = NewFolder();
+  const std::string safe = SafeName(name);
+  if (folder.empty() || !MakeEmpty(folder + "/" + safe)) return std::nullopt;
+  char id[65];
+  MakeSecret(id);
+  m_download = Download{id, std::string(name), tab, folder, depth};
+  return folder + "/" + safe;
+}
+
+nlohmann::ordered_json Transfers::Waiting() const {
+  if (!m_download || m_download->ready.empty()) return nullptr;
+  return {{"id", m_download->id}, {"name", m_download->name}, {"tab", m_download->tab}};
+}
+
+std::string Transfers::TakeDownload(std::string_view id) {
+  if (!m_download || m_download->ready.empty() || m_download->id != id) return {};
+  std::string path = std::move(m_download->ready);
+  m_download.reset();
+  return path;
+}
+
+std::string Transfers::AddToUpload(unsigned window, const std::string& tab, std::uint64_t at,
+                                   std::string_view bytes) {
+  if (at == 0) {
+    if (m_upload) Delete(m_upload->folder);
+    m_upload = Upload{NewFolder(), window, tab};
+    if (m_upload->folder.empty() || !MakeEmpty(m_upload->folder + kPiece)) {
+      m_upload.reset();
+      return "The console has no room for the file.";
+    }
+  }
+  if (!m_upload || m_upload->window != window || m_upload->tab != tab || m_upload->size != at ||
+      m_upload->depth) {
+    return "The file has not arrived whole.";
+  }
+  if (at + bytes.size() > kMostUpload) return "The file is too large.";
+  std::ofstream file(m_upload->folder + kPiece, std::ios::binary | std::ios::app);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  if (!file.flush()) return "The console has no room for the file.";
+  m_upload->size += bytes.size();
+  return {};
+}
+
+std::optional<std::string> Transfers::EndUpload(unsigned window, const std::string& tab,
+                                                std::string_view name, size_t depth) {
+  if (!m_upload || m_upload->window != window || m_upload->tab != tab || m_upload->depth) return std::nullopt;
+  std::string path = m_upload->folder + "/" + SafeName(name);
+  if (rename((m_upload->folder + kPiece).c_str(), path.c_str()) != 0) return std::nullopt;
+  m_upload->depth = depth;
+  return path;
+}
+
+void Transfers::Settled(size_t depth) {
+  if (m_upload && m_upload->depth && depth <= *m_upload->depth) {
+    Delete(m_upload->folder);
+    m_upload.reset();
+  }
+  if (!m_download || !m_download->ready.empty() || depth > m_download->depth) return;
+  std::error_code error;
+  for (const fs::directory_entry& entry : fs::directory_iterator(m_download->folder, error)) {
+    if (!entry.is_regular_file(error) || entry.file_size(error) == 0) continue;
+    m_download->ready = entry.path().string();
+    // A page adds an ending to a name without one.
+    if (!fs::path(m_download->name).has_extension()) m_download->name += entry.path().extension().string();
+  }
+  // Where the page has written nothing, it has said why.
+  if (!m_download->ready.empty()) return;
+  Delete(m_download->folder);
+  m_download.reset();
+}
+
+}  // namespace web
