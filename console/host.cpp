@@ -66,6 +66,7 @@ Host::Host(const Options& options, const Library& library) : m_options(options),
   m_context.pfnHasUnsavedChanges = [](PropExtContext*) -> std::uint32_t {
     return current->HasUnsavedChanges() ? 1 : 0;
   };
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): the interface passes texts by value
   m_context.pfnImportSettings = [](CString product, CString file) -> std::uint32_t {
     return current->ImportSettings(product, file);
   };

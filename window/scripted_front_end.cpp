@@ -108,6 +108,7 @@ Reply ScriptedFrontEnd::ShowMessage(std::string_view text, Buttons buttons) {
     if (text::EqualNoCase(reply.name, *answer)) return reply.reply;
   }
   std::vector<std::string> names;
+  names.reserve(replies.size());
   for (const NamedReply& reply : replies) names.emplace_back(reply.name);
   Refuse("\"" + std::string(text) + "\" takes " + OneOf(names) + ", not \"" + *answer + "\".");
   return replies.back().reply;

@@ -61,11 +61,12 @@ expect 0 '' --computer srv1 export b.xml
 expect 0 '' diff a.xml b.xml
 expect 1 '"status": 1,\s+"error": "",[^}]*"added": \[\],\s+"changed": \[\s+\{' --json diff a.xml
 
-# New principals stand in the tree at once for whoever goes on; the command's next run shows them.
+# New principals stand in the tree at once for whoever goes on.
 printf "$head$chain"'<k name="Users"><k name="CORP?ann"/></k></k></k></k></k></registry>\r\n' >users.xml
 expect 0 'added  [^\n]*\\Users\\CORP\?ann\n' import --dry-run users.xml
 expect 1 'no node' show 'Users::CORP\ann'
-expect 0 '' import users.xml
+printf 'node Configuration Management\nanswer Yes\npath %s/users.xml\npress Import Settings\nnode Users::CORP\\ann\nshow\napply\n' "$folder" >script
+expect 0 'Home Directory' run script
 expect 0 'Home Directory' show 'Users::CORP\ann'
 
 # Credentials travel by permission, in both directions.

@@ -15,5 +15,17 @@ grep -qE 'CompressionLevel +REG_SZ +9$' <<<"$stored"
 grep -qE 'AllowCompression +REG_SZ +yes$' <<<"$stored"
 wine "$program" set "$page" "Enable Compression=off"
 wine reg query "$server" /v AllowCompression | tr -d '\r' | grep -qE 'REG_SZ +no$'
+
+# A settings file carries the settings away and brings them back.
+program=$(readlink -f "$program")
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+cd "$folder"
+wine "$program" export all.xml | tr -d '\r' | grep -q '^Settings saved in .*all\.xml\.$'
+wine "$program" set "$page" "Enable Compression=on" "Level=3"
+wine "$program" import --dry-run all.xml | tr -d '\r' | grep -q '  CompressionLevel: 3 -> 9$'
+wine "$program" import all.xml >/dev/null
+wine "$program" diff all.xml >/dev/null
+wine reg query "$server" /v CompressionLevel | tr -d '\r' | grep -qE 'REG_SZ +9$'
 wine reg delete 'HKLM\Software\TesselWorks' /f >/dev/null
 echo "wine scenario: all as expected"
