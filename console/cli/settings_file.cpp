@@ -31,15 +31,22 @@ struct Words {
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
+bool IsThisComputer(const std::string& name) {
+  char own[MAX_COMPUTERNAME_LENGTH + 1] = "";
+  DWORD size = sizeof own;
+  return name.empty() || (GetComputerNameA(own, &size) && text::EqualNoCase(name, own));
+}
+
 // Settings files are those of the local computer, so a command for another one runs there.
 std::optional<Outcome> GoToComputer(Settings& settings) {
   if (settings.host.configServerMode) {
     return Failed("A settings file holds a computer's own settings, not those of a named configuration.",
                   Status::WrongUse);
   }
-  if (settings.host.computer.empty()) return std::nullopt;
-  const machine::Outcome there = machine::StandOn(settings.host.computer);
-  if (!there) return Failed(there.sentence);
+  if (!IsThisComputer(settings.host.computer)) {
+    const machine::Outcome there = machine::StandOn(settings.host.computer);
+    if (!there) return Failed(there.sentence);
+  }
   settings.host.computer.clear();
   return std::nullopt;
 }

@@ -57,6 +57,7 @@ expect 0 'Level +edit +7' --computer srv1 show "$page"
 expect 0 'This is SRV1\.' --computer srv1 show Banner
 expect 0 '' set "$page" "Level=2"
 expect 0 '' --computer srv1 diff a.xml
+expect 1 'CompressionLevel: 7 -> 2' --computer builder7 diff a.xml
 expect 0 '' --computer srv1 export b.xml
 expect 0 '' diff a.xml b.xml
 expect 1 '"status": 1,\s+"error": "",[^}]*"added": \[\],\s+"changed": \[\s+\{' --json diff a.xml
