@@ -126,8 +126,8 @@ void Host::ReadPrincipals() {
 void Host::RemoveNode(const std::string& path) {
   if (m_tree->RemovePrincipal(path)) return;
   for (const std::string& root : m_tree->Roots()) {
-    if (!root.empty() && m_path.starts_with(root + "::") && m_tree->RemovePrincipal(root + "::" + path))
-      return;
+    const std::string head = root + "::";
+    if (!root.empty() && m_path.starts_with(head) && m_tree->RemovePrincipal(head + path)) return;
   }
 }
 
