@@ -185,7 +185,8 @@ void CPrpCfgSettings::OnImportSettings() {
   if (!SaysYes(kAskToImport)) return;
   const auto key = OpenKeyForPath();
   if (key == nullptr) return;
-  const auto file = CurrentFrontEnd().PickFile({false, false, FolderOf(*key) + kSettingsFile, kFileFilter, true});
+  const auto file =
+      CurrentFrontEnd().PickFile({false, false, FolderOf(*key) + kSettingsFile, kFileFilter, true});
   if (!file) return;
   const std::uint32_t status = m_context->pfnImportSettings(kSettingsProduct, *file);
   if (status == kOtherProduct) {
