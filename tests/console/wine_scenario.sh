@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The console on Windows' own registry: what it stores is read back with the system's own tool.
-# wine_scenario.sh PROGRAM
+# wine_scenario.sh PROGRAM NATIVE: NATIVE is the same console on an embedded computer.
 set -euo pipefail
 program=$1
+native=$(readlink -f "$2")
 server='HKLM\Software\TesselWorks\SSHD'
 page="General Settings::Compression"
 wine reg delete 'HKLM\Software\TesselWorks' /f >/dev/null 2>&1 || true
@@ -27,5 +28,25 @@ wine "$program" import --dry-run all.xml | tr -d '\r' | grep -q '  CompressionLe
 wine "$program" import all.xml >/dev/null
 wine "$program" diff all.xml >/dev/null
 wine reg query "$server" /v CompressionLevel | tr -d '\r' | grep -qE 'REG_SZ +9$'
+
+# A file of one platform says the same on the other: after its import nothing of it is missing there, and what
+# comes out again differs in nothing that both have.
+export MARROWEN_HOME=$folder/home
+wine "$program" set Banner $'Splash Banner=a "b" <c & d\ne' >/dev/null
+wine reg add "$server\\Users" /f >/dev/null
+wine "$program" user add alice --domain CORP >/dev/null
+wine "$program" export windows.xml >/dev/null
+"$native" import windows.xml >/dev/null
+"$native" export embedded.xml >/dev/null 2>&1
+differences=$("$native" diff windows.xml embedded.xml) || true
+if grep -qvE '^added |^[0-9]+ the same$' <<<"$differences"; then
+  echo "A settings file of Windows came back changed:"
+  echo "$differences"
+  exit 1
+fi
+grep -E '<v ' windows.xml >values.txt
+[ -s values.txt ]
+! grep -vxFf <(grep -E '<v ' embedded.xml) values.txt
+
 wine reg delete 'HKLM\Software\TesselWorks' /f >/dev/null
 echo "wine scenario: all as expected"
