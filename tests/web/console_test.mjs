@@ -20,6 +20,7 @@ const said = [];
 before(async () => {
   home = new Home();
   home.run('computer', 'add', 'branch');
+  for (const name of ['site-a', 'site-b']) home.run('config', 'add', name);
   home.run('set', compression, 'Enable Compression=on', 'Level=5');
   home.run('--computer', 'branch', 'set', compression, 'Enable Compression=on', 'Level=5');
   console_ = await serve(home);
@@ -95,6 +96,42 @@ test('edits of two nodes are marked, counted, written by one Apply and dropped b
     assert.equal(home.value('SSHD', 'SessionLimit') === '77', stored);
     assert.equal(home.value('SSHD', 'CompressionLevel') === '4', stored);
   }
+});
+
+test('closing the tab asks while edits wait', async () => {
+  const asked = async () => {
+    const other = await browser.context.newPage();
+    await other.goto(console_.origin + '/' + hash(compression));
+    await other.getByRole('heading', { level: 1 }).click();
+    let question = false;
+    other.on('dialog', (dialog) => ((question = dialog.type() === 'beforeunload'), void dialog.accept()));
+    const closed = other.waitForEvent('close');
+    await other.close({ runBeforeUnload: true });
+    await closed;
+    return question;
+  };
+  assert.equal(await asked(), false);
+  await level().fill('2');
+  await until(() => apply().isEnabled(), true);
+  assert.equal(await asked(), true);
+});
+
+test('a named configuration is chosen at the top and holds settings of its own', async () => {
+  const edited = page.getByRole('combobox', { name: 'What is edited' });
+  const own = home.value('SSHD', 'SessionLimit');
+  await edited.selectOption('Named configurations');
+  await page.locator('option', { hasText: 'site-b' }).waitFor({ state: 'attached' });
+  await edited.selectOption('site-b');
+  await page.getByRole('treeitem', { name: 'General Settings' }).click();
+  await page.locator('.crumbs', { hasText: 'site-b' }).waitFor();
+  await page.getByRole('textbox', { name: 'Maximum Connections' }).fill('41');
+  await apply().click();
+  await until(() => home.value('ConfigServer\\site-b\\SSHD', 'SessionLimit'), '41');
+  assert.equal(home.value('ConfigServer\\site-a\\SSHD', 'SessionLimit'), null);
+  assert.equal(home.value('SSHD', 'SessionLimit'), own);
+  await edited.selectOption('Own settings');
+  await page.locator('option', { hasText: 'site-b' }).waitFor({ state: 'detached' });
+  said.length = 0;
 });
 
 test('a reload, a second tab and a new server show what they must', async () => {

@@ -36,7 +36,7 @@ export function Modal({ label, onClose, onEnter, children, wide }: { label: stri
         }
         const target = event.target as HTMLElement;
         if (event.key !== 'Enter' || !onEnter || event.isComposing) return;
-        if (target.closest('button, textarea, a')) return;
+        if (target.closest('button, textarea, a, [type=search]')) return;
         event.preventDefault();
         onEnter();
       }}

@@ -190,7 +190,7 @@ export function List({ control, index, window, label }: { control: Control; inde
             </span>
           )}
           {columns.map((_, column) => (
-            <span role="gridcell" class="cell">
+            <span role="gridcell" class="cell" title={row?.cells[column]}>
               {row?.cells[column] ?? ''}
             </span>
           ))}
