@@ -1,5 +1,6 @@
 // Folders and lists of a hundred thousand principals: they open, scroll and filter by the window.
 import assert from 'node:assert/strict';
+import { readFileSync } from 'node:fs';
 import { after, before, test } from 'node:test';
 import { Home, serve, startBrowser } from './console.mjs';
 
@@ -55,4 +56,21 @@ test('the tree and the list of a hundred thousand users scroll, filter and selec
   await page.getByRole('option', { name: /user077777/ }).first().click();
   await page.getByRole('heading', { level: 1, name: 'user077777' }).waitFor();
   assert.ok(largest < 200000, `one answer had ${largest} bytes`);
+});
+
+test('an export tells how far it has come, and ends when it is cancelled', async () => {
+  await page.evaluate(() => (location.hash = '#/Configuration%20Management'));
+  const dialog = page.locator('dialog[open]').last();
+  const press = (name) => dialog.getByRole('button', { name, exact: true }).click();
+  await page.getByRole('button', { name: 'Export Settings', exact: true }).click();
+  const download = page.waitForEvent('download');
+  await press('Download');
+  await press('No');
+  await dialog.getByText(/^[\d,]+ keys$/).waitFor();
+  // The focus is on Cancel.
+  await page.keyboard.press('Enter');
+  await dialog.getByText('Settings saved in').waitFor();
+  await press('OK');
+  const written = readFileSync(await (await download).path(), 'utf8').match(/name="Shell"/g).length;
+  assert.ok(written < count, `${written} users were written whole`);
 });

@@ -18,7 +18,10 @@ int main(int argc, char** argv) {
     std::snprintf(name, sizeof name, "user%06d", i);
     HKEY made = nullptr;
     if (RegCreateKeyA(users, name, &made) != ERROR_SUCCESS) return 1;
+    const bool set =
+        RegSetValueExA(made, "Shell", 0, REG_SZ, reinterpret_cast<const BYTE*>("yes"), 4) == ERROR_SUCCESS;
     RegCloseKey(made);
+    if (!set) return 1;
   }
   RegCloseKey(users);
   return machine::CommitEvent() ? 0 : 1;
