@@ -106,33 +106,7 @@ void AddTransfers(Server& server, Session& session) {
   });
 }
 
-}  // namespace
-
-void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& index,
-               const SwitchHost& switchHost) {
-  server.set_default_headers(Gate::Protection());
-  server.set_pre_routing_handler([&gate](const Request& request, Response& response) {
-    if (gate.Admit(request, response)) return httplib::Server::HandlerResponse::Unhandled;
-    return httplib::Server::HandlerResponse::Handled;
-  });
-  AddBundle(server);
-  AddTransfers(server, session);
-
-  server.Get("/api/state", [&session](const Request& request, Response& response) {
-    constexpr std::chrono::seconds kPatience(20);
-    static std::atomic<int> waiting = 0;
-    constexpr int kMostWaiting = 32;
-    const int already = waiting++;
-    response.set_content(session.WaitForState(Number(request, "after", 0), request.get_param_value("tab"),
-                                              already < kMostWaiting ? kPatience : std::chrono::seconds(0)),
-                         kJson);
-    --waiting;
-  });
-  server.Post("/api/act", WithJson([&session](const json& body, Response& response) {
-                std::optional<PersonsAct> act = ActOf(body);
-                if (!act) return Refuse(response, 400, kWrongField);
-                response.set_content(session.Act(std::move(*act)), kJson);
-              }));
+void AddReads(Server& server, Session& session, SettingsIndex& index) {
   server.Get("/api/tree", [&session](const Request& request, Response& response) {
     const std::string node = request.get_param_value("node");
     const size_t first = Number(request, "first", 0);
@@ -164,6 +138,36 @@ void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& inde
     if (list == "null") return Refuse(response, 404, "There is no such folder among this console's.");
     response.set_content(list, kJson);
   });
+}
+
+}  // namespace
+
+void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& index,
+               const SwitchHost& switchHost) {
+  server.set_default_headers(Gate::Protection());
+  server.set_pre_routing_handler([&gate](const Request& request, Response& response) {
+    if (gate.Admit(request, response)) return httplib::Server::HandlerResponse::Unhandled;
+    return httplib::Server::HandlerResponse::Handled;
+  });
+  AddBundle(server);
+  AddTransfers(server, session);
+  AddReads(server, session, index);
+
+  server.Get("/api/state", [&session](const Request& request, Response& response) {
+    constexpr std::chrono::seconds kPatience(20);
+    static std::atomic<int> waiting = 0;
+    constexpr int kMostWaiting = 32;
+    const int already = waiting++;
+    response.set_content(session.WaitForState(Number(request, "after", 0), request.get_param_value("tab"),
+                                              already < kMostWaiting ? kPatience : std::chrono::seconds(0)),
+                         kJson);
+    --waiting;
+  });
+  server.Post("/api/act", WithJson([&session](const json& body, Response& response) {
+                std::optional<PersonsAct> act = ActOf(body);
+                if (!act) return Refuse(response, 400, kWrongField);
+                response.set_content(session.Act(std::move(*act)), kJson);
+              }));
   server.Post("/api/switch", WithJson([&session, switchHost](const json& body, Response& response) {
                 Host::Options options;
                 options.computer = body.value("computer", "");

@@ -81,7 +81,7 @@ test('the token opens once, becomes a strict cookie and leaves the address', asy
 });
 
 test('every request shows the cookie, and names this console as host and origin', async () => {
-  const paths = ['/', '/app.js', '/app.css', '/api/state', '/api/tree', '/api/rows', '/api/find?text=a', '/api/files', '/nowhere'];
+  const paths = ['/', '/app.js', '/app.css', '/api/state', '/api/tree', '/api/rows', '/api/find?text=a', '/api/files', '/api/download?id=a', '/nowhere'];
   for (const path of paths) {
     assert.equal((await ask(path)).status, 401, path);
     assert.equal((await ask(path, { headers: { Cookie: cookie.slice(0, -1) + '!' } })).status, 401, path);
@@ -97,6 +97,12 @@ test('every request shows the cookie, and names this console as host and origin'
   assert.equal((await post({ Origin: `http://localhost:${console_.port}` })).status, 403, 'another name of the machine');
   assert.equal((await post({ Origin: console_.origin, 'Sec-Fetch-Site': 'cross-site' })).status, 403);
   assert.equal((await post({ Origin: console_.origin })).status, 200);
+  // A file is taken only while a dialog asks for one, and given only to who knows its number.
+  const upload = (headers) => ask('/api/upload?window=1&first=0&tab=a', { method: 'POST', body: 'x', headers: { Cookie: cookie, ...headers } });
+  assert.equal((await upload({})).status, 403);
+  assert.match((await upload({ Origin: console_.origin })).text, /Nothing asks for a file/);
+  assert.equal((await ask('/api/download?id=', { headers: { Cookie: cookie } })).status, 404);
+  assert.deepEqual(home.temporaryFiles(), []);
 });
 
 test('no response may be framed, sniffed, kept or run foreign script', async () => {
