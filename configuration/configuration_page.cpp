@@ -103,13 +103,18 @@ CString FolderOf(const CTesselRegObject& key) {
   return folder.data();
 }
 
+// A person has cancelled the export.
+struct Cancelled {};
+
 EngineCallbacks Person() {
   EngineCallbacks ui;
   ui.ask = SaysYes;
   ui.tell = [](const CString& message) { AfxMessageBox(message); };
   ui.turn = [first = std::optional<int>()](int keys) mutable {
     if (!first) first = keys;
-    return !CurrentFrontEnd().TakeTurn({static_cast<std::uint64_t>(keys - *first), "keys"});
+    // The engine's Esc skips one key and leaves its element open; a person who cancels wants no file.
+    if (!CurrentFrontEnd().TakeTurn({static_cast<std::uint64_t>(keys - *first), "keys"})) throw Cancelled{};
+    return false;
   };
   return ui;
 }
@@ -135,7 +140,7 @@ class OpenedUp {
 };
 
 // Writes the local computer's settings, whichever one `key` is of. A file that can't be opened is passed
-// over; FileError and std::length_error of the engine pass through.
+// over; FileError and std::length_error of the engine pass through, and Cancelled.
 void WriteSettings(const CTesselRegObject& key, const CString& folder, const CString& file) {
   XmlWriter writer;
   writer.SetFileName(file);
@@ -169,6 +174,9 @@ void CPrpCfgSettings::OnExportSettings() {
   if (file->find('.') == CString::npos) *file += ".xml";
   try {
     WriteSettings(*key, folder, *file);
+  } catch (const Cancelled&) {
+    DeleteFileA(file->c_str());
+    return;
   } catch (const FileError& error) {
     AfxMessageBox(error.what());
     return;

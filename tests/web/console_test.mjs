@@ -300,6 +300,7 @@ test('every page can be used by everyone, light and dark, wide and narrow', asyn
     await level().fill('6');
     await until(() => page.locator('.count').innerText(), '1');
     await page.mouse.move(0, 0);
+    for (const dismiss of await page.getByRole('button', { name: 'Dismiss' }).all()) await dismiss.click();
     await page.setViewportSize({ width: 1280, height: 800 });
     await page.screenshot({ path: join(images, `compression-${colorScheme}.png`) });
     await page.setViewportSize({ width: 360, height: 740 });
