@@ -44,15 +44,34 @@ struct KeyOut {
   PFILETIME last_write;
 };
 
+// Names and data are short as a rule, and a call for each would be much of an enumeration's time.
+inline uint64_t WordAt(const char* bytes) {
+  uint64_t word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+inline void CopyShort(void* to, const char* from, size_t size) {
+  constexpr size_t kWord = sizeof(uint64_t);
+  if (size < kWord || size > 2 * kWord) {
+    std::memcpy(to, from, size);
+    return;
+  }
+  const uint64_t first = WordAt(from);
+  const uint64_t last = WordAt(from + size - kWord);
+  std::memcpy(to, &first, kWord);
+  std::memcpy(static_cast<char*>(to) + size - kWord, &last, kWord);
+}
+
 // A text of ASCII alone is the same in every code page.
 inline bool IsPlain(std::string_view text) {
+  constexpr size_t kWord = sizeof(uint64_t);
   uint64_t seen = 0;
-  for (; text.size() >= sizeof seen; text.remove_prefix(sizeof seen)) {
-    uint64_t word;
-    std::memcpy(&word, text.data(), sizeof word);
-    seen |= word;
+  if (text.size() < kWord) {
+    for (const char c : text) seen |= static_cast<unsigned char>(c);
+  } else {
+    for (size_t at = 0; at + kWord <= text.size(); at += kWord) seen |= WordAt(text.data() + at);
+    seen |= WordAt(text.data() + text.size() - kWord);
   }
-  for (const char c : text) seen |= static_cast<unsigned char>(c);
   return (seen & 0x8080808080808080u) == 0;
 }
 
@@ -60,7 +79,7 @@ inline LONG GiveBytes(std::string_view text, LPSTR buffer, LPDWORD size) {
   const auto length = static_cast<DWORD>(text.size());
   if (buffer != nullptr) {
     if (*size <= length) return ERROR_MORE_DATA;
-    std::memcpy(buffer, text.data(), length);
+    CopyShort(buffer, text.data(), length);
     buffer[length] = '\0';
   }
   if (size != nullptr) *size = length;
@@ -85,7 +104,7 @@ inline LONG GiveValue(const Value& value, const ValueOut& out) {
     if (status != 0) return status;
   }
   if (out.data == nullptr || size == 0) return ERROR_SUCCESS;
-  std::memcpy(out.data, value.data.data(), size);
+  CopyShort(out.data, value.data.data(), size);
   // A text without its terminator gets one where there is room, which does not count.
   const bool is_text = value.type == REG_SZ || value.type == REG_EXPAND_SZ || value.type == REG_MULTI_SZ;
   if (is_text && size < room && out.data[size - 1] != 0) out.data[size] = 0;
