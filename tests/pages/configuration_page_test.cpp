@@ -6,6 +6,7 @@
 #include "pages/pages.h"
 #include "store/error_text.h"
 #include "store/key_security.h"
+#include "tests/support/access_list.h"
 #include "tests/support/page_driver.h"
 
 namespace {
@@ -18,16 +19,6 @@ constexpr const char* kFolder = "C:\\PageTest\\";
 constexpr const char* kFile = "C:\\PageTest\\Shared Files\\page.xml";
 constexpr const char* kDefaults = "C:\\PageTest\\Shared Files\\marrowen_default_settings.xml";
 constexpr const char* kCachedKeys = "Do you want to export cached authentication keys?";
-
-CString ListOf(const CString& path) {
-  const LocalMemory<void> descriptor(key_security::GetKeySecurity(path.c_str()));
-  char* sddl = nullptr;
-  if (!descriptor || !ConvertSecurityDescriptorToStringSecurityDescriptorA(
-                         descriptor.get(), SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &sddl, nullptr)) {
-    return {};
-  }
-  return LocalMemory<char>(sddl).get();
-}
 
 CString Contents(const char* file) {
   CString bytes;

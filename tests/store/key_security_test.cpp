@@ -2,19 +2,9 @@
 
 #include "store/error_text.h"
 #include "tests/store/scratch_key.h"
+#include "tests/support/access_list.h"
 
 namespace {
-
-// The access list of a key under HKEY_LOCAL_MACHINE as text; empty if it has none.
-CString ListOf(const CString& path) {
-  const LocalMemory<void> descriptor(key_security::GetKeySecurity(path.c_str()));
-  char* sddl = nullptr;
-  if (!descriptor || !ConvertSecurityDescriptorToStringSecurityDescriptorA(
-                         descriptor.get(), SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &sddl, nullptr)) {
-    return {};
-  }
-  return LocalMemory<char>(sddl).get();
-}
 
 // Both spellings of full access to a key.
 bool IsOpenToEveryone(const CString& path) {
