@@ -182,7 +182,7 @@ Outcome QueryRegistry(const Settings& settings, const std::string& key, const st
   CStringList subkeys = open.GetSubKeys();
   std::reverse(subkeys.begin(), subkeys.end());
   outcome.data["keys"] = subkeys;
-  for (const CString& subkey : subkeys) outcome.text += full + "\\" + subkey + "\n";
+  for (const CString& subkey : subkeys) outcome.text.append(full).append("\\").append(subkey).append("\n");
   return outcome;
 }
 
