@@ -1,6 +1,7 @@
 #include "pages/principals/group_picker.h"
 
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -60,10 +61,9 @@ NET_API_STATUS AddGroups(CListBox& list, LPWSTR Info::*name, Next next) {
     DWORD total = 0;
     const NET_API_STATUS status = next(&page, &read, &total, &resume);
     const NetBuffer<Info> groups(reinterpret_cast<Info*>(page));
+    if (groups == nullptr) return status;
     const bool good = status == NERR_Success || status == ERROR_MORE_DATA;
-    for (DWORD i = 0; good && groups != nullptr && i < read; ++i) {
-      list.AddString(Narrow(groups.get()[i].*name));
-    }
+    for (const Info& group : std::span(groups.get(), good ? read : 0)) list.AddString(Narrow(group.*name));
     if (status != ERROR_MORE_DATA) return status;
   }
 }

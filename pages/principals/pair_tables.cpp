@@ -154,11 +154,11 @@ class PairTablePage : public PrincipalPage<Page, Record> {
   // A field is an edit or a drop-down list.
   CString FieldText(std::string_view caption) const { return this->Find(caption).control->Value(); }
   void ShowField(std::string_view caption, std::string_view text) {
-    CWnd* const control = this->Find(caption).control;
-    if (auto* const list = dynamic_cast<CComboBox*>(control)) {
+    CWnd& control = *this->Find(caption).control;
+    if (auto* const list = dynamic_cast<CComboBox*>(&control)) {
       list->SetText(text);
     } else {
-      static_cast<CEdit&>(*control).SetText(text);
+      static_cast<CEdit&>(control).SetText(text);
     }
   }
   void ShowFields(std::string_view Column<Entry>::*text) {

@@ -42,6 +42,7 @@ class Arguments {
 
   DWORD_PTR At(size_t index) {
     if (array_ != nullptr) return array_[index];
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): FormatMessage's caller has started it
     while (fetched_.size() <= index) fetched_.push_back(va_arg(*list_, DWORD_PTR));
     return fetched_[index];
   }
