@@ -21,8 +21,9 @@ struct EngineCallbacks {
   // for every 50th key of an export with the number of keys visited so far, which goes on from export to
   // export.
   std::function<bool(int keysVisited)> turn;
-  // Hears how far an import has come, which can't be stopped: called for every 50th key with their number.
-  std::function<void(int keysRead)> progress = {};
+  // Hears how far an import has come: called for every 50th key with their number. False ends the import, of
+  // which the caller then takes back what was done.
+  std::function<bool(int keysRead)> progress = {};
 
   bool Ask(const CString& question) const { return ask && ask(question); }
   void Tell(const CString& message) const {

@@ -24,7 +24,10 @@ class RegistryTarget : public SettingsTarget {
   RegistryTarget(const CStringList* pairs, const EngineCallbacks& ui) : pairs_(pairs), ui_(ui) {}
 
   bool Open(const CString& hive, const CString& path, size_t depth, UniqueKey& key) override {
-    if (++keys_ % kKeysPerReport == 0 && ui_.progress) ui_.progress(keys_);
+    if (++keys_ % kKeysPerReport == 0 && ui_.progress && !ui_.progress(keys_)) {
+      error = ERROR_CANCELLED;
+      return false;
+    }
     const HKEY root = HiveNamed(hive);
     if (root == nullptr) {
       error = ERROR_BADKEY;
@@ -94,8 +97,10 @@ int ImportForProduct(const CString& product, const CString& file, const EngineCa
   XmlReader reader;
   reader.showMessage = [&ui](const CString& message) { ui.Tell(message); };
   RegistryTarget target(&tokens, ui);
-  if (WalkSettings(reader, file, &tokens, processPad, target) == 0) return static_cast<int>(target.error);
-  return ERROR_SUCCESS;
+  const PadState before = processPad;
+  if (WalkSettings(reader, file, &tokens, processPad, target) != 0) return ERROR_SUCCESS;
+  if (target.error == ERROR_CANCELLED) processPad = before;
+  return static_cast<int>(target.error);
 } catch (const FileError& error) {
   return static_cast<int>(error.code);
 } catch (const std::out_of_range&) {

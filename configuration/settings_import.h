@@ -20,7 +20,8 @@ int ImportSettingsFile(XmlReader& reader, const CString& file, const CStringList
                        const EngineCallbacks& ui);
 
 // What a host does when a page hands it a file for import: -1 if the file is for another product, 0 after an
-// import, else the Windows error that ended it.
+// import, else the Windows error that ended it. After ERROR_CANCELLED, by `ui.progress`, the process stands
+// as before but for the registry, in which the caller takes back what was done.
 int ImportForProduct(const CString& product, const CString& file, const EngineCallbacks& ui);
 
 // A copy of the process's place in PAD, for one who only wants to know what an import would do.

@@ -4,6 +4,7 @@
 
 #include "configuration/settings_import.h"
 #include "framework/name_set.h"
+#include "platform/machine.h"
 #include "platform/text.h"
 #include "store/error_text.h"
 #include "store/registry_object.h"
@@ -132,18 +133,34 @@ void Host::RemoveNode(const std::string& path) {
 }
 
 unsigned Host::ImportSettings(const CString& product, const CString& file) {
+  // What the import has to tell waits for its end: an answer to a message writes what was done before it, and
+  // what is written can't be taken back.
+  std::vector<CString> told;
   EngineCallbacks ui;
-  ui.tell = [](const CString& message) { AfxMessageBox(message); };
-  ui.progress = [](int keys) { CurrentFrontEnd().ShowProgress({static_cast<std::uint64_t>(keys), "keys"}); };
-  if (confirmImport) {
-    try {
-      if (FileIsForProduct(file, product, ui) == 0) return kOtherProduct;
-    } catch (const FileError& error) {
-      return error.code;
+  ui.tell = [&told](const CString& message) { told.push_back(message); };
+  ui.progress = [](int keys) {
+    return CurrentFrontEnd().TakeTurn({static_cast<std::uint64_t>(keys), "keys"}) || !machine::UndoesEvents();
+  };
+  const auto status = static_cast<unsigned>(ConfirmAndImport(product, file, ui));
+  if (status == ERROR_CANCELLED) {
+    if (machine::InEvent()) {
+      machine::AbandonEvent();
+      machine::BeginEvent();
     }
-    if (!confirmImport(file)) return ERROR_CANCELLED;
+    return status;
   }
-  return static_cast<unsigned>(ImportForProduct(product, file, ui));
+  for (const CString& message : told) AfxMessageBox(message);
+  return status;
+}
+
+int Host::ConfirmAndImport(const CString& product, const CString& file, const EngineCallbacks& ui) {
+  if (!confirmImport) return ImportForProduct(product, file, ui);
+  try {
+    if (FileIsForProduct(file, product, ui) == 0) return static_cast<int>(kOtherProduct);
+  } catch (const FileError& error) {
+    return static_cast<int>(error.code);
+  }
+  return confirmImport(file) ? ImportForProduct(product, file, ui) : ERROR_CANCELLED;
 }
 
 bool Host::Select(std::string_view path, std::string& why) {

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "configuration/settings_engine.h"
 #include "console/library.h"
 #include "console/tree.h"
 #include "window/property_sheet.h"
@@ -51,6 +52,7 @@ class Host {
   void ReadPrincipals();
   void RemoveNode(const std::string& path);
   unsigned ImportSettings(const CString& product, const CString& file);
+  int ConfirmAndImport(const CString& product, const CString& file, const EngineCallbacks& ui);
   std::string ServerRoot(const std::string& root) const;
 
   Options m_options;

@@ -28,11 +28,14 @@ Outcome OpenHome(std::string_view home);
 // One event: all writes from BeginEvent to CommitEvent count together or, after AbandonEvent or a death of
 // the process, not at all. Nothing is locked until the first write; a second writer then waits its turn.
 // Reads inside an event see its own writes. Events do not nest. CommitEvent fails when the store could not
-// take the writes (a full disk), and then none of them counts.
+// take the writes (a full disk), and then none of them counts. On Windows each write counts at once, and
+// AbandonEvent takes none of them back.
 void BeginEvent();
 Outcome CommitEvent();
 void AbandonEvent();
 bool InEvent();
+// Whether AbandonEvent takes back what was written.
+bool UndoesEvents();
 
 // The embedded computers beside the local one, in order of their names. A name is 1 to 63 letters, digits,
 // "-", "_" and "."; not "." or "..". Names compare without case.

@@ -47,8 +47,6 @@ class FrontEnd {
   virtual void Beep() {}
   // One turn for the person during long work; false when the person wants it to stop.
   virtual bool TakeTurn(const Progress&) { return true; }
-  // The same for work that can't be stopped and takes no acts meanwhile.
-  virtual void ShowProgress(const Progress&) {}
 };
 
 // The current front end. Before one is set, and after null is set, one that cancels and declines answers.

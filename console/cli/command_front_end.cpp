@@ -29,13 +29,12 @@ CommandFrontEnd::~CommandFrontEnd() {
 }
 
 bool CommandFrontEnd::TakeTurn(const Progress& progress) {
-  ShowProgress(progress);
+  if (m_onTerminal) Show(progress);
   return true;
 }
 
-void CommandFrontEnd::ShowProgress(const Progress& progress) {
+void CommandFrontEnd::Show(const Progress& progress) {
   constexpr std::chrono::milliseconds kBetween(100);
-  if (!m_onTerminal) return;
   const auto now = Clock::now();
   if (m_done == 0 || progress.done < m_done) m_begun = m_shown = now;
   m_done = progress.done;

@@ -15,10 +15,11 @@ class CommandFrontEnd final : public ScriptedFrontEnd {
   CommandFrontEnd& operator=(const CommandFrontEnd&) = delete;
 
   bool TakeTurn(const Progress& progress) override;
-  void ShowProgress(const Progress& progress) override;
 
  private:
   using Clock = std::chrono::steady_clock;
+
+  void Show(const Progress& progress);
 
   bool m_onTerminal;
   bool m_lineStands = false;

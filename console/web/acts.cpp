@@ -83,14 +83,23 @@ std::string DoAtControl(CDialog& dialog, const PersonsAct& act, RowCache& rows) 
   return "There is no act \"" + act.name + "\".";
 }
 
-std::optional<PersonsAct> ActOf(const nlohmann::json& json) {
+std::optional<PersonsAct> ActOf(std::string_view text, std::string& why) {
+  const auto json = nlohmann::json::parse(text, nullptr, false);
+  if (!json.is_object()) {
+    why = "The request is no JSON object.";
+    return std::nullopt;
+  }
   PersonsAct act;
   const bool fits = Take(json, "act", act.name) && Take(json, "window", act.window) &&
                     Take(json, "control", act.control) && Take(json, "text", act.text) &&
                     Take(json, "row", act.row) && Take(json, "to", act.to) &&
                     Take(json, "number", act.number) && Take(json, "on", act.on) &&
                     Take(json, "filter", act.filter) && Take(json, "tab", act.tab);
-  return fits ? std::optional(std::move(act)) : std::nullopt;
+  if (fits) return act;
+  why = "The request's JSON has a field of another type.";
+  return std::nullopt;
 }
+
+std::string RefusalText(std::string_view sentence) { return nlohmann::json{{"refusal", sentence}}.dump(); }
 
 }  // namespace web

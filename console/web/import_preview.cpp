@@ -8,14 +8,20 @@
 namespace web {
 namespace {
 
+// The person wants no preview, and so no import.
+struct Cancelled {};
+
 struct Preview {
   std::vector<std::vector<std::string>> rows;
   size_t added = 0;
   size_t changed = 0;
   size_t same = 0;
   std::string trouble;
+  std::uint64_t seen = 0;
 
   void Take(const SettingsChange& change) {
+    constexpr std::uint64_t kBetweenTurns = 512;
+    if (++seen % kBetweenTurns == 0 && !CurrentFrontEnd().TakeTurn({seen, "settings"})) throw Cancelled{};
     if (change.kind == ChangeKind::Same) {
       ++same;
       return;
@@ -88,6 +94,12 @@ class PreviewDialog final : public CDialog {
 
 }  // namespace
 
-bool ConfirmImport(const std::string& file) { return PreviewDialog(Look(file)).DoModal() == Reply::Ok; }
+bool ConfirmImport(const std::string& file) {
+  try {
+    return PreviewDialog(Look(file)).DoModal() == Reply::Ok;
+  } catch (const Cancelled&) {
+    return false;
+  }
+}
 
 }  // namespace web

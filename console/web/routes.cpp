@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "console/web/acts.h"
+#include "console/web/tab.h"
 #include "console/web/ui_bundle.h"
 
 using httplib::Request;
@@ -17,7 +18,6 @@ namespace {
 
 constexpr size_t kMostRows = 500;
 constexpr size_t kMostFound = 60;
-constexpr char kWrongField[] = "The request's JSON has a field of another type.";
 constexpr char kJson[] = "application/json";
 
 std::uint64_t Number(const Request& request, const char* name, std::uint64_t otherwise) {
@@ -29,21 +29,7 @@ std::uint64_t Number(const Request& request, const char* name, std::uint64_t oth
 
 void Refuse(Response& response, int status, std::string_view sentence) {
   response.status = status;
-  response.set_content(ordered_json{{"refusal", sentence}}.dump(), kJson);
-}
-
-// Runs the handler on the request's JSON object; a field of another type is the asker's fault.
-template <class Handler>
-httplib::Server::Handler WithJson(Handler handler) {
-  return [handler](const Request& request, Response& response) {
-    const json body = json::parse(request.body, nullptr, false);
-    if (!body.is_object()) return Refuse(response, 400, "The request is no JSON object.");
-    try {
-      handler(body, response);
-    } catch (const json::exception&) {
-      Refuse(response, 400, kWrongField);
-    }
-  };
+  response.set_content(RefusalText(sentence), kJson);
 }
 
 ordered_json NodesBelow(Session& session, const std::string& node, size_t first, size_t count) {
@@ -153,34 +139,35 @@ void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& inde
   AddTransfers(server, session);
   AddReads(server, session, index);
 
-  server.Get("/api/state", [&session](const Request& request, Response& response) {
-    constexpr std::chrono::seconds kPatience(20);
-    static std::atomic<int> waiting = 0;
-    constexpr int kMostWaiting = 32;
-    const int already = waiting++;
-    response.set_content(session.WaitForState(Number(request, "after", 0), request.get_param_value("tab"),
-                                              already < kMostWaiting ? kPatience : std::chrono::seconds(0)),
-                         kJson);
-    --waiting;
+  server.OnSocket("/api/socket", [&session](WebSocket& socket) { ServeTab(session, socket); });
+  server.Get("/api/state", [&session](const Request&, Response& response) {
+    response.set_content(session.StateAfter(0).value_or(Session::Response{"{}"}).text, kJson);
   });
-  server.Post("/api/act", WithJson([&session](const json& body, Response& response) {
-                std::optional<PersonsAct> act = ActOf(body);
-                if (!act) return Refuse(response, 400, kWrongField);
-                response.set_content(session.Act(std::move(*act)), kJson);
-              }));
-  server.Post("/api/switch", WithJson([&session, switchHost](const json& body, Response& response) {
-                Host::Options options;
-                options.computer = body.value("computer", "");
-                options.configServerMode = body.value("configServer", false);
-                const bool drop = body.value("drop", false);
-                const std::string answer = session.Read([&]() -> ordered_json {
-                  if (session.AsksAnything()) return {{"refusal", "A dialog waits for its answer first."}};
-                  if (!drop && session.GetHost().HasUnsavedChanges()) return {{"unsaved", true}};
-                  return ordered_json::object();
-                });
-                response.set_content(answer, kJson);
-                if (answer == "{}") switchHost(options);
-              }));
+  server.Post("/api/act", [&session](const Request& request, Response& response) {
+    std::string why;
+    std::optional<PersonsAct> act = ActOf(request.body, why);
+    if (!act) return Refuse(response, 400, why);
+    response.set_content(session.Act(std::move(*act)).text, kJson);
+  });
+  server.Post("/api/switch", [&session, switchHost](const Request& request, Response& response) {
+    Host::Options options;
+    bool drop = false;
+    try {
+      const json body = json::parse(request.body);
+      options.computer = body.value("computer", "");
+      options.configServerMode = body.value("configServer", false);
+      drop = body.value("drop", false);
+    } catch (const json::exception&) {
+      return Refuse(response, 400, "The request is no JSON object with these fields.");
+    }
+    const std::string answer = session.Read([&]() -> ordered_json {
+      if (session.AsksAnything()) return {{"refusal", "A dialog waits for its answer first."}};
+      if (!drop && session.GetHost().HasUnsavedChanges()) return {{"unsaved", true}};
+      return ordered_json::object();
+    });
+    response.set_content(answer, kJson);
+    if (answer == "{}") switchHost(options);
+  });
 }
 
 }  // namespace web

@@ -2,8 +2,8 @@
 
 // The JSON interface and the page that uses it.
 
-#include "console/web/connection.h"
 #include "console/web/gate.h"
+#include "console/web/server.h"
 #include "console/web/session.h"
 #include "console/web/settings_index.h"
 

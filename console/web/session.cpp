@@ -1,5 +1,7 @@
 #include "console/web/session.h"
 
+#include <sys/eventfd.h>
+
 #include <algorithm>
 
 #include "console/web/acts.h"
@@ -40,14 +42,14 @@ void Session::Run() {
   }
 }
 
-std::string Session::Put(std::unique_ptr<Request> request) {
-  std::future<std::string> reply = request->reply.get_future();
+Session::Response Session::Put(std::unique_ptr<Request> request) {
+  std::future<Response> response = request->response.get_future();
   {
     const std::lock_guard lock(m_mutex);
     m_queue.push_back(std::move(request));
   }
   m_arrived.notify_one();
-  return reply.get();
+  return response.get();
 }
 
 std::unique_ptr<Session::Request> Session::Take(bool wait) {
@@ -59,7 +61,7 @@ std::unique_ptr<Session::Request> Session::Take(bool wait) {
   return request;
 }
 
-std::string Session::Act(PersonsAct act) {
+Session::Response Session::Act(PersonsAct act) {
   auto request = std::make_unique<Request>();
   request->act = std::move(act);
   return Put(std::move(request));
@@ -68,27 +70,35 @@ std::string Session::Act(PersonsAct act) {
 std::string Session::Read(std::function<ordered_json()> work) {
   auto request = std::make_unique<Request>();
   request->read = std::move(work);
-  return Put(std::move(request));
+  return Put(std::move(request)).text;
 }
 
-std::string Session::WaitForState(std::uint64_t version, const std::string& tab,
-                                  std::chrono::milliseconds atMost) {
-  std::unique_lock lock(m_mutex);
-  m_published.wait_for(lock, atMost, [&] {
-    return !m_state.empty() && m_version != version && (m_answeredTab.empty() || m_answeredTab != tab);
-  });
-  return StateText();
+Session::Response Session::StateNow() const {
+  return {"{\"version\":" + std::to_string(m_version) + (m_state.empty() ? "}" : "," + m_state.substr(1)),
+          m_version};
 }
 
-std::string Session::StateText() const {
-  return "{\"version\":" + std::to_string(m_version) + (m_state.empty() ? "}" : "," + m_state.substr(1));
+std::optional<Session::Response> Session::StateAfter(std::uint64_t version) const {
+  const std::lock_guard lock(m_mutex);
+  if (m_state.empty() || version == m_version) return std::nullopt;
+  return StateNow();
+}
+
+void Session::Follow(int eventFile) {
+  const std::lock_guard lock(m_mutex);
+  m_followers.push_back(eventFile);
+}
+
+void Session::Unfollow(int eventFile) {
+  const std::lock_guard lock(m_mutex);
+  std::erase(m_followers, eventFile);
 }
 
 void Session::NextAct() {
   for (;;) {
     std::unique_ptr<Request> request = Take(true);
     if (request->read) {
-      request->reply.set_value(Dump(request->read()));
+      request->response.set_value({Dump(request->read())});
       continue;
     }
     if (const std::string refusal = Refusal(*request->act); !refusal.empty()) {
@@ -121,15 +131,12 @@ void Session::Settle() {
 }
 
 void Session::Publish() {
-  std::string state = Dump(StateNow());
-  {
-    const std::lock_guard lock(m_mutex);
-    if (state == m_state) return;
-    m_state = std::move(state);
-    m_answeredTab = m_act == nullptr ? "" : m_act->act->tab;
-    ++m_version;
-  }
-  m_published.notify_all();
+  std::string state = Dump(DescribeState());
+  const std::lock_guard lock(m_mutex);
+  if (state == m_state) return;
+  m_state = std::move(state);
+  ++m_version;
+  for (const int follower : m_followers) eventfd_write(follower, 1);
 }
 
 void Session::Answer(Request& request, const std::string& refusal) {
@@ -137,11 +144,13 @@ void Session::Answer(Request& request, const std::string& refusal) {
   m_beeps = 0;
   m_opened.clear();
   const std::lock_guard lock(m_mutex);
-  request.reply.set_value(head.substr(0, head.size() - 1) + ",\"state\":" + StateText() + "}");
+  const Response state = StateNow();
+  request.response.set_value(
+      {head.substr(0, head.size() - 1) + ",\"state\":" + state.text + "}", state.version});
 }
 
 bool Session::TakeTurn(const Progress& progress) {
-  ShowWork({progress.done, std::string(progress.unit), true});
+  ShowWork({progress.done, std::string(progress.unit)});
   return !m_stop;
 }
 
@@ -160,8 +169,8 @@ void Session::ShowWork(Work work) {
   }
   while (const std::unique_ptr<Request> request = Take(false)) {
     if (request->read) {
-      request->reply.set_value(Dump(request->read()));
-    } else if (request->act->name == "stop" && m_work->canStop) {
+      request->response.set_value({Dump(request->read())});
+    } else if (request->act->name == "stop") {
       m_stop = true;
       Answer(*request, {});
     } else {
@@ -355,7 +364,7 @@ std::vector<std::string> Session::Marks() const {
   return marks;
 }
 
-ordered_json Session::StateNow() const {
+ordered_json Session::DescribeState() const {
   ordered_json json{{"instance", m_setup.instance},
                     {"notice", m_setup.notice},
                     {"computer", m_host.GetOptions().computer},
@@ -373,7 +382,7 @@ ordered_json Session::StateNow() const {
   json["apply"] = m_host.Sheet().IsModified();
   json["download"] = m_transfers.Waiting();
   if (m_work) {
-    json["working"] = {{"done", m_work->done}, {"unit", m_work->unit}, {"canStop", m_work->canStop}};
+    json["working"] = {{"done", m_work->done}, {"unit", m_work->unit}};
   }
   return json;
 }

@@ -56,14 +56,22 @@ class Session final : public FrontEnd {
   // The page thread: serves the queue and does not return.
   [[noreturn]] void Run();
 
+  // JSON, and the version of the state in it, 0 without one.
+  struct Response {
+    std::string text;
+    std::uint64_t version = 0;
+  };
+
   // From any thread.
   // {"refusal", "beeps", "opened", "state"}, once the act has settled.
-  std::string Act(PersonsAct act);
+  Response Act(PersonsAct act);
   // What `work` returns, run on the page thread between two acts or while one waits for a person.
   std::string Read(std::function<nlohmann::ordered_json()> work);
-  // The state, as soon as its version is another than `version` or the time is up. A tab does not wait for
-  // what its own act's answer brings.
-  std::string WaitForState(std::uint64_t version, const std::string& tab, std::chrono::milliseconds atMost);
+  // The state that was published last; nothing if none was, or that version.
+  std::optional<Response> StateAfter(std::uint64_t version) const;
+  // Writes to the eventfd at every new state, until Unfollow.
+  void Follow(int eventFile);
+  void Unfollow(int eventFile);
 
   // On the page thread, for the work of Read.
   Host& GetHost() { return m_host; }
@@ -85,24 +93,20 @@ class Session final : public FrontEnd {
   void ShowHelp(std::string_view topic) override { m_opened.emplace_back(topic); }
   void Beep() override { ++m_beeps; }
   bool TakeTurn(const Progress& progress) override;
-  void ShowProgress(const Progress& progress) override {
-    ShowWork({progress.done, std::string(progress.unit), false});
-  }
 
  private:
   struct Request {
     std::optional<PersonsAct> act;
     std::function<nlohmann::ordered_json()> read;
-    std::promise<std::string> reply;
+    std::promise<Response> response;
   };
 
   struct Work {
     std::uint64_t done;
     std::string unit;
-    bool canStop;
   };
 
-  std::string Put(std::unique_ptr<Request> request);
+  Response Put(std::unique_ptr<Request> request);
   std::unique_ptr<Request> Take(bool wait);
   // Waits until an act was done; reads and refused acts are answered at once.
   void NextAct();
@@ -111,7 +115,7 @@ class Session final : public FrontEnd {
   void Publish();
   void Answer(Request& request, const std::string& refusal);
   void ShowWork(Work work);
-  std::string StateText() const;  // under m_mutex
+  Response StateNow() const;  // under m_mutex
 
   std::string Refusal(const PersonsAct& act) const;
   std::string Do(const PersonsAct& act);
@@ -122,7 +126,7 @@ class Session final : public FrontEnd {
   void WaitFor(ModalWindow& window);
   CDialog* DialogOf(unsigned window) const;
   CWnd* ListOf(unsigned window, size_t control) const;
-  nlohmann::ordered_json StateNow() const;
+  nlohmann::ordered_json DescribeState() const;
   void PageWasShown(bool pending);
   bool NodeWaits() const;
   std::vector<std::string> Marks() const;
@@ -150,13 +154,12 @@ class Session final : public FrontEnd {
   std::chrono::steady_clock::time_point m_lastTurn;
   bool m_stop = false;
 
-  std::mutex m_mutex;
+  mutable std::mutex m_mutex;
   std::condition_variable m_arrived;
-  std::condition_variable m_published;
   std::deque<std::unique_ptr<Request>> m_queue;
   std::string m_state;  // the fields behind the version
   std::uint64_t m_version;
-  std::string m_answeredTab;  // whose act's answer brings the state
+  std::vector<int> m_followers;  // eventfds
 };
 
 }  // namespace web

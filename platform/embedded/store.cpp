@@ -387,6 +387,7 @@ void BeginEvent() {
   state.in_event = true;
 }
 bool InEvent() { return state.in_event; }
+bool UndoesEvents() { return true; }
 
 Outcome CommitEvent() {
   state.in_event = false;

@@ -24,6 +24,7 @@ Outcome CommitEvent() {
 }
 void AbandonEvent() { inEvent = false; }
 bool InEvent() { return inEvent; }
+bool UndoesEvents() { return false; }
 
 Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
 Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <tuple>
 
 #include "configuration/cached_records.h"
 #include "configuration/settings_export.h"
@@ -259,6 +260,25 @@ TEST_F(Engine, ImportsForOneProductOnly) {
     EXPECT_EQ(ImportForProduct(kSettingsProduct, scratch.path, ui), test.result) << test.text;
     EXPECT_EQ(said, test.said) << test.text;
   }
+}
+
+TEST_F(Engine, AnImportEndedInPadLeavesNoTraceOfItInTheProcess) {
+  CString pad = "<k name=\"PAD\"><k name=\"anna\">";
+  for (int i = 0; i < 60; ++i) pad += "<k name=\"d\"/>";
+  const ScratchFile scratch("ended.xml");
+  WriteWholeFile(scratch.path,
+                 "<registry><product name=\"Tessel Marrowen SSH Server\"/>" + Chained(pad + "</k></k>"));
+  const PadState before = CurrentPadState();
+  PadState meanwhile;
+  ui.progress = [&meanwhile](int) {
+    meanwhile = CurrentPadState();
+    return false;
+  };
+  EXPECT_EQ(ImportForProduct(kSettingsProduct, scratch.path, ui), ERROR_CANCELLED);
+  EXPECT_TRUE(meanwhile.inside);
+  const PadState after = CurrentPadState();
+  EXPECT_EQ(std::tie(after.inside, after.depth, after.entropy),
+            std::tie(before.inside, before.depth, before.entropy));
 }
 
 TEST_F(Engine, CachedCredentialsTravelByPermission) {

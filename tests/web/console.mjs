@@ -68,7 +68,7 @@ export async function serve(home, words = [], port = 0) {
   };
 }
 
-export async function startBrowser() {
+export async function startBrowser(more = []) {
   const folder = mkdtempSync(join(tmpdir(), 'marrowen-browser-'));
   const context = await chromium.launchPersistentContext(folder, {
     executablePath: '/usr/bin/chromium',
@@ -81,6 +81,7 @@ export async function startBrowser() {
       '--disable-background-networking',
       '--disable-component-update',
       '--disable-sync',
+      ...more,
     ],
   });
   return {

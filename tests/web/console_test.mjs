@@ -276,7 +276,7 @@ test('another computer is chosen at the top, after a question when edits wait', 
   await until(() => apply().isEnabled(), false);
   assert.match(home.run('--computer', 'branch', 'show', compression), /Level +edit +1/);
   await computer.selectOption('');
-  await until(async () => (await page.evaluate(() => fetch('/api/state').then((r) => r.json()).then((s) => s.computer))) === '', true);
+  await page.getByRole('heading', { level: 1, name: 'General Settings' }).waitFor();
   said.length = 0;
 });
 

@@ -30,6 +30,54 @@ function ask(path, { method = 'GET', headers = {}, body, port = console_.port, t
   });
 }
 
+/** Asks for a web socket: {"status", "socket"}, the latter a bare connection once it stands. */
+function askSocket(headers = {}, { port = console_.port, tls = false } = {}) {
+  return new Promise((done, failed) => {
+    const request = (tls ? httpsRequest : httpRequest)({
+      host: '127.0.0.1',
+      port,
+      path: '/api/socket',
+      rejectUnauthorized: false,
+      agent: false,
+      headers: Object.fromEntries(Object.entries({
+        Host: `127.0.0.1:${port}`,
+        Origin: `http${tls ? 's' : ''}://127.0.0.1:${port}`,
+        Cookie: cookie,
+        Connection: 'Upgrade',
+        Upgrade: 'websocket',
+        'Sec-WebSocket-Version': '13',
+        'Sec-WebSocket-Key': 'dGhlIHNhbXBsZSBub25jZQ==',
+        ...headers,
+      }).filter(([, value]) => value !== undefined)),
+    });
+    request.on('upgrade', (response, socket, head) => {
+      assert.equal(response.headers['sec-websocket-accept'], 's3pPLMBiTxaQ9kYGzzhZRbK+xOo=');
+      socket.on('error', () => {});
+      socket.unshift(head);
+      done({ status: 101, socket });
+    });
+    request.on('response', (response) => (response.resume(), done({ status: response.statusCode })));
+    request.on('error', failed);
+    request.end();
+  });
+}
+
+/** A text in a frame as clients send them, masked by zeros. */
+function frame(text) {
+  const bytes = Buffer.from(text);
+  const size = bytes.length < 126 ? [bytes.length] : [126, bytes.length >> 8, bytes.length & 255];
+  return Buffer.concat([Buffer.from([0x81, 0x80 | size[0], ...size.slice(1), 0, 0, 0, 0]), bytes]);
+}
+
+/** What comes next over the socket that holds the text; null when the socket is closed first. */
+function next(socket, text) {
+  return new Promise((done) => {
+    let got = '';
+    socket.on('data', (data) => (got += data).includes(text) && done(got));
+    socket.on('close', () => done(null));
+  });
+}
+
 /** What comes back over a bare connection, and after how long it is closed. */
 function raw(...chunks) {
   return new Promise((done) => {
@@ -81,7 +129,7 @@ test('the token opens once, becomes a strict cookie and leaves the address', asy
 });
 
 test('every request shows the cookie, and names this console as host and origin', async () => {
-  const paths = ['/', '/app.js', '/app.css', '/api/state', '/api/tree', '/api/rows', '/api/find?text=a', '/api/files', '/api/download?id=a', '/nowhere'];
+  const paths = ['/', '/app.js', '/app.css', '/api/state', '/api/tree', '/api/rows', '/api/find?text=a', '/api/files', '/api/download?id=a', '/api/socket', '/nowhere'];
   for (const path of paths) {
     assert.equal((await ask(path)).status, 401, path);
     assert.equal((await ask(path, { headers: { Cookie: cookie.slice(0, -1) + '!' } })).status, 401, path);
@@ -147,6 +195,64 @@ test('requests that are too large, too slow or malformed end, and the console go
   assert.equal((await ask('/api/state', { headers: { Cookie: cookie } })).status, 200);
 });
 
+test('a web socket is for this console\'s own pages, and ends at what is none of its messages', async () => {
+  const refused = [
+    [{ Cookie: '' }, 401],
+    [{ Host: `evil.example:${console_.port}` }, 421],
+    [{ Origin: 'http://evil.example' }, 403],
+    [{ Origin: 'null' }, 403],
+    [{ Origin: undefined }, 403],
+    [{ 'Sec-Fetch-Site': 'cross-site' }, 403],
+    [{ Upgrade: 'other' }, 400],
+    [{ 'Sec-WebSocket-Key': 'short' }, 400],
+    [{ 'Sec-WebSocket-Version': '8' }, 426],
+  ];
+  for (const [headers, status] of refused) {
+    assert.equal((await askSocket(headers)).status, status, JSON.stringify(headers));
+  }
+  const { socket } = await askSocket();
+  assert.match(await next(socket, '"version"'), /"instance"/, 'the state comes by itself');
+  for (const wrong of ['', '[]', '{"act":5}', '{"act":"click","window":1,"control":-1}']) {
+    socket.write(frame(wrong));
+    assert.match(await next(socket, '"refusal":"'), /"refusal":"[A-Z]/, wrong);
+  }
+  // A whole act in two pieces, and two in one.
+  const apply = frame('{"act":"nothing"}');
+  socket.write(apply.subarray(0, 5));
+  await new Promise((done) => setTimeout(done, 50));
+  socket.write(Buffer.concat([apply.subarray(5), apply]));
+  assert.match(await next(socket, 'refusal'), /There is no act/);
+  socket.destroy();
+  const unmasked = Buffer.concat([Buffer.from([0x81, 2]), Buffer.from('{}')]);
+  const tooLarge = Buffer.from([0x81, 0xff, 0, 0, 0, 0, 0, 32, 0, 0, 0, 0, 0, 0, 0x7b]);
+  const noText = Buffer.from([0x81, 0x81, 0, 0, 0, 0, 0xff]);
+  for (const bytes of [unmasked, tooLarge, noText, Buffer.from([0xff, 0x80, 0, 0, 0, 0]), Buffer.from([0x88, 0x80, 0, 0, 0, 0])]) {
+    const other = (await askSocket()).socket;
+    other.write(bytes);
+    assert.equal(await next(other, 'refusal'), null, bytes.toString('hex'));
+  }
+});
+
+test('tabs beyond the number that there may be wait, and keep no one else out', async () => {
+  const tabs = [];
+  let last = 101;
+  while (last === 101 && tabs.length < 300) {
+    const { status, socket } = await askSocket();
+    last = status;
+    if (socket) tabs.push(socket);
+  }
+  assert.equal(last, 503);
+  assert.equal((await ask('/api/state', { headers: { Cookie: cookie } })).status, 200);
+  for (const tab of tabs) tab.destroy();
+  for (let i = 0; last === 503 && i < 50; ++i) {
+    const { status, socket } = await askSocket();
+    last = status;
+    socket?.destroy();
+    await new Promise((done) => setTimeout(done, 20));
+  }
+  assert.equal(last, 101, 'a closed tab makes room');
+});
+
 test('a crowd of idle connections does not keep others out', async () => {
   const crowd = [];
   for (let i = 0; i < 80; ++i) {
@@ -192,6 +298,11 @@ test('others reach it over TLS only, unless that is said to be wanted', async ()
     assert.notEqual(plain.status, 200);
     const Cookie = first.headers['set-cookie'][0].split(';')[0];
     assert.equal((await ask('/api/state', { port: secure.port, tls: true, headers: { Cookie } })).status, 200);
+    const { socket } = await askSocket({ Cookie }, { port: secure.port, tls: true });
+    assert.match(await next(socket, '"version"'), /"instance"/);
+    socket.write(frame('{"act":"nothing"}'));
+    assert.match(await next(socket, 'refusal'), /There is no act/);
+    socket.destroy();
   } finally {
     await secure.stop();
   }

@@ -68,7 +68,7 @@ export interface State {
   marks: string[];
   apply: boolean;
   download: { id: string; name: string; tab: string } | null;
-  working?: { done: number; unit: string; canStop: boolean };
+  working?: { done: number; unit: string };
 }
 
 export interface Act {
@@ -85,9 +85,9 @@ export interface Act {
 
 interface Reply {
   refusal: string;
-  beeps: number;
-  opened: string[];
-  state: State;
+  beeps?: number;
+  opened?: string[];
+  state?: State;
 }
 
 export type Line = 'open' | 'lost' | 'closed';
@@ -194,15 +194,15 @@ export const settled = () => worker ?? Promise.resolve();
 async function work() {
   for (let next = queue.shift(); next; next = queue.shift()) {
     let refusal = '';
-    try {
-      const reply = (await (await request('/api/act', { ...next.act, tab })).json()) as Reply;
+    const reply = await send(next.act);
+    if (reply) {
       refusal = reply.refusal;
       if (reply.state) take(reply.state);
       if (reply.beeps) store.beeps += reply.beeps;
       for (const link of reply.opened ?? []) open(link);
       if (refusal && !next.quiet) tell({ text: refusal, error: true });
       else if (reply.beeps) store.changed();
-    } catch {
+    } else {
       setLine('lost');
       refusal = 'The console does not answer.';
     }
@@ -250,20 +250,52 @@ export async function upload(window: number, file: File): Promise<void> {
   await act({ act: 'upload', window, text: file.name });
 }
 
+/** The socket that is open or is being opened; null when there was none to be had. */
+let line: Promise<WebSocket | null> = Promise.resolve(null);
+let answered: ((reply: Reply | null) => void) | null = null;
+
+/** The answer to the act; null when the console did not give one. */
+async function send(next: Act): Promise<Reply | null> {
+  const text = JSON.stringify({ ...next, tab });
+  if (new TextEncoder().encode(text).length > 1 << 20) return { refusal: 'This is too long a text.' };
+  const socket = await line;
+  if (!socket) return null;
+  return new Promise((done) => {
+    answered = done;
+    socket.send(text);
+  });
+}
+
 /** Follows the state for ever: other tabs and long work change it too. */
-export async function follow() {
-  const pause = (milliseconds: number) => new Promise((done) => setTimeout(done, milliseconds));
-  for (;;) {
-    const from = store.state;
-    const state = await get<State>('/api/state', { after: from?.version ?? 0, tab });
-    if (state?.instance) take(state);
-    else {
-      if (store.line === 'open') setLine('lost');
-      await pause(store.line === 'closed' ? 3000 : 700);
-    }
-    // A server with many tabs answers at once.
-    if (state && state.version === from?.version) await pause(300);
-  }
+export function follow() {
+  const socket = new WebSocket(`${location.origin.replace('http', 'ws')}/api/socket`);
+  let opened = false;
+  let settle = (_: WebSocket | null) => {};
+  line = new Promise((done) => (settle = done));
+  socket.onopen = () => {
+    opened = true;
+    settle(socket);
+    setLine('open');
+  };
+  socket.onmessage = ({ data }: MessageEvent<string>) => {
+    const message = JSON.parse(data) as State | Reply;
+    if (!('refusal' in message)) return take(message);
+    const done = answered;
+    answered = null;
+    done?.(message);
+  };
+  socket.onclose = async () => {
+    // One that was open is opened again at once: the console starts anew on another computer.
+    if (opened) follow();
+    answered?.(null);
+    answered = null;
+    if (opened) return;
+    settle(null);
+    // Whether this browser is let in is told to requests alone.
+    await get('/api/state', {});
+    if (store.line !== 'closed') setLine('lost');
+    setTimeout(follow, store.line === 'closed' ? 3000 : 700);
+  };
 }
 
 export function plain(caption: string): { text: string; key?: string } {

@@ -1,7 +1,7 @@
 // The console: the computer and the search above, the tree beside, the page, and what waits to be applied.
 
 import { render } from 'preact';
-import { useEffect, useReducer, useRef, useState } from 'preact/hooks';
+import { useEffect, useMemo, useReducer, useRef, useState } from 'preact/hooks';
 import { act, follow, settled, store, switchTo, tell, type State } from './api';
 import { Controls } from './controls';
 import { Modal, Windows, Working } from './dialogs';
@@ -184,7 +184,7 @@ function App() {
   const [found, setFound] = useState('');
   const [chosenRoot, setRoot] = useState('');
   useAddress(state);
-  useEffect(() => void follow(), []);
+  useEffect(follow, []);
   useEffect(() => {
     const onLeave = (event: BeforeUnloadEvent) => {
       if (store.state?.marks.length) event.preventDefault();
@@ -195,7 +195,9 @@ function App() {
         if (store.state?.windows.length) return;
         // The edit that has the focus is left first, as by a click on Apply; what was typed may be on its way.
         (document.activeElement as HTMLElement | null)?.blur?.();
-        void settled().then(() => store.state?.apply && !store.state.windows.length && act({ act: 'apply' }));
+        void settled().then(() => {
+          if (store.state?.apply && !store.state.windows.length) void act({ act: 'apply' });
+        });
       }
       if (event.key === 'F1') {
         event.preventDefault();
@@ -223,6 +225,21 @@ function App() {
     };
   }, [found]);
 
+  const root = state?.configServer
+    ? (state.roots.find((name) => name === chosenRoot) ??
+      state.roots.find((name) => state.node.startsWith(`${name}::`)) ??
+      state.roots[0] ??
+      '')
+    : '';
+  // Most acts leave the tree as it is, and then it is not drawn again.
+  const tree = useMemo(
+    () =>
+      state && (!state.configServer || root) ? (
+        <TreeView key={`${state.instance}/${root}`} state={state} root={root} onChosen={() => setDrawer(false)} />
+      ) : null,
+    [state?.instance, state?.tree, state?.node, state?.configServer, root, state?.marks.join('\n')],
+  );
+
   if (!state) {
     return (
       <p class="alone" role="status">
@@ -236,12 +253,6 @@ function App() {
     setDrawer(false);
     setFound(one.name);
   }
-  const root = !state.configServer
-    ? ''
-    : (state.roots.find((name) => name === chosenRoot) ??
-      state.roots.find((name) => state.node.startsWith(`${name}::`)) ??
-      state.roots[0] ??
-      '');
   return (
     <div class={'console' + (drawer ? ' drawer' : '')}>
       <a class="skip" href="#page" onClick={(event) => (event.preventDefault(), document.querySelector<HTMLElement>('#page input, #page select')?.focus())}>
@@ -259,9 +270,7 @@ function App() {
         <Places state={state} root={root} onRoot={setRoot} />
       </header>
       <nav aria-label="Settings">
-        {(!state.configServer || root) && (
-          <TreeView key={`${state.instance}/${root}`} state={state} root={root} onChosen={() => setDrawer(false)} />
-        )}
+        {tree}
       </nav>
       {drawer && <div class="shade" onClick={() => setDrawer(false)} />}
       <Page state={state} found={found} />

@@ -231,10 +231,9 @@ function Picker({ modal }: { modal: ModalWindow }) {
 }
 
 /** Stands above all while the console is at work and takes nothing but the wish to stop. */
-export function Working({ done, unit, canStop }: { done: number; unit: string; canStop: boolean }) {
+export function Working({ done, unit }: { done: number; unit: string }) {
   const [stopping, setStopping] = useState(false);
   function stop() {
-    if (!canStop) return;
     setStopping(true);
     void act({ act: 'stop' });
   }
@@ -244,13 +243,11 @@ export function Working({ done, unit, canStop }: { done: number; unit: string; c
         <span class="spinner" aria-hidden="true" />
         {done.toLocaleString('en')} {unit}
       </p>
-      {canStop && (
-        <div class="buttons">
-          <button type="button" data-first="" disabled={stopping} onClick={stop}>
-            Cancel
-          </button>
-        </div>
-      )}
+      <div class="buttons">
+        <button type="button" data-first="" disabled={stopping} onClick={stop}>
+          Cancel
+        </button>
+      </div>
     </Modal>
   );
 }
