@@ -195,7 +195,8 @@ void Session::RunModal(CDialog& dialog) {
 }
 
 Reply Session::ShowMessage(std::string_view text, Buttons buttons) {
-  ModalWindow window{.kind = ModalWindow::Kind::Message, .text = std::string(text), .buttons = buttons};
+  ModalWindow window{
+      .kind = ModalWindow::Kind::Message, .text = m_transfers.InPersonsWords(text), .buttons = buttons};
   WaitFor(window);
   return window.reply;
 }

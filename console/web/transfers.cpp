@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "console/web/gate.h"
+#include "platform/text.h"
 
 namespace fs = std::filesystem;
 
@@ -55,12 +56,12 @@ std::optional<std::string> Transfers::BeginDownload(std::string_view name, const
   if (m_download) Delete(m_download->folder);
   m_download.reset();
   const std::string folder = NewFolder();
-  const std::string safe = SafeName(name);
-  if (folder.empty() || !MakeEmpty(folder + "/" + safe)) return std::nullopt;
+  const std::string path = folder + "/" + SafeName(name);
+  if (folder.empty() || !MakeEmpty(path)) return std::nullopt;
   char id[65];
   MakeSecret(id);
-  m_download = Download{id, std::string(name), tab, folder, depth};
-  return folder + "/" + safe;
+  m_download = Download{id, std::string(name), tab, folder, path, depth};
+  return path;
 }
 
 nlohmann::ordered_json Transfers::Waiting() const {
@@ -100,10 +101,19 @@ std::string Transfers::AddToUpload(unsigned window, const std::string& tab, std:
 std::optional<std::string> Transfers::EndUpload(unsigned window, const std::string& tab,
                                                 std::string_view name, size_t depth) {
   if (!m_upload || m_upload->window != window || m_upload->tab != tab || m_upload->depth) return std::nullopt;
-  std::string path = m_upload->folder + "/" + SafeName(name);
+  const std::string path = m_upload->folder + "/" + SafeName(name);
   if (rename((m_upload->folder + kPiece).c_str(), path.c_str()) != 0) return std::nullopt;
+  m_upload->name = name;
+  m_upload->path = path;
   m_upload->depth = depth;
   return path;
+}
+
+std::string Transfers::InPersonsWords(std::string_view text) const {
+  std::string words(text);
+  if (m_download) words = text::Replaced(words, m_download->path, m_download->name);
+  if (m_upload && m_upload->depth) words = text::Replaced(words, m_upload->path, m_upload->name);
+  return words;
 }
 
 void Transfers::Settled(size_t depth) {

@@ -36,6 +36,9 @@ class Transfers {
   std::optional<std::string> EndUpload(unsigned window, const std::string& tab, std::string_view name,
                                        size_t depth);
 
+  // What a page says of those files, with the names that the person gave them in place of where they lie.
+  std::string InPersonsWords(std::string_view text) const;
+
   // The page waits for a person, with so many windows above it: files of windows below are written and read.
   void Settled(size_t depth);
 
@@ -45,14 +48,17 @@ class Transfers {
     std::string name;
     std::string tab;
     std::string folder;
+    std::string path;  // where the page shall write
     size_t depth = 0;
-    std::string ready{};  // the file that the page has written
+    std::string ready{};  // the file that the page has written, whose name may have an ending more
   };
   struct Upload {
     std::string folder;
     unsigned window = 0;
     std::string tab;
     std::uint64_t size = 0;
+    std::string name{};
+    std::string path{};
     std::optional<size_t> depth{};  // once a page reads it
   };
   std::string NewFolder();

@@ -193,7 +193,7 @@ test('settings are exported by a download, and imported by an upload that a prev
   // Questions come before the file is written, and the file is fetched only then.
   await dialog.getByText('Do you want to export cached authentication keys?').waitFor();
   await press('No');
-  await dialog.getByText('Settings saved in').waitFor();
+  await dialog.getByText('Settings saved in mine.xml.', { exact: true }).waitFor();
   await press('OK');
   assert.equal((await download).suggestedFilename(), 'mine.xml');
   const file = join(home.folder, 'mine.xml');
@@ -213,7 +213,7 @@ test('settings are exported by a download, and imported by an upload that a prev
     await dialog.getByRole('row', { name: `changed SSHD CompressionLevel 1 ${exported}` }).waitFor();
     assert.equal(level(), '1');
     await press(answer);
-    await dialog.getByText(answer === 'Import' ? /Settings from .* imported/ : 'Unable to Import').waitFor();
+    await dialog.getByText(answer === 'Import' ? 'Settings from mine.xml imported.' : 'Unable to Import').waitFor();
     await press('OK');
     await closed();
     assert.equal(level().replace('\0', ''), wanted);
