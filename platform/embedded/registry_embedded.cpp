@@ -76,6 +76,10 @@ class EmbeddedKey final : public Key {
     KeyId key = 0;
     std::string_view rest;
     status = FollowPath(*write.txn, id_, wanted.path, wanted.access, &key, &rest);
+    if (status == 0 && rest.empty()) {  // Another process was first.
+      *disposition = REG_OPENED_EXISTING_KEY;
+      return write.Finish(Open(wanted.path, wanted.access, result));
+    }
     while (status == 0 && !rest.empty()) status = CreateOne(*write.txn, wanted, rest, &key);
     status = write.Finish(status);
     if (status == 0) result = std::make_unique<EmbeddedKey>(key, RightsOfCreator(wanted.access));
@@ -191,6 +195,7 @@ class EmbeddedKey final : public Key {
 
   LONG Restore(const char* file, DWORD flags) override {
     if (!MayUse(SE_RESTORE_NAME)) return ERROR_PRIVILEGE_NOT_HELD;
+    if ((KEY_WRITE & ~machine::GetCaller().limit) != 0) return ERROR_ACCESS_DENIED;
     Writing write;
     if (write.status != 0) return write.status;
     if ((flags & REG_FORCE_RESTORE) == 0 && IsOpenBelow(*write.txn, id_)) {

@@ -14,15 +14,15 @@ namespace {
 
 struct State {
   Environment environment;
-  Transaction read;   // Kept from one operation to the next; between them it holds no snapshot.
+  Transaction read;   // Kept from one operation or event to the next; between them it holds no snapshot.
   Transaction write;  // Open during an operation that writes, or from an event's first write to its end.
   bool reading = false;
   bool in_event = false;
   int depth = 0;     // Operations within operations share their transaction.
   LONG failure = 0;  // Why a write of the open write transaction failed: nothing of it can count.
   size_t snapshot = 0;
-  KeyId next_id = 0;  // Of the write transaction; 0 until it is read.
-  bool next_id_changed = false;
+  KeyId next_id = 0;                // Of the write transaction; 0 until it is read.
+  KeyId first_id = 0;               // The first that the write transaction gave; 0 for none.
   std::vector<std::string> doomed;  // Folders that go with the write transaction's commit.
 };
 
@@ -36,16 +36,8 @@ void EndReading() {
   Reading::held = nullptr;
 }
 
-// Outside events the last operation's snapshot serves the next one, cursors and all, until someone writes.
-bool SnapshotIsCurrent() {
-  MDB_envinfo info;
-  mdb_env_info(state.environment.env.get(), &info);
-  return info.me_last_txnid == state.snapshot;
-}
-
 LONG BeginReading() {
-  if (state.reading && (state.in_event || state.depth > 0 || SnapshotIsCurrent())) return 0;
-  EndReading();
+  if (state.reading) return 0;
   const int code = mdb_txn_renew(state.read.handle);
   if (code != 0) return Status(code);
   state.reading = true;
@@ -67,8 +59,7 @@ LONG BeginWriting() {
     return Status(code);
   }
   state.failure = 0;
-  state.next_id = 0;
-  state.next_id_changed = false;
+  state.next_id = state.first_id = 0;
   Transaction::Changed();
   state.write.Begun();
   return 0;
@@ -77,14 +68,7 @@ LONG BeginWriting() {
 // Handles of keys that were made in a transaction that does not count must not come to mean other keys, which
 // get the same identifiers later.
 void ForgetMadeKeys() {
-  if (!state.next_id_changed) return;
-  KeyId next = kHomeKey;
-  Reading read;
-  MDB_val data{};
-  if (read.status == 0 && read.txn->Get(kRecords, NumberKey(0), &data) == 0) {
-    std::memcpy(&next, data.mv_data, sizeof next);
-  }
-  LoseKeys(next);
+  if (state.first_id != 0) LoseKeys(state.first_id);
 }
 
 void EndWriting() {
@@ -275,12 +259,13 @@ int Transaction::NewId(KeyId* id) {
     MDB_val data{};
     const int result = Get(kRecords, NumberKey(0), &data);
     if (result != 0 && result != MDB_NOTFOUND) return result;
+    if (result == 0 && data.mv_size != sizeof state.next_id) return MDB_CORRUPTED;
     state.next_id = kHomeKey;
     if (result == 0) std::memcpy(&state.next_id, data.mv_data, sizeof state.next_id);
   }
   if (state.next_id == ~KeyId{0}) return MDB_MAP_FULL;
   *id = state.next_id++;
-  state.next_id_changed = true;
+  if (state.first_id == 0) state.first_id = *id;
   return 0;
 }
 
@@ -296,7 +281,7 @@ int Transaction::Flush() {
       edited_.dirty = false;
     }
   }
-  if (result == 0 && state.next_id_changed) {
+  if (result == 0 && state.first_id != 0) {
     MDB_val data = {sizeof state.next_id, &state.next_id};
     result = Put(kRecords, NumberKey(0), &data);
   }
@@ -320,7 +305,10 @@ void Reading::Begin() {
   if (state.in_event && status == 0) held = txn;
 }
 
-void Reading::End() { --state.depth; }
+// A snapshot keeps every page of its state from being used again: a process that waits must not hold one.
+void Reading::End() {
+  if (--state.depth == 0 && !state.in_event) EndReading();
+}
 
 Writing::Writing() {
   status = Ready();

@@ -205,25 +205,55 @@ TEST_F(Crash, ReadersSeeWholeEventsAndWritersWait) {
   waitpid(child, nullptr, 0);
 }
 
-TEST_F(Crash, AKilledReaderDoesNotKeepOldPages) {
+TEST_F(Crash, NeitherAKilledReaderNorAnIdleOneKeepsOldPages) {
   ASSERT_TRUE(machine::OpenHome(home));
   Apply(1);
+  for (const bool idle : {false, true}) {
+    machine::CloseHome();
+    shared->step = 0;
+    const pid_t child = Start([&] {
+      machine::OpenHome(home);
+      if (!idle) machine::BeginEvent();
+      Stored();
+      shared->step = 1;
+      pause();
+    });
+    Await(1);
+    ASSERT_TRUE(machine::OpenHome(home));
+    if (!idle) Kill(child);
+    HKEY key = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, KeyPath(0).c_str(), 0, KEY_ALL_ACCESS, &key), 0);
+    for (int i = 0; i < 100; ++i) EXPECT_EQ(Set(key, "large", std::string(200000, 'a' + i % 26)), 0);
+    RegCloseKey(key);
+    EXPECT_LT(fs::file_size(home + "/registry/data.mdb"), 4000000u) << idle;
+    if (idle) Kill(child);
+  }
+}
+
+TEST_F(Crash, OfTwoProcessesThatMakeAKeyOneIsToldThatItDid) {
+  constexpr int kRaces = 100;
+  const auto make_all = [&] {
+    for (int i = 0; i < kRaces; ++i) {
+      HKEY key = nullptr;
+      DWORD disposition = 0;
+      const std::string path = std::string(kPath) + "\\race" + std::to_string(i);
+      RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_READ, nullptr, &key, &disposition);
+      if (disposition == REG_CREATED_NEW_KEY) ++shared->stored;
+      RegCloseKey(key);
+    }
+  };
+  ASSERT_TRUE(machine::OpenHome(home));
   machine::CloseHome();
   const pid_t child = Start([&] {
     machine::OpenHome(home);
-    machine::BeginEvent();
-    Stored();
     shared->step = 1;
-    pause();
+    make_all();
   });
   Await(1);
   ASSERT_TRUE(machine::OpenHome(home));
-  Kill(child);
-  HKEY key = nullptr;
-  ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, KeyPath(0).c_str(), 0, KEY_ALL_ACCESS, &key), 0);
-  for (int i = 0; i < 100; ++i) ASSERT_EQ(Set(key, "large", std::string(200000, 'a' + i % 26)), 0);
-  RegCloseKey(key);
-  EXPECT_LT(fs::file_size(home + "/registry/data.mdb"), 4000000u);
+  make_all();
+  waitpid(child, nullptr, 0);
+  EXPECT_EQ(shared->stored.load(), kRaces);
 }
 
 }  // namespace
