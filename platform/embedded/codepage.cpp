@@ -12,6 +12,7 @@
 #include <mutex>
 #include <optional>
 
+#include "platform/embedded/computer_keys.h"
 #include "platform/embedded/store.h"
 #include "platform/embedded/win32/system.h"
 
@@ -237,10 +238,10 @@ Narrow NarrowOf(const Page* page, std::u16string_view source, std::string_view d
   return result;
 }
 
-// What the record of the local computer said, read once a home.
+// What the record of the local computer said, read once for each that the process stands on.
 struct KnownPage {
   std::mutex lock;
-  std::string home;
+  std::string computer;  // Its home and its name.
   UINT page = CP_UTF8;
 };
 
@@ -254,14 +255,14 @@ UINT ComputerCodePage() {
   thread_local bool reading = false;
   if (reading) return CP_UTF8;
   reading = true;
-  const std::string home = HomeFolder();
+  const std::string computer = HomeFolder() + "/" + StandsOn();
   const std::scoped_lock guard(Known().lock);
-  if (home != Known().home) {
+  if (computer != Known().computer) {
     const std::optional<std::string> record = GetRecord("", kRecord);
     UINT page = 0;
     if (record) std::from_chars(record->data(), record->data() + record->size(), page);
     Known().page = page != 0 && IsCodePage(page) ? page : CP_UTF8;
-    Known().home = home;
+    Known().computer = computer;
   }
   reading = false;
   return Known().page;
@@ -279,7 +280,7 @@ LONG SetCodePage(UINT page) {
   if (!IsCodePage(page)) return ERROR_INVALID_PARAMETER;
   const LONG status = PutRecord("", kRecord, std::to_string(page));
   const std::scoped_lock guard(Known().lock);
-  Known().home.clear();
+  Known().computer.clear();
   return status;
 }
 

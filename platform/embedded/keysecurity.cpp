@@ -159,6 +159,17 @@ LONG PutReferences(Transaction& txn, uint64_t number, uint32_t references, std::
   return Status(txn.Put(kSecurity, NumberKey(number), &data));
 }
 
+// ERROR_FILE_NOT_FOUND when no descriptor has that number.
+LONG ReadHeld(Transaction& txn, uint64_t number, uint32_t* references, std::string_view* descriptor) {
+  MDB_val data{};
+  const int result = txn.Get(kSecurity, NumberKey(number), &data);
+  if (result != 0) return Status(result);
+  if (data.mv_size < sizeof *references) return ERROR_REGISTRY_CORRUPT;
+  std::memcpy(references, data.mv_data, sizeof *references);
+  *descriptor = AsText(data).substr(sizeof *references);
+  return ERROR_SUCCESS;
+}
+
 }  // namespace
 
 bool IsDescriptor(std::string_view bytes) {
@@ -196,33 +207,29 @@ bool IsDescriptor(std::string_view bytes) {
 
 LONG HoldDescriptor(Transaction& txn, std::string_view descriptor, uint64_t* number) {
   for (*number = Digest(descriptor);; ++*number) {
-    MDB_val data{};
-    const int result = txn.Get(kSecurity, NumberKey(*number), &data);
-    if (result == MDB_NOTFOUND) return PutReferences(txn, *number, 1, descriptor);
-    if (result != 0) return Status(result);
-    if (AsText(data).substr(sizeof(uint32_t)) != descriptor) continue;
-    uint32_t references;
-    std::memcpy(&references, data.mv_data, sizeof references);
-    return PutReferences(txn, *number, references + 1, descriptor);
+    uint32_t references = 0;
+    std::string_view held;
+    const LONG status = ReadHeld(txn, *number, &references, &held);
+    if (status == ERROR_FILE_NOT_FOUND) return PutReferences(txn, *number, 1, descriptor);
+    if (status != 0) return status;
+    if (held == descriptor) return PutReferences(txn, *number, references + 1, descriptor);
   }
 }
 
 LONG ReleaseDescriptor(Transaction& txn, uint64_t number) {
-  MDB_val data{};
-  const int result = txn.Get(kSecurity, NumberKey(number), &data);
-  if (result != 0) return Status(result);
-  uint32_t references;
-  std::memcpy(&references, data.mv_data, sizeof references);
-  if (references == 1) return Status(txn.DeleteHere(kSecurity));
-  return PutReferences(txn, number, references - 1, std::string(AsText(data).substr(sizeof references)));
+  uint32_t references = 0;
+  std::string_view held;
+  const LONG status = ReadHeld(txn, number, &references, &held);
+  if (status != 0) return status;
+  if (references <= 1) return Status(txn.DeleteHere(kSecurity));
+  return PutReferences(txn, number, references - 1, std::string(held));
 }
 
 LONG ReadDescriptor(Transaction& txn, uint64_t number, std::string_view* descriptor) {
-  MDB_val data{};
-  const int result = txn.Get(kSecurity, NumberKey(number), &data);
-  if (result == 0 && data.mv_size < sizeof(uint32_t)) return ERROR_REGISTRY_CORRUPT;
-  if (result == 0) *descriptor = AsText(data).substr(sizeof(uint32_t));
-  return result == MDB_NOTFOUND ? ERROR_REGISTRY_CORRUPT : Status(result);
+  uint32_t references = 0;
+  const LONG status = ReadHeld(txn, number, &references, descriptor);
+  if (status != 0 && status != ERROR_FILE_NOT_FOUND) return status;
+  return status == 0 && IsDescriptor(*descriptor) ? ERROR_SUCCESS : ERROR_REGISTRY_CORRUPT;
 }
 
 REGSAM RightsOfCreator(REGSAM wanted) {

@@ -116,6 +116,20 @@ Outcome MakeStore(const std::string& home) {
   return outcome;
 }
 
+Outcome OpenOrMake(std::string home) {
+  const PrivateFiles only_the_owners;
+  Outcome outcome = MakeFolder(home);
+  if (!outcome) return outcome;
+  std::error_code error;
+  home = fs::canonical(home, error).string();
+  if (!fs::exists(home + "/registry", error)) outcome = MakeStore(home);
+  Environment environment;
+  if (outcome) outcome = OpenEnvironment(home + "/registry", false, environment);
+  if (outcome) outcome = UseEnvironment(std::move(environment));
+  if (outcome) OpenedHome() = home;
+  return outcome;
+}
+
 bool IsComputerName(std::string_view name) {
   constexpr std::string_view kAllowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
   return !name.empty() && name.size() <= 63 && name.find_first_not_of(kAllowed) == std::string_view::npos &&
@@ -198,15 +212,11 @@ Outcome OpenHome(std::string_view home) {
     CloseHome();
   }
   ChosenHome() = home;
-  const PrivateFiles only_the_owners;
-  Outcome outcome = MakeFolder(wanted);
-  if (!outcome) return outcome;
-  wanted = fs::canonical(wanted, error).string();
-  if (!fs::exists(wanted + "/registry", error)) outcome = MakeStore(wanted);
-  Environment environment;
-  if (outcome) outcome = OpenEnvironment(wanted + "/registry", false, environment);
-  if (outcome) outcome = UseEnvironment(std::move(environment));
-  if (outcome) OpenedHome() = wanted;
+  // An event that begins before its home is there does not hold the making of the home.
+  const bool in_event = InEvent();
+  if (in_event) AbandonEvent();
+  Outcome outcome = OpenOrMake(std::move(wanted));
+  if (in_event) BeginEvent();
   return outcome;
 }
 
@@ -260,8 +270,10 @@ Outcome RemoveComputer(std::string_view name) {
     return {ERROR_BAD_NETPATH, "There is no computer " + std::string(name) + "."};
   }
   if (status == 0) {
-    RemoveAtCommit(ComputerFolder(name));
-    status = write.Finish(RemoveTree(*write.txn, key, true));
+    const std::string folder = ComputerFolder(name);
+    status = RemoveTree(*write.txn, key, true);
+    if (status == 0) RemoveAtCommit(folder);
+    status = write.Finish(status);
   }
   return ComputerFailed(name, "removed", status);
 }

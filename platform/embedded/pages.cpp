@@ -88,7 +88,7 @@ class Walk {
     std::memcpy(&header, page.data(), sizeof header);
     if (header.number != root || header.lower < sizeof header || header.lower > page_size_) return false;
     if ((header.flags & (kBranchPage | kLeafPage)) == 0) return false;
-    for (size_t at = sizeof header; at < header.lower; at += sizeof(uint16_t)) {
+    for (size_t at = sizeof header; at + sizeof(uint16_t) <= header.lower; at += sizeof(uint16_t)) {
       uint16_t offset;
       std::memcpy(&offset, page.data() + at, sizeof offset);
       if (!NodePresent(page, offset, (header.flags & kBranchPage) != 0, depth)) return false;

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "platform/embedded/controls.h"
 #include "platform/embedded/regf.h"
 #include "platform/embedded/store.h"
 #include "platform/machine.h"
@@ -112,6 +113,10 @@ TEST_F(RegistryHive, WhatIsSavedComesBackWhole) {
   EXPECT_EQ(RegSaveKeyA(from, "C:\\nowhere\\saved.tcfg", nullptr), ERROR_PATH_NOT_FOUND);
 
   EXPECT_EQ(RegRestoreKeyA(to, "C:\\saved.tcfg", 0), ERROR_ACCESS_DENIED) << "a key below is open";
+  machine::SetCaller({.sids = {}, .limit = KEY_READ});
+  EXPECT_EQ(RegRestoreKeyA(to, "C:\\saved.tcfg", REG_FORCE_RESTORE), ERROR_ACCESS_DENIED);
+  machine::SetCaller({});
+  EXPECT_EQ(Get(to, "gone too"), "1");
   ASSERT_EQ(RegRestoreKeyA(to, "C:\\saved.tcfg", REG_FORCE_RESTORE), 0);
   EXPECT_EQ(Dump(to), Dump(from));
   EXPECT_EQ(Set(gone, "v", "1"), ERROR_KEY_DELETED);

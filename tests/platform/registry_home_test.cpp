@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "platform/embedded/codepage.h"
 #include "platform/embedded/controls.h"
 #include "platform/embedded/environment.h"
 #include "platform/machine.h"
@@ -123,6 +124,47 @@ TEST_F(RegistryHome, AStoreThatCannotBeTrustedIsRefusedAndLeftAlone) {
   EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "299"), std::string(500, 'x'));
 }
 
+TEST_F(RegistryHome, ADamagedAccessListIsTold) {
+  const std::string home = Path("home");
+  constexpr SECURITY_INFORMATION kAll =
+      OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION;
+  BYTE list[1024];
+  HKEY key = nullptr;
+  ASSERT_TRUE(machine::OpenHome(home));
+  for (const bool damaged : {false, true}) {
+    ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, kSettings, 0, KEY_ALL_ACCESS, &key), 0);
+    DWORD size = sizeof list;
+    EXPECT_EQ(RegGetKeySecurity(key, kAll, list, &size), damaged ? ERROR_REGISTRY_CORRUPT : 0);
+    EXPECT_EQ(RegSetKeySecurity(key, kAll, list), damaged ? ERROR_REGISTRY_CORRUPT : 0);
+    EXPECT_EQ(Make(key, "below"), damaged ? ERROR_REGISTRY_CORRUPT : 0);
+    if (damaged) break;
+    EXPECT_EQ(RegDeleteKeyA(key, "below"), 0);
+    machine::CloseHome();
+    const std::string file = home + "/registry/data.mdb";
+    std::string bytes = Bytes(file);
+    const std::string stored(reinterpret_cast<const char*>(list), size);
+    for (size_t at = 0; (at = bytes.find(stored, at)) != std::string::npos; ++at) bytes[at + 6] = '\x7F';
+    std::ofstream(file, std::ios::binary) << bytes;
+    ASSERT_TRUE(machine::OpenHome(home));
+  }
+  RegCloseKey(key);
+}
+
+TEST_F(RegistryHome, AnEventMayBeTheFirstUseOfAHome) {
+  const std::string before = std::getenv("MARROWEN_HOME");
+  SetEnvironmentVariableA("MARROWEN_HOME", Path("late").c_str());
+  machine::BeginEvent();
+  EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "lost"), 0);
+  machine::AbandonEvent();
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "error 2");
+  machine::BeginEvent();
+  EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "kept"), 0);
+  EXPECT_TRUE(machine::CommitEvent());
+  machine::CloseHome();
+  EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "kept");
+  SetEnvironmentVariableA("MARROWEN_HOME", before.c_str());
+}
+
 TEST_F(RegistryHome, APlaceThatCannotBeAHomeIsNamed) {
   std::ofstream(Path("file")) << "text";
   for (const std::string& home : {Path("file"), Path("file") + "/below", std::string("/proc/home")}) {
@@ -222,6 +264,8 @@ TEST_F(RegistryHome, AProcessCanStandOnAnotherComputer) {
   DWORD size = sizeof name;
   EXPECT_NE(GetComputerNameA(name, &size), FALSE);
   EXPECT_STREQ(name, "SRV1");
+  EXPECT_EQ(embedded::SetCodePage(1252), 0);
+  EXPECT_EQ(GetACP(), 1252u);
   const std::string defaults = "/drives/c/TesselWorks/SSHD/Shared Files/marrowen_default_settings.xml";
   EXPECT_EQ(Mode(Path("computers/srv1") + defaults), 0600);
   EXPECT_EQ(Mode(Path("local") + defaults), 0600);
@@ -229,6 +273,7 @@ TEST_F(RegistryHome, AProcessCanStandOnAnotherComputer) {
   machine::CloseHome();
   ASSERT_TRUE(machine::OpenHome(folder.string()));
   EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "here"), "local");
+  EXPECT_EQ(GetACP(), CP_UTF8);
 }
 
 }  // namespace
