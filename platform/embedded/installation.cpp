@@ -17,16 +17,9 @@ LONG Failed(const std::string& path) { return static_cast<LONG>(FileError(errno,
 LONG WriteFileOfOwner(const std::string& path, std::string_view bytes) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (file < 0) return Failed(path);
-  while (!bytes.empty()) {
-    const ssize_t written = write(file, bytes.data(), bytes.size());
-    if (written <= 0) {
-      const LONG status = Failed(path);
-      close(file);
-      return status;
-    }
-    bytes.remove_prefix(static_cast<size_t>(written));
-  }
-  return close(file) == 0 ? ERROR_SUCCESS : Failed(path);
+  const LONG status = WriteAll(file, bytes) ? ERROR_SUCCESS : Failed(path);
+  close(file);
+  return status;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -110,6 +111,16 @@ std::optional<std::string> MapPath(std::string_view computer, std::string_view p
 }
 
 std::optional<std::string> MapPath(std::string_view path) { return MapPath("", path); }
+
+bool WriteAll(int file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(file, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    bytes.remove_prefix(static_cast<size_t>(written));
+  }
+  return true;
+}
 
 DWORD FileError(int error, const std::string& path) {
   switch (error) {

@@ -21,4 +21,7 @@ std::optional<std::string> MapPath(std::string_view computer, std::string_view p
 // ERROR_PATH_NOT_FOUND, a missing last part ERROR_FILE_NOT_FOUND.
 DWORD FileError(int error, const std::string& path);
 
+// Writes all of it to an open file; false, with the reason in errno, when it could not.
+bool WriteAll(int file, std::string_view bytes);
+
 }  // namespace embedded

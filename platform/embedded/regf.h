@@ -1,7 +1,8 @@
 #pragma once
 
-// Hive files in the registry file format ("regf", version 1.3) as trees in memory. hivex reads and writes
-// keys and values; the descriptors, which it leaves alone, are read and placed beside it.
+// Hive files in the registry file format ("regf", version 1.3) as trees in memory. hivex reads keys
+// and values, and the descriptors, which it leaves alone, are read beside it. Files are written without it:
+// it adds a key in time that grows with the keys that are there.
 
 #include <cstdint>
 #include <string>

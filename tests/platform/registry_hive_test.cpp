@@ -5,6 +5,7 @@
 
 #include "platform/embedded/controls.h"
 #include "platform/embedded/regf.h"
+#include "platform/embedded/regf_format.h"
 #include "platform/embedded/store.h"
 #include "platform/machine.h"
 #include "tests/support/registry_support.h"
@@ -75,6 +76,7 @@ void FillKey(HKEY key) {
                                          {"Gr\u00f6\u00dfe \u20ac", "\u00e4\U0001F600"s, REG_EXPAND_SZ},
                                          {"multi", "one\0two\0\0"s, REG_MULTI_SZ},
                                          {"bytes", all, REG_BINARY},
+                                         {"\u0085", "a control character"s, REG_SZ},
                                          {"odd", "\x01\x02\x03"s, 0x1234},
                                          {"four", "\x01\x02\x03\x04"s, REG_DWORD},
                                          {"large", std::string(60000, 'L'), REG_BINARY},
@@ -84,7 +86,7 @@ void FillKey(HKEY key) {
   machine::BeginEvent();
   HKEY open = nullptr;
   for (const char* path : {"b\\deep\\deeper", "A", "\u00dcber", "c"}) ASSERT_EQ(Make(key, path), 0);
-  for (int i = 0; i < 300; ++i) ASSERT_EQ(Make(key, ("many\\Sub" + std::to_string(i)).c_str()), 0);
+  for (int i = 0; i < 1200; ++i) ASSERT_EQ(Make(key, ("many\\Sub" + std::to_string(i)).c_str()), 0);
   ASSERT_TRUE(machine::CommitEvent());
   ASSERT_EQ(RegOpenKeyExA(key, "b\\deep", 0, KEY_ALL_ACCESS, &open), 0);
   ASSERT_EQ(Set(open, "v", "below"), 0);
@@ -109,6 +111,7 @@ TEST_F(RegistryHive, WhatIsSavedComesBackWhole) {
   ASSERT_EQ(Set(to, "gone too", "1"), 0);
   ASSERT_EQ(RegSaveKeyA(from, "C:\\saved.tcfg", nullptr), 0);
   EXPECT_EQ(fs::status(File()).permissions(), fs::perms(0600));
+  EXPECT_LT(fs::file_size(File()), 400000u) << "a file grows with its keys, not with their square";
   EXPECT_EQ(RegSaveKeyA(from, "C:\\saved.tcfg", nullptr), ERROR_ALREADY_EXISTS);
   EXPECT_EQ(RegSaveKeyA(from, "C:\\nowhere\\saved.tcfg", nullptr), ERROR_PATH_NOT_FOUND);
 
@@ -186,6 +189,29 @@ TEST_F(RegistryHive, ABadFileIsToldAndChangesNothing) {
     const LONG status = embedded::ReadHive(File(), root);
     EXPECT_TRUE(status == 0 || status == ERROR_BADDB) << status;
   }
+}
+
+// Each key of the file claims the values of the first.
+TEST_F(RegistryHive, AFileThatIsFarLargerInMemoryIsRefused) {
+  HiveKey root;
+  root.values.push_back({"large", REG_BINARY, std::string(60000, 'L')});
+  for (int i = 0; i < 100; ++i) root.subkeys.emplace_back().name = "sub" + std::to_string(i);
+  ASSERT_EQ(embedded::WriteHive(File(), root), 0);
+  std::string bytes = Bytes();
+  embedded::KeyCell first{};
+  for (size_t at = embedded::kPage; at + sizeof first < bytes.size(); at += 8) {
+    embedded::KeyCell cell;
+    embedded::Get(bytes, at, cell);
+    if (std::memcmp(cell.magic, "nk", 2) != 0) continue;
+    if (first.values == 0) first = cell;
+    cell.values = first.values;
+    cell.value_list = first.value_list;
+    embedded::Put(bytes, at, cell);
+  }
+  ASSERT_EQ(first.values, 1u);
+  Write(bytes);
+  HiveKey read;
+  EXPECT_EQ(embedded::ReadHive(File(), read), ERROR_BADDB);
 }
 
 }  // namespace
