@@ -90,10 +90,14 @@ class ListPage : public RecordPage<Page, Record> {
   CString PathOf(std::string_view principal) const {
     return CString(Base::m_target).append("::").append(principal);
   }
+  // Makes the principal, with a row, a node and a copy of the settings of the one at `source`; returns its
+  // node's path.
+  CString MakePrincipal(const CString& name, const CString& source);
+  void RefreshNode(const CString& path) { Base::m_context->pfnRefreshNode(path.c_str()); }
+
+ private:
   // Lets a copy of one principal's settings wait as another's.
   void CopySettings(const CString& source, const CString& destination);
-  void AddNode(const CString& path) { Base::m_context->pfnAddNode(path.c_str(), 65535, 4); }
-  void RefreshNode(const CString& path) { Base::m_context->pfnRefreshNode(path.c_str()); }
 
   bool m_newPrincipal = false;  // stays set: what it leads to does no harm with nothing pending
 };
@@ -212,6 +216,16 @@ void ListPage<Page, Record>::DeletePrincipal() {
     if (auto* const page = PageAt<PrincipalSettings>(index)) page->DropPending(path);
   }
   Base::TakeChange();
+}
+
+template <class Page, class Record>
+CString ListPage<Page, Record>::MakePrincipal(const CString& name, const CString& source) {
+  CString path = PathOf(name);
+  CopySettings(source, path);
+  List().AddString(name);
+  m_newPrincipal = true;
+  Base::m_context->pfnAddNode(path.c_str(), 65535, 4);
+  return path;
 }
 
 template <class Page, class Record>

@@ -122,12 +122,7 @@ void CPrpCfgIpMain::AddPrincipal(const CString& source, bool isCopy) {
   // A new range starts from the user of that name.
   CString from = PathOf(source);
   if (!isCopy) from = text::Replaced(from, "IP Range", "Users");
-  const CString path = PathOf(range);
-  CopySettings(from, path);
-  List().AddString(range);
-  AddNode(path);
-  RefreshNode(path);
-  m_newPrincipal = true;
+  RefreshNode(MakePrincipal(range, from));
   TakeChange();
 }
 

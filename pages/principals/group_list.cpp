@@ -186,11 +186,7 @@ void CPrpGroupsMain::AddPrincipal(const CString& source, bool isCopy) {
     // A new group starts from the user of that name.
     CString from = PathOf(source);
     if (!isCopy) from = text::Replaced(from, "Groups", "Users");
-    path = PathOf(name);
-    CopySettings(from, path);
-    List().AddString(name);
-    m_newPrincipal = true;
-    AddNode(path);
+    path = MakePrincipal(name, from);
   }
   TakeChange();
   // Once for all of them, with the last one's node.

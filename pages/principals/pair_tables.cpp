@@ -155,8 +155,8 @@ class PairTablePage : public PrincipalPage<Page, Record> {
   CString FieldText(std::string_view caption) const { return this->Find(caption).control->Value(); }
   void ShowField(std::string_view caption, std::string_view text) {
     CWnd& control = *this->Find(caption).control;
-    if (auto* const list = dynamic_cast<CComboBox*>(&control)) {
-      list->SetText(text);
+    if (control.Kind() == ControlKind::ComboBox) {
+      static_cast<CComboBox&>(control).SetText(text);
     } else {
       static_cast<CEdit&>(control).SetText(text);
     }

@@ -111,13 +111,7 @@ void CPrpUsersMain::AddPrincipal(const CString& source, bool) {
     AfxMessageBox("Cannot add user. User " + name + " already exists.");
     return;
   }
-  name = principal_list::DisplayName(name);
-  const CString path = PathOf(name);
-  CopySettings(PathOf(source), path);
-  List().AddString(name);
-  AddNode(path);
-  RefreshNode(path);
-  m_newPrincipal = true;
+  RefreshNode(MakePrincipal(principal_list::DisplayName(name), PathOf(source)));
   TakeChange();
 }
 
