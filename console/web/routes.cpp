@@ -41,7 +41,21 @@ ordered_json NodesBelow(Session& session, const std::string& node, size_t first,
                      {"page", child.node.page != nullptr},
                      {"children", child.children}});
   }
-  return {{"total", total}, {"nodes", std::move(nodes)}};
+  return {{"total", total}, {"first", first}, {"nodes", std::move(nodes)}};
+}
+
+// The block of children, as many at once, that `to` stands in or below one of; the first block where it does
+// not.
+ordered_json NodesOnTheWay(Session& session, const std::string& node, const std::string& to, size_t count) {
+  size_t total = 0;
+  size_t first = 0;
+  for (const Tree::Child& child : session.GetHost().GetTree().Children(node, 0, SIZE_MAX, total)) {
+    const std::string& path = child.node.path;
+    if (to == path || (child.children > 0 && to.starts_with(path + "::")))
+      return NodesBelow(session, node, first / count * count, count);
+    ++first;
+  }
+  return NodesBelow(session, node, 0, count);
 }
 
 void AddBundle(Server& server) {
@@ -96,8 +110,12 @@ void AddReads(Server& server, Session& session, SettingsIndex& index) {
   server.Get("/api/tree", [&session](const Request& request, Response& response) {
     const std::string node = request.get_param_value("node");
     const size_t first = Number(request, "first", 0);
-    const size_t count = std::min(Number(request, "count", kMostRows), kMostRows);
-    response.set_content(session.Read([&] { return NodesBelow(session, node, first, count); }), kJson);
+    const size_t count = std::clamp<size_t>(Number(request, "count", kMostRows), 1, kMostRows);
+    const std::string to = request.get_param_value("to");
+    response.set_content(session.Read([&] {
+      return to.empty() ? NodesBelow(session, node, first, count) : NodesOnTheWay(session, node, to, count);
+    }),
+                         kJson);
   });
   server.Get("/api/rows", [&session](const Request& request, Response& response) {
     const auto window = static_cast<unsigned>(Number(request, "window", 0));

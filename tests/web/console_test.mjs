@@ -180,6 +180,24 @@ test('Back, a link, the search and the keyboard alone lead to a setting', async 
   await page.getByRole('heading', { level: 1, name: 'Cipher' }).waitFor();
 });
 
+test('on a slow line the tree goes as far as the keys were pressed', async () => {
+  const slow = await browser.context.newPage();
+  await slow.routeWebSocket('**/api/socket', (line) => {
+    const there = line.connectToServer();
+    line.onMessage((text) => setTimeout(() => there.send(text), 200));
+  });
+  await slow.goto(console_.origin + '/' + hash('Banner'));
+  const tree = slow.getByRole('tree');
+  await tree.locator('.row.selected.active', { hasText: 'Banner' }).waitFor();
+  await tree.focus();
+  for (const node of ['GSSAPI Options', 'Password Options', 'Public Key Options']) {
+    await slow.keyboard.press('ArrowUp');
+    await tree.locator('.row.active', { hasText: node }).waitFor();
+  }
+  await slow.getByRole('heading', { level: 1, name: 'Public Key Options' }).waitFor();
+  await slow.close();
+});
+
 test('settings are exported by a download, and imported by an upload that a preview comes before', async () => {
   const dialog = page.locator('dialog[open]').last();
   const press = (name) => dialog.getByRole('button', { name, exact: true }).click();

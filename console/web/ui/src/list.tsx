@@ -2,8 +2,8 @@
 
 import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { act, get, type Control, type Row } from './api';
+import { reveal, rowHeight, stepOf } from './rows';
 
-const rowHeight = 32;
 const block = 100;
 const mostVisible = 12;
 
@@ -19,8 +19,15 @@ interface Cache {
   blocks: Map<number, Row[]>;
 }
 
+interface ListProps {
+  control: Control;
+  index: number;
+  window: number;
+  label: string;
+}
+
 /** The rows that the filter leaves, by position; fetches what is not there yet. */
-function useRows(control: Control, index: number, window: number, filter: string) {
+function useRows({ control, index, window }: ListProps, filter: string) {
   const [, redraw] = useState(0);
   const cache = useRef<Cache>({ key: '', total: 0, blocks: new Map() });
   const loading = useRef(new Map<string, Promise<void>>());
@@ -66,173 +73,211 @@ function useRows(control: Control, index: number, window: number, filter: string
   };
 }
 
-export function List({ control, index, window, label }: { control: Control; index: number; window: number; label: string }) {
-  const [filter, setFilter] = useState('');
-  const [wanted, setWanted] = useState('');
-  const [top, setTop] = useState(0);
+type Held = Pick<MouseEvent, 'ctrlKey' | 'metaKey' | 'shiftKey'>;
+
+// A list's selection is one row, which the rows that were fetched before do not know.
+const isSelected = (control: Control, row: Row | undefined) =>
+  row !== undefined && (control.kind === 'list' ? control.selected === row.row : row.selected);
+
+/** The row that keys start from, and what a person does to rows. */
+function useChoice(props: ListProps, rows: ReturnType<typeof useRows>, filter: string, bring: (position: number) => void) {
+  const { control, index, window } = props;
   const [active, setActive] = useState(-1);
   const anchor = useRef(-1);
-  const box = useRef<HTMLDivElement>(null);
-  const rows = useRows(control, index, window, filter);
-  const columns = control.columns ?? [];
-  // A list's selection is one row, which the rows that were fetched before do not know.
-  const isSelected = (row: Row | undefined) =>
-    row !== undefined && (control.kind === 'list' ? control.selected === row.row : row.selected);
-  const isTable = columns.length > 1;
-  const total = rows.total;
-  const height = Math.max(3, Math.min(total, mostVisible)) * rowHeight;
-  const first = Math.max(0, Math.min(Math.floor(top / rowHeight) - 8, total - 1));
-  const last = Math.min(total - 1, Math.ceil((top + height) / rowHeight) + 8);
-  const id = `w${window}c${index}`;
-
-  useEffect(() => {
-    const timer = setTimeout(() => setFilter(wanted), 60);
-    return () => clearTimeout(timer);
-  }, [wanted]);
-  useEffect(() => {
-    void rows.need(first, Math.max(first, last));
-  }, [control.stamp, filter, first, last, window, index]);
+  const asked = useRef(0);
+  const at = { window, control: index };
   useEffect(() => setActive(-1), [filter]);
-  // The selection that code made is brought into sight once.
+  // The selection that code made is where keys go on from; a person's own may be on its way still.
   useLayoutEffect(() => {
-    if (control.selected !== undefined && control.selected >= 0 && active < 0 && !filter) {
-      setActive(control.selected);
-      reveal(control.selected);
-    }
+    if (control.selected === undefined || control.selected < 0 || filter || asked.current > 0) return;
+    setActive(control.selected);
+    bring(control.selected);
   }, [control.selected]);
 
-  function reveal(position: number) {
-    const element = box.current;
-    if (!element) return;
-    const y = position * rowHeight;
-    if (y < element.scrollTop) element.scrollTop = y;
-    else if (y + rowHeight > element.scrollTop + element.clientHeight) element.scrollTop = y + rowHeight - element.clientHeight;
-  }
-
-  async function choose(position: number, event: { ctrlKey: boolean; metaKey: boolean; shiftKey: boolean }) {
-    setActive(position);
-    reveal(position);
+  async function select(position: number, held: Held) {
     await rows.need(position, position);
     const row = rows.at(position);
     if (!row) return;
-    const at = { window, control: index };
-    if (control.multiple && event.shiftKey && anchor.current >= 0) {
+    if (control.multiple && held.shiftKey && anchor.current >= 0) {
       await act({ ...at, act: 'range', row: anchor.current, to: row.row, filter });
       return;
     }
     anchor.current = row.row;
-    if (control.multiple && (event.ctrlKey || event.metaKey)) {
-      await act({ ...at, act: 'select', row: row.row, on: !isSelected(row) });
+    if (control.multiple && (held.ctrlKey || held.metaKey)) {
+      await act({ ...at, act: 'select', row: row.row, on: !isSelected(control, row) });
     } else {
       await act({ ...at, act: 'only', row: row.row });
     }
   }
 
-  function check(row: Row | undefined) {
-    if (row) void act({ act: 'check', window, control: index, row: row.row, on: !row.checked });
-  }
+  return {
+    active,
+    async choose(position: number, held: Held) {
+      setActive(position);
+      bring(position);
+      ++asked.current;
+      await select(position, held);
+      --asked.current;
+    },
+    check(position: number) {
+      setActive(position);
+      const row = rows.at(position);
+      if (row) void act({ ...at, act: 'check', row: row.row, on: !row.checked });
+    },
+    open(position: number) {
+      const row = rows.at(position);
+      if (row) void act({ ...at, act: 'open', row: row.row });
+    },
+  };
+}
 
-  function onKey(event: KeyboardEvent) {
-    const page = Math.floor(height / rowHeight) - 1;
-    const steps: Record<string, number> = {
-      ArrowDown: active + 1,
-      ArrowUp: active - 1,
-      PageDown: active + page,
-      PageUp: active - page,
-      Home: 0,
-      End: total - 1,
-    };
-    const step = steps[event.key];
-    if (step !== undefined && total > 0) {
-      event.preventDefault();
-      void choose(Math.max(0, Math.min(total - 1, step)), event);
-    } else if (event.key === ' ' && active >= 0) {
-      event.preventDefault();
-      const row = rows.at(active);
-      if (control.checkBoxes) check(row);
-      else void choose(active, { ctrlKey: true, metaKey: false, shiftKey: false });
-    } else if (event.key === 'Enter' && active >= 0 && !box.current?.closest('dialog')) {
-      const row = rows.at(active);
-      if (row) void act({ act: 'open', window, control: index, row: row.row });
-    }
-  }
+interface RowProps {
+  control: Control;
+  row: Row | undefined;
+  position: number;
+  total: number;
+  /** What both kinds of row have. */
+  shared: Record<string, unknown>;
+  onCheck: () => void;
+}
 
-  const weights = columns.map((column) => `minmax(6rem, ${column.width || 1}fr)`).join(' ');
-  const template = { gridTemplateColumns: (control.checkBoxes ? '2rem ' : '') + (isTable ? weights : '1fr') };
-  const visible = [];
-  for (let position = first; position <= last; ++position) {
-    const row = rows.at(position);
-    const shared = {
-      key: position,
-      id: `${id}r${position}`,
-      class: 'row' + (isSelected(row) ? ' selected' : '') + (position === active ? ' active' : ''),
-      style: { transform: `translateY(${position * rowHeight}px)`, ...template },
-      onClick: (event: MouseEvent) => void choose(position, event),
-      onDblClick: () => row && void act({ act: 'open', window, control: index, row: row.row }),
-    };
-    const tick = control.checkBoxes && (
-      <span
-        class={'tick' + (row?.checked ? ' on' : '')}
-        aria-hidden="true"
-        onClick={(event) => {
-          event.stopPropagation();
-          setActive(position);
-          check(row);
-        }}
-      />
+function ListRow({ control, row, position, total, shared, onCheck }: RowProps) {
+  const columns = control.columns ?? [];
+  const tick = control.checkBoxes && (
+    <span
+      class={'tick' + (row?.checked ? ' on' : '')}
+      aria-hidden="true"
+      onClick={(event) => {
+        event.stopPropagation();
+        onCheck();
+      }}
+    />
+  );
+  if (columns.length > 1) {
+    return (
+      <div {...shared} role="row" aria-rowindex={position + 2}>
+        {control.checkBoxes && (
+          <span role="gridcell" aria-label={row?.checked ? 'checked' : 'not checked'}>
+            {tick}
+          </span>
+        )}
+        {columns.map((_, column) => (
+          <span role="gridcell" class="cell" title={row?.cells[column]}>
+            {row?.cells[column] ?? ''}
+          </span>
+        ))}
+      </div>
     );
-    if (isTable) {
-      visible.push(
-        <div {...shared} role="row" aria-rowindex={position + 2} aria-selected={isSelected(row)}>
-          {control.checkBoxes && (
-            <span role="gridcell" aria-label={row?.checked ? 'checked' : 'not checked'}>
-              {tick}
-            </span>
-          )}
-          {columns.map((_, column) => (
-            <span role="gridcell" class="cell" title={row?.cells[column]}>
-              {row?.cells[column] ?? ''}
-            </span>
-          ))}
-        </div>,
-      );
-    } else {
-      visible.push(
-        <div
-          {...shared}
-          role="option"
-          aria-selected={isSelected(row)}
-          aria-checked={control.checkBoxes ? (row?.checked ?? false) : undefined}
-          aria-posinset={position + 1}
-          aria-setsize={total}
-        >
-          {tick}
-          <span class="cell">{row?.cells[0] ?? '…'}</span>
-        </div>,
-      );
-    }
   }
-
-  const body = (
-    <div class="rows" role={isTable ? 'rowgroup' : 'presentation'} style={{ height: `${Math.max(total, 1) * rowHeight}px` }}>
-      {visible}
+  return (
+    <div
+      {...shared}
+      role="option"
+      aria-checked={control.checkBoxes ? (row?.checked ?? false) : undefined}
+      aria-posinset={position + 1}
+      aria-setsize={total}
+    >
+      {tick}
+      <span class="cell" title={row?.cells[0]}>
+        {row?.cells[0] ?? '…'}
+      </span>
     </div>
   );
+}
+
+function Head({ control, style }: { control: Control; style: Record<string, string> }) {
+  return (
+    <div role="rowgroup" class="head">
+      <div role="row" class="row" aria-rowindex={1} style={style}>
+        {control.checkBoxes && <span role="columnheader" aria-label="Checked" />}
+        {control.columns!.map((column) => (
+          <span role="columnheader" class="cell">
+            {column.title}
+          </span>
+        ))}
+      </div>
+    </div>
+  );
+}
+
+function Filter({ label, total, count, onFilter }: { label: string; total: number; count: number; onFilter: (text: string) => void }) {
+  const [text, setText] = useState('');
+  useEffect(() => {
+    const timer = setTimeout(() => onFilter(text), 60);
+    return () => clearTimeout(timer);
+  }, [text]);
+  const all = count.toLocaleString('en');
+  return (
+    <div class="filter">
+      <input
+        type="search"
+        placeholder="Filter"
+        aria-label={`Filter ${label}`}
+        value={text}
+        onInput={(event) => setText(event.currentTarget.value)}
+      />
+      <span class="dim">{total === count ? all : `${total.toLocaleString('en')} of ${all}`}</span>
+    </div>
+  );
+}
+
+/** Equal columns share the width by their weights; a box to tick stands before them. */
+function columnsOf(control: Control) {
+  const columns = control.columns ?? [];
+  const weights = columns.map((column) => `minmax(6rem, ${column.width || 1}fr)`).join(' ');
+  return { gridTemplateColumns: (control.checkBoxes ? '2rem ' : '') + (columns.length > 1 ? weights : '1fr') };
+}
+
+export function List(props: ListProps) {
+  const { control, index, window, label } = props;
+  const [filter, setFilter] = useState('');
+  const [top, setTop] = useState(0);
+  const box = useRef<HTMLDivElement>(null);
+  const rows = useRows(props, filter);
+  const { active, choose, check, open } = useChoice(props, rows, filter, (position) => reveal(box.current, position));
+  const isTable = (control.columns?.length ?? 0) > 1;
+  const total = rows.total;
+  const height = Math.max(3, Math.min(total, mostVisible)) * rowHeight;
+  const first = Math.max(0, Math.min(Math.floor(top / rowHeight) - 8, total - 1));
+  const last = Math.min(total - 1, Math.ceil((top + height) / rowHeight) + 8);
+  const id = `w${window}c${index}`;
+  const style = columnsOf(control);
+  // A list that has become short has nothing to filter, and shows what it has.
   const long = (control.count ?? 0) > mostVisible;
+  useEffect(() => {
+    if (!long) setFilter('');
+  }, [long]);
+  useEffect(() => {
+    void rows.need(first, Math.max(first, last));
+  }, [control.stamp, filter, first, last, window, index]);
+
+  function onKey(event: KeyboardEvent) {
+    const step = stepOf(event.key, active, total, Math.floor(height / rowHeight));
+    if (step !== undefined) void choose(step, event);
+    else if (event.key === ' ' && active >= 0 && control.checkBoxes) check(active);
+    else if (event.key === ' ' && active >= 0) void choose(active, { ctrlKey: true, metaKey: false, shiftKey: false });
+    else if (event.key === 'Enter' && active >= 0 && !box.current?.closest('dialog')) return open(active);
+    else return;
+    event.preventDefault();
+  }
+
+  const drawn = [];
+  for (let position = first; position <= last; ++position) {
+    const row = rows.at(position);
+    const selected = isSelected(control, row);
+    const shared = {
+      id: `${id}r${position}`,
+      class: 'row' + (selected ? ' selected' : '') + (position === active ? ' active' : ''),
+      style: { transform: `translateY(${position * rowHeight}px)`, ...style },
+      'aria-selected': selected,
+      onClick: (event: MouseEvent) => void choose(position, event),
+      onDblClick: () => open(position),
+    };
+    drawn.push(<ListRow key={position} {...{ control, row, position, total, shared }} onCheck={() => check(position)} />);
+  }
   return (
     <div class={'list' + (control.disabled ? ' disabled' : '')}>
-      {long && (
-        <div class="filter">
-          <input
-            type="search"
-            placeholder="Filter"
-            aria-label={`Filter ${label}`}
-            value={wanted}
-            onInput={(event) => setWanted(event.currentTarget.value)}
-          />
-          <span class="dim">{total === control.count ? total.toLocaleString('en') : `${total.toLocaleString('en')} of ${control.count!.toLocaleString('en')}`}</span>
-        </div>
-      )}
+      {long && <Filter label={label} total={total} count={control.count!} onFilter={setFilter} />}
       <div
         ref={box}
         class={'scroller' + (rows.fresh ? '' : ' stale')}
@@ -248,19 +293,14 @@ export function List({ control, index, window, label }: { control: Control; inde
         onScroll={(event) => setTop(event.currentTarget.scrollTop)}
         onKeyDown={onKey}
       >
-        {isTable && (
-          <div role="rowgroup" class="head">
-            <div role="row" class="row" aria-rowindex={1} style={template}>
-              {control.checkBoxes && <span role="columnheader" aria-label="Checked" />}
-              {columns.map((column) => (
-                <span role="columnheader" class="cell">
-                  {column.title}
-                </span>
-              ))}
-            </div>
+        {isTable && <Head control={control} style={style} />}
+        {total > 0 ? (
+          <div class="rows" role={isTable ? 'rowgroup' : 'presentation'} style={{ height: `${total * rowHeight}px` }}>
+            {drawn}
           </div>
+        ) : (
+          !isTable && <div role="option" aria-selected={false} class="empty dim">{filter ? 'No row holds this text' : 'Empty'}</div>
         )}
-        {total > 0 ? body : !isTable ? <div role="option" aria-selected={false} class="empty dim">{filter ? 'No row holds this text' : 'Empty'}</div> : null}
       </div>
     </div>
   );
