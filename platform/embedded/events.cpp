@@ -65,7 +65,9 @@ BOOL Append(const EventSource& source, WORD type, DWORD event, const std::vector
     for (const std::string& line : text::Split(text::Replaced(text, "\r\n", "\n"), '\n'))
       entry += "\t" + line + "\n";
   }
-  const std::string path = ComputerFolder(source.computer) + "/events.log";
+  const std::string folder = ComputerFolder(source.computer);
+  if (folder.empty()) return Fail(RPC_S_SERVER_UNAVAILABLE);
+  const std::string path = folder + "/events.log";
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (file < 0) return Fail(ERROR_ACCESS_DENIED);
   const bool written = write(file, entry.data(), entry.size()) == static_cast<ssize_t>(entry.size());

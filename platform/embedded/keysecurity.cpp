@@ -277,6 +277,7 @@ LONG DescriptorOfNewKey(std::string_view parent, PSECURITY_DESCRIPTOR creators, 
       AppendEntry(acl, {ACCESS_ALLOWED_ACE_TYPE, 0, KEY_ALL_ACCESS, Bytes(kSystem)});
       AppendEntry(acl, {ACCESS_ALLOWED_ACE_TYPE, 0, KEY_ALL_ACCESS, Bytes(kAdministrators)});
     }
+    if (acl.size() > 0xFFFF) return ERROR_BAD_INHERITANCE_ACL;
     child.control = static_cast<WORD>(SE_DACL_PRESENT | inherited);
     child.dacl = acl;
   }

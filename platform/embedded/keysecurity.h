@@ -27,7 +27,7 @@ REGSAM RightsOfCreator(REGSAM wanted);
 
 // The descriptor of a new key under a parent with that one: the creator's parts, the owner and the entries
 // that the parent hands down, or the default list where it hands down none. ERROR_INVALID_SECURITY_DESCR
-// when the creator's is none.
+// when the creator's is none, ERROR_BAD_INHERITANCE_ACL when the list would be too long.
 LONG DescriptorOfNewKey(std::string_view parent, PSECURITY_DESCRIPTOR creators, std::string& result);
 
 // `current` with the parts of `given` that `what` names. ERROR_INVALID_SECURITY_DESCR when `given` is no

@@ -29,6 +29,14 @@ bool MayUse(const char* privilege) {
   return machine::GetCaller().AllPowerful() || PrivilegeEnabled(privilege);
 }
 
+bool HasPossibleNames(std::string_view path) {
+  while (!path.empty()) {
+    const std::string_view name = TakeComponent(path);
+    if (name.size() > kLongestKeyName && NameUnits(name) > kLongestKeyName) return false;
+  }
+  return true;
+}
+
 // Whether a handle is open to a key below this one.
 bool IsOpenBelow(Transaction& txn, KeyId key) {
   bool found = false;
@@ -70,6 +78,7 @@ class EmbeddedKey final : public Key {
     *disposition = REG_OPENED_EXISTING_KEY;
     LONG status = Open(wanted.path, wanted.access, result);
     if (status != ERROR_FILE_NOT_FOUND) return status;
+    if (!HasPossibleNames(wanted.path)) return ERROR_INVALID_PARAMETER;
     *disposition = REG_CREATED_NEW_KEY;
     Writing write;
     if (write.status != 0) return write.status;
@@ -248,7 +257,6 @@ class EmbeddedKey final : public Key {
   // descriptor; the right to make keys comes from the parent's list, whatever its handle was opened for.
   static LONG CreateOne(Transaction& txn, const NewKey& wanted, std::string_view& path, KeyId* key) {
     const std::string_view name = TakeComponent(path);
-    if (name.size() > kLongestKeyName && NameUnits(name) > kLongestKeyName) return ERROR_INVALID_PARAMETER;
     const bool last = path.empty();
     KeyInfo above;
     REGSAM granted;

@@ -58,6 +58,10 @@ TEST_F(RegistryTree, NamesCompareByTheirUpperCase) {
   EXPECT_EQ(CanOpen(key, wide_o.c_str()), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(Make(key, (longest + "k").c_str()), ERROR_INVALID_PARAMETER);
   EXPECT_EQ(CanOpen(key, (longest + "k").c_str()), ERROR_FILE_NOT_FOUND);
+  machine::BeginEvent();
+  EXPECT_EQ(Make(key, ("above\\" + longest + "k").c_str()), ERROR_INVALID_PARAMETER);
+  EXPECT_TRUE(machine::CommitEvent());
+  EXPECT_EQ(CanOpen(key, "above"), ERROR_FILE_NOT_FOUND);
   EXPECT_EQ(Set(key, std::string(16383, 'v').c_str(), "1"), 0);
   EXPECT_EQ(Set(key, std::string(16384, 'v').c_str(), "1"), ERROR_INVALID_PARAMETER);
   EXPECT_EQ(Values(key).back().size(), 16383u);
@@ -317,6 +321,18 @@ TEST_F(RegistryTree, AnAbandonedEventLeavesNothing) {
   EXPECT_EQ(Set(made, "x", "1"), ERROR_KEY_DELETED);
   EXPECT_EQ(RegCloseKey(made), 0);
   RegCloseKey(old);
+}
+
+TEST_F(RegistryTree, AListTooLongToHandDownIsTold) {
+  std::string text = "D:";
+  for (int i = 0; i < 1200; ++i) text += "(A;CI;GR;;;S-1-5-21-1-2-3-" + std::to_string(1000 + i) + ")";
+  PSECURITY_DESCRIPTOR list = nullptr;
+  ASSERT_TRUE(
+      ConvertStringSecurityDescriptorToSecurityDescriptorA(text.c_str(), SDDL_REVISION_1, &list, nullptr));
+  ASSERT_EQ(RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, list), 0);
+  LocalFree(list);
+  EXPECT_EQ(Make(key, "below"), ERROR_BAD_INHERITANCE_ACL);
+  EXPECT_EQ(CanOpen(key, "below"), ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(RegistryTree, ACommittedEventStaysAndAReadOneCostsNothing) {
