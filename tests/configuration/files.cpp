@@ -27,7 +27,4 @@ void WriteWholeFile(const CString& path, std::string_view bytes) {
   sink.Close();
 }
 
-CString KeptFile(const CString& name) {
-  const CString source = __FILE__;
-  return ReadWholeFile(source.substr(0, source.find_last_of("/\\") + 1) + "files/" + name);
-}
+CString KeptFile(const CString& name) { return ReadWholeFile(KEPT_FILES "/" + name); }
