@@ -219,6 +219,21 @@ test('settings are exported by a download, and imported by an upload that a prev
   assert.match(readFileSync(file, 'utf8'), /<product name="Tessel Marrowen SSH Server"\/>/);
   assert.deepEqual(home.temporaryFiles(), [], 'a fetched file is deleted');
 
+  // A name without an ending gets one, and may then be that of a file that is there.
+  for (const asks of [false, true]) {
+    await page.getByRole('button', { name: 'Export Settings', exact: true }).click();
+    await dialog.getByRole('textbox', { name: 'File name' }).fill('kept');
+    await press('Save');
+    if (asks) {
+      await dialog.getByText('kept.xml already exists. Press Replace to write over it.').waitFor();
+      await press('Replace');
+    }
+    await press('No');
+    await dialog.getByText(/^Settings saved in .*kept\.xml\.$/).waitFor();
+    await press('OK');
+    await closed();
+  }
+
   const exported = level();
   home.run('set', compression, 'Level=1');
   for (const [answer, wanted] of [['Cancel', '1'], ['Import', exported]]) {

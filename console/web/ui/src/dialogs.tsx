@@ -148,9 +148,14 @@ function Picker({ modal }: { modal: ModalWindow }) {
   const separator = path.startsWith('/') ? '/' : '\\';
   const target = folderOnly ? path : path && name ? path.replace(/[\\/]$/, '') + separator + name : '';
   const cancel = () => void act({ act: 'close', window: modal.window });
+  const wanted = name.toLowerCase();
+  // Pages add the ending of their first kind to a name without one.
+  const there = listing?.files.find((file) => {
+    const own = file.name.toLowerCase();
+    return own === wanted || (!wanted.includes('.') && own.replace(/\.[^.]*$/, '') === wanted && kinds[0]!.fits(own));
+  });
   function choose() {
     if (!target) return;
-    const there = listing?.files.some((file) => file.name.toLowerCase() === name.toLowerCase());
     if (modal.save && modal.overwritePrompt && there && sure !== target) return setSure(target);
     void act({ act: 'answer', window: modal.window, text: target });
   }
@@ -204,7 +209,7 @@ function Picker({ modal }: { modal: ModalWindow }) {
             )}
           </div>
         )}
-        {sure && <p role="alert">{name} already exists. Press Replace to write over it.</p>}
+        {sure && there && <p role="alert">{there.name} already exists. Press Replace to write over it.</p>}
       </div>
       <div class="buttons">
         {modal.transfer && (modal.save ? (
