@@ -254,6 +254,17 @@ test('settings are exported by a download, and imported by an upload that a prev
   }
 });
 
+test('a page opens at its top', async () => {
+  await page.setViewportSize({ width: 800, height: 400 });
+  await show('Configuration Management');
+  const scrolled = () => page.evaluate(() => document.querySelector('main').scrollTop > 0);
+  await page.evaluate(() => document.querySelector('main').scrollTo(0, 300));
+  assert.equal(await scrolled(), true);
+  await show('General Settings');
+  assert.equal(await scrolled(), false);
+  await page.setViewportSize({ width: 1280, height: 800 });
+});
+
 test('a user is added and deleted through dialogs, by keys', async () => {
   await show('Users');
   const dialog = page.locator('dialog[open]').last();

@@ -1,7 +1,7 @@
 // The console: the computer and the search above, the tree beside, the page, and what waits to be applied.
 
 import { render } from 'preact';
-import { useEffect, useMemo, useReducer, useRef, useState } from 'preact/hooks';
+import { useEffect, useLayoutEffect, useMemo, useReducer, useRef, useState } from 'preact/hooks';
 import { act, follow, settled, store, switchTo, tell, type State } from './api';
 import { Controls } from './controls';
 import { Modal, Windows, Working } from './dialogs';
@@ -106,8 +106,10 @@ function Places({ state, root, onRoot }: { state: State; root: string; onRoot: (
 function Page({ state, found }: { state: State; found: string }) {
   const crumbs = state.node.split('::');
   const title = crumbs.pop();
+  const box = useRef<HTMLElement>(null);
+  useLayoutEffect(() => box.current?.scrollTo(0, 0), [state.window]);
   return (
-    <main id="page" aria-label={title}>
+    <main id="page" aria-label={title} ref={box}>
       {state.node ? (
         <div class="page" key={state.window}>
           <header>
