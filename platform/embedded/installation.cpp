@@ -18,7 +18,8 @@ LONG WriteFileOfOwner(const std::string& path, std::string_view bytes) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (file < 0) return Failed(path);
   const LONG status = WriteAll(file, bytes) ? ERROR_SUCCESS : Failed(path);
-  close(file);
+  // Some file systems tell of a full disk only now.
+  if (close(file) != 0 && status == ERROR_SUCCESS) return Failed(path);
   return status;
 }
 
