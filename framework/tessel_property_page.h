@@ -7,9 +7,11 @@
 #include <map>
 #include <memory>
 #include <string_view>
+#include <vector>
 
 #include "framework/prop_ext_context.h"
 #include "platform/text.h"
+#include "platform/win32.h"
 #include "window/property_sheet.h"
 
 // The host's reference to a node of its tree. The extension reads only the text, the node's title path; the
@@ -52,6 +54,16 @@ class CTesselPropertyPage : public CPropertyPage {
   // Target to a copy of its edited record that is not written yet; each page knows its record's type.
   std::map<CString, std::shared_ptr<void>> m_pending;
   CString m_target;
+
+  // What became of a target that the page has written.
+  struct Saved {
+    CString target;
+    CString key;                   // under HKEY_LOCAL_MACHINE of the page's computer
+    DWORD status = ERROR_SUCCESS;  // of opening the key, or of the first write that failed
+    CString value;                 // the one whose write failed; empty where it was the opening
+  };
+  // Since the host has cleared it, in order of writing. Pages themselves report no failure to a person.
+  std::vector<Saved> m_saves;
 
   void WinHelp() override;
 

@@ -4,6 +4,8 @@
 // computers, and where an event begins and ends. On Windows the machine is Windows itself: there are no
 // embedded computers, each write counts at once, and these operations say so or do nothing.
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +38,41 @@ void AbandonEvent();
 bool InEvent();
 // Whether AbandonEvent takes back what was written.
 bool UndoesEvents();
+
+// A value as it is stored.
+struct StoredValue {
+  DWORD type = REG_NONE;
+  std::string data;
+};
+
+// A value, or a key itself, that is not as it was before the event.
+struct Change {
+  std::string computer;  // empty for the local one
+  std::string key;       // from its hive on, spelled as it is stored: "HKEY_LOCAL_MACHINE\Software\..."
+  bool isKey = false;    // the key itself came or went
+  std::string name;      // of the value; empty for the key's default value
+  // Nothing where it was not there. Of a key: empty where it was.
+  std::optional<StoredValue> before;
+  std::optional<StoredValue> after;
+};
+
+// What the event at hand has changed so far, compared with what stood there before it: what was written as it
+// was before, or put back, is no change. Keys in order of their paths; the coming or going of a key stands
+// before its values. Nothing outside an event.
+void ForEachChange(const std::function<void(const Change& change)>& visit);
+
+// Windows and computers reached over the network tell changes by a picture of the key, with all below it, as
+// it stands at the call: `path` is under HKEY_LOCAL_MACHINE. The embedded computer needs none: its
+// transaction tells of every key.
+void KeepPicture(const std::string& computer, const std::string& path);
+
+// The keys that the event has read and that others have changed since, from their hives on. Known from the
+// event's first write on; empty where the machine can't tell.
+std::vector<std::string> ChangedByOthers();
+
+// The process waits now, for a person or for its end, and holds nothing that keeps others from reusing what
+// they free. Front ends call it before they wait.
+void GoIdle();
 
 // The embedded computers beside the local one, in order of their names. A name is 1 to 63 letters, digits,
 // "-", "_" and "."; not "." or "..". Names compare without case.

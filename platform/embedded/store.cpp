@@ -394,4 +394,9 @@ void AbandonEvent() {
   embedded::AbandonWriting();
 }
 
+void ForEachChange(const std::function<void(const Change& change)>&) {}
+void KeepPicture(const std::string&, const std::string&) {}
+std::vector<std::string> ChangedByOthers() { return {}; }
+void GoIdle() {}
+
 }  // namespace machine

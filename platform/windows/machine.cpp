@@ -26,6 +26,11 @@ void AbandonEvent() { inEvent = false; }
 bool InEvent() { return inEvent; }
 bool UndoesEvents() { return false; }
 
+void ForEachChange(const std::function<void(const Change& change)>&) {}
+void KeepPicture(const std::string&, const std::string&) {}
+std::vector<std::string> ChangedByOthers() { return {}; }
+void GoIdle() {}
+
 Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
 Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }
 std::vector<std::string> Computers() { return {}; }
