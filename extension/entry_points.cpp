@@ -33,6 +33,7 @@ PageArguments ArgumentsOf(const PageTableRow& row, Globals& state) {
   arguments.titleText = row.titleText.empty() ? state.context.fileTransferListTitle : row.titleText;
   arguments.appended = row.appended;
   arguments.baseKey = row.baseKey;
+  arguments.secondKey = row.secondKey;
   arguments.productWord = state.productWord;
   arguments.context = &state.context;
   return arguments;

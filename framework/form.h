@@ -1,25 +1,20 @@
 #pragma once
 
-// A page or dialog as a table: one row a control, with what it shows of the owner's record and what else is
-// true of it. The form makes the controls, fills them from a record and reads them back; only what is
-// particular to one page stands in that page's own functions.
+// A page or dialog as a table: one row a control, with what it shows of a record and what else is true of it.
+// The form makes the controls, fills them from records and reads them back; only what is particular to one
+// page stands in that page's own functions. Rows are found by their field or through the member that they
+// fill, never by caption: captions come twice on one page.
 
-#include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <span>
 #include <string_view>
-#include <variant>
+#include <type_traits>
 #include <vector>
 
+#include "framework/field.h"
 #include "framework/smart_edit.h"
 #include "framework/static_link.h"
-#include "platform/text.h"
 #include "window/dialog.h"
-
-// A field of a record, as a control or a stored value names it.
-template <class Record>
-using Field = std::variant<std::monostate, bool Record::*, CString Record::*>;
 
 // One row of a list that stands for two flags of the record.
 struct Choice {
@@ -28,390 +23,342 @@ struct Choice {
   bool second;
 };
 
-// When a control's enabling follows the flag that governs it. A click of that flag's box always counts.
+// When a control's enabling follows its condition.
 enum class Enabling : unsigned char {
-  ShownAndClicked,    // also whenever a record is shown
-  Clicked,            // at clicks alone: showing a record leaves the control as it stands
+  ShownAndChanged,    // when a record is shown, and when a person changes what the condition reads
+  Changed,            // at changes alone: showing a record leaves the control as it stands
   DisabledWhenShown,  // showing a record may disable the control but never enables it
 };
 
-template <class Owner, class Record>
+struct Condition {
+  Predicate holds = nullptr;
+  std::span<const Field> reads{};
+  Enabling when = Enabling::ShownAndChanged;
+};
+
+// What a drop-down list shows for a text that is none of its rows.
+enum class Otherwise : unsigned char { NoRow, FirstRow };
+
+struct Row;
+using Handler = void (*)(CDialog& dialog, const Row& row, Notice notice);
+
+// What a "Browse" button asks the person for; the answer goes into the edit of the same field.
+struct Picker {
+  enum class Kind : unsigned char { None, File, Folder };
+  Kind kind = Kind::None;
+  std::string_view words{};                    // the filter of a file dialog, the title of a folder's
+  CString (*start)(const CString&) = nullptr;  // from the edit's text to where the dialog begins
+  bool onlyMarks = false;  // the page is marked as modified, and reads the screen when it is next read
+};
+
+enum class RowKind : unsigned char {
+  Text,
+  Picture,
+  Group,
+  EndGroup,
+  Button,
+  CheckBox,
+  Radio,
+  Edit,
+  NumberEdit,
+  Slider,
+  ListBox,
+  CheckList,
+  ListView,
+  EditableList,
+  ComboBox,
+  ChoiceList,
+  Address,
+  Date,
+  Link,
+};
+
 struct Row {
-  using Handler = void (Owner::*)();
-
-  enum class Kind : unsigned char {
-    Text,
-    Group,
-    EndGroup,
-    Button,
-    CheckBox,
-    Edit,
-    NumberEdit,
-    Slider,
-    ListBox,
-    CheckList,
-    ListView,
-    ComboBox,
-    ChoiceList,
-    Address,
-    Link,
-  };
-
-  Kind kind = Kind::Text;
+  RowKind kind = RowKind::Text;
   std::string_view caption;
-  Field<Record> field{};
+  Field field{};
 
-  bool Record::*secondFlag = nullptr;        // the other flag of a list that stands for two
+  Field secondFlag{};                        // the other flag of a list that stands for two
   std::span<const Choice> choices{};         // its rows
   std::span<const std::string_view> rows{};  // rows of a list, or columns of a list view
   std::span<const int> widths{};             // of the columns
-  std::string_view text{};                   // what a text that can only be read holds from the start
+  std::string_view text{};  // what a text that can only be read holds from the start, or a radio's own word
+  int value = 0;            // the number or flag that a radio button stands for
   bool digitsOnly = false;
   bool multiLine = false;
   bool readOnly = false;
   bool hidden = false;
+  bool disabled = false;
   bool sorted = false;
   bool editable = false;
+  bool multipleSelection = false;
+  bool isDefault = false;          // Enter presses it
+  bool forOtherComputers = false;  // shown where the page edits another computer than this one
+  bool byBeginning = false;        // a text selects the first row that begins with it
+  Otherwise otherwise = Otherwise::NoRow;
+  int maxLength = 0;    // bytes that an edit takes; 0 for any number
   bool ranged = false;  // min and max bound a number edit and its slider, or an edit's arrows
   int min = 0;
   int max = 0;
-  bool Record::*governor = nullptr;  // the flag that enables the control
-  bool governedBy = true;            // the flag's value that does
-  Enabling enabling = Enabling::ShownAndClicked;
-  Handler handler = nullptr;  // runs instead of the common change handler
+  Condition condition{};
+  Picker picker{};
+  Handler onChange = nullptr;  // runs instead of the common change handler
+  Handler onLeave = nullptr;
+  Handler onDoubleClick = nullptr;
+  std::unique_ptr<CWnd> (*make)() = nullptr;              // a control class of the row's own
+  void (*fill)(CDialog& owner, CWnd& control) = nullptr;  // the owner's member that points at the control
+};
 
-  constexpr Row DigitsOnly() const { return With(&Row::digitsOnly, true); }
-  constexpr Row MultiLine() const { return With(&Row::multiLine, true); }
-  constexpr Row ReadOnly() const { return With(&Row::readOnly, true); }
-  constexpr Row Hidden() const { return With(&Row::hidden, true); }
-  constexpr Row Sorted() const { return With(&Row::sorted, true); }
-  constexpr Row Editable() const { return With(&Row::editable, true); }
-  constexpr Row Range(int low, int high) const {
+// Calls a member function of the owner, with or without the row and the notice.
+template <auto Function>
+struct HandlerOf;
+template <class Owner, void (Owner::*Function)()>
+struct HandlerOf<Function> {
+  static void Call(CDialog& dialog, const Row&, Notice) { (static_cast<Owner&>(dialog).*Function)(); }
+};
+template <class Owner, void (Owner::*Function)(const Row&, Notice)>
+struct HandlerOf<Function> {
+  static void Call(CDialog& dialog, const Row& row, Notice notice) {
+    (static_cast<Owner&>(dialog).*Function)(row, notice);
+  }
+};
+
+// Lets a member of the owner point at the row's control: `Control* Owner::*`.
+template <auto Member>
+struct MemberOf;
+template <class Owner, class Control, Control* Owner::*Member>
+struct MemberOf<Member> {
+  static void Fill(CDialog& owner, CWnd& control) {
+    static_cast<Owner&>(owner).*Member = dynamic_cast<Control*>(&control);
+  }
+};
+
+template <class Control>
+std::unique_ptr<CWnd> MakeOwn() {
+  return std::make_unique<Control>();
+}
+
+// A row with what a table may say of it; tables keep plain rows.
+template <class Record>
+struct TypedRow : Row {
+  constexpr TypedRow DigitsOnly() const { return With(&Row::digitsOnly, true); }
+  constexpr TypedRow MultiLine() const { return With(&Row::multiLine, true); }
+  constexpr TypedRow ReadOnly() const { return With(&Row::readOnly, true); }
+  constexpr TypedRow Hidden() const { return With(&Row::hidden, true); }
+  constexpr TypedRow Disabled() const { return With(&Row::disabled, true); }
+  constexpr TypedRow Sorted() const { return With(&Row::sorted, true); }
+  constexpr TypedRow Editable() const { return With(&Row::editable, true); }
+  constexpr TypedRow MultipleSelection() const { return With(&Row::multipleSelection, true); }
+  constexpr TypedRow Default() const { return With(&Row::isDefault, true); }
+  constexpr TypedRow ForOtherComputers() const { return With(&Row::forOtherComputers, true); }
+  constexpr TypedRow MaxLength(int bytes) const { return With(&Row::maxLength, bytes); }
+  constexpr TypedRow Range(int low, int high) const {
     return With(&Row::ranged, true).With(&Row::min, low).With(&Row::max, high);
   }
-  constexpr Row EnabledBy(bool Record::*flag, Enabling when = Enabling::ShownAndClicked) const {
-    return With(&Row::governor, flag).With(&Row::enabling, when);
+  constexpr TypedRow ByBeginning(Otherwise otherwise) const {
+    return With(&Row::byBeginning, true).With(&Row::otherwise, otherwise);
   }
-  constexpr Row DisabledBy(bool Record::*flag) const { return EnabledBy(flag).With(&Row::governedBy, false); }
-  constexpr Row On(Handler function) const { return With(&Row::handler, function); }
+  // Enabled while the predicate, which takes the record and reads these fields of it, says so.
+  template <auto Question, auto... Reads>
+  constexpr TypedRow EnabledWhen(Enabling when = Enabling::ShownAndChanged) const {
+    return With(&Row::condition, Condition{Asks<Record, Question>, kFields<Record, Reads...>, when});
+  }
+  template <auto Flag>
+  constexpr TypedRow EnabledBy(Enabling when = Enabling::ShownAndChanged) const {
+    return With(&Row::condition, Condition{AsksFlag<Record, Flag>, kFields<Record, Flag>, when});
+  }
+  template <auto Flag>
+  constexpr TypedRow DisabledBy(Enabling when = Enabling::ShownAndChanged) const {
+    return With(&Row::condition, Condition{AsksFlag<Record, Flag, true>, kFields<Record, Flag>, when});
+  }
+  template <auto Function>
+  constexpr TypedRow On() const {
+    return With(&Row::onChange, &HandlerOf<Function>::Call);
+  }
+  template <auto Function>
+  constexpr TypedRow OnLeave() const {
+    return With(&Row::onLeave, &HandlerOf<Function>::Call);
+  }
+  template <auto Function>
+  constexpr TypedRow OnDoubleClick() const {
+    return With(&Row::onDoubleClick, &HandlerOf<Function>::Call);
+  }
+  template <auto Member>
+  constexpr TypedRow As() const {
+    return With(&Row::fill, &MemberOf<Member>::Fill);
+  }
+  template <class Control>
+  constexpr TypedRow MadeOf() const {
+    return With(&Row::make, &MakeOwn<Control>);
+  }
 
  private:
   template <class Value>
-  constexpr Row With(Value Row::*member, Value value) const {
-    Row copy = *this;
+  constexpr TypedRow With(Value Row::*member, std::type_identity_t<Value> value) const {
+    TypedRow copy = *this;
     copy.*member = value;
     return copy;
   }
 };
 
-// The rows, as a page's table names them.
-template <class Owner, class Record>
+// The rows, as a table over one record type names them. Members are those of the record or of its base.
+template <class Record>
 struct Rows {
-  using R = Row<Owner, Record>;
-  using Kind = typename R::Kind;
-  static constexpr R Make(Kind kind, std::string_view caption, Field<Record> field = {}) {
-    return R{.kind = kind, .caption = caption, .field = field};
+  using R = TypedRow<Record>;
+
+  static constexpr R Note(std::string_view text) { return Make(RowKind::Text, text); }
+  static constexpr R Group(std::string_view caption) { return Make(RowKind::Group, caption); }
+  static constexpr R EndGroup() { return Make(RowKind::EndGroup, {}); }
+  // `name` is that of the image, which front ends know.
+  static constexpr R Picture(std::string_view name) {
+    R row = Make(RowKind::Picture, {});
+    row.text = name;
+    return row;
   }
-  static constexpr R Note(std::string_view text) { return Make(Kind::Text, text); }
-  static constexpr R Group(std::string_view caption) { return Make(Kind::Group, caption); }
-  static constexpr R EndGroup() { return Make(Kind::EndGroup, {}); }
-  static constexpr R Button(std::string_view caption, typename R::Handler handler) {
-    return Make(Kind::Button, caption).On(handler);
+  static constexpr R Button(std::string_view caption) { return Make(RowKind::Button, caption); }
+  template <auto Member>
+  static constexpr R CheckBox(std::string_view caption) {
+    return Make(RowKind::CheckBox, caption, FieldOf<Record, Member>());
   }
-  static constexpr R CheckBox(std::string_view caption, bool Record::*field) {
-    return Make(Kind::CheckBox, caption, field);
+  // Buttons of one field that follow each other exclude each other: each stands for a number, for a flag's
+  // two values, or for a word. Where the field holds none of them, the first one is ticked.
+  template <auto Member>
+  static constexpr R Radio(std::string_view caption, int value) {
+    R row = Make(RowKind::Radio, caption, FieldOf<Record, Member>());
+    row.value = value;
+    return row;
   }
-  static constexpr R Edit(std::string_view caption, CString Record::*field) {
-    return Make(Kind::Edit, caption, field);
+  template <auto Member>
+  static constexpr R Radio(std::string_view caption, const char* word) {
+    R row = Make(RowKind::Radio, caption, FieldOf<Record, Member>());
+    row.text = word;
+    return row;
   }
-  // One whose text no field holds.
-  static constexpr R Edit(std::string_view caption) { return Make(Kind::Edit, caption); }
+  template <auto Member>
+  static constexpr R Edit(std::string_view caption) {
+    return Make(RowKind::Edit, caption, FieldOf<Record, Member>());
+  }
   // Several lines that can only be read and selected.
   static constexpr R ReadOnlyText(std::string_view text) {
-    R row = Make(Kind::Edit, {}).MultiLine().ReadOnly();
+    R row = Make(RowKind::Edit, {}).MultiLine().ReadOnly();
     row.text = text;
     return row;
   }
-  // An edit of one whole number; a Slider row that follows is tied to it.
-  static constexpr R NumberEdit(std::string_view caption, CString Record::*field) {
-    return Make(Kind::NumberEdit, caption, field);
+  // Beside the edit of the same field. `start` says where the dialog begins; without it, at the edit's text.
+  template <auto Member>
+  static constexpr R BrowseFile(std::string_view filter, CString (*start)(const CString&) = nullptr) {
+    return Browse<Member>({Picker::Kind::File, filter, start});
   }
-  static constexpr R Slider(std::string_view caption) { return Make(Kind::Slider, caption); }
-  static constexpr R List(std::string_view caption) { return Make(Kind::ListBox, caption); }
-  // A list view with a check box a row; the page fills and reads it, and `field` names what it edits.
-  static constexpr R CheckList(std::string_view caption, CString Record::*field) {
-    return Make(Kind::CheckList, caption, field);
+  template <auto Member>
+  static constexpr R BrowseFolder(std::string_view title, CString (*start)(const CString&) = nullptr) {
+    return Browse<Member>({Picker::Kind::Folder, title, start});
+  }
+  template <auto Member>
+  static constexpr R Browse(Picker picker) {
+    R row = Make(RowKind::Button, "Browse", FieldOf<Record, Member>());
+    row.picker = picker;
+    return row;
+  }
+  // An edit of one whole number; a Slider row that follows is tied to it.
+  template <auto Member>
+  static constexpr R NumberEdit(std::string_view caption) {
+    return Make(RowKind::NumberEdit, caption, FieldOf<Record, Member>());
+  }
+  static constexpr R Slider(std::string_view caption) { return Make(RowKind::Slider, caption); }
+  static constexpr R List(std::string_view caption) { return Make(RowKind::ListBox, caption); }
+  // A list view with a check box a row; the page fills and reads it, and the field is what it edits.
+  template <auto Member>
+  static constexpr R CheckList(std::string_view caption) {
+    return Make(RowKind::CheckList, caption, FieldOf<Record, Member>());
   }
   static constexpr R Table(std::string_view caption, std::span<const std::string_view> columns,
                            std::span<const int> widths = {}) {
-    R row = Make(Kind::ListView, caption);
+    R row = Make(RowKind::ListView, caption);
     row.rows = columns;
     row.widths = widths;
     return row;
   }
-  static constexpr R DropDown(std::string_view caption, CString Record::*field,
-                              std::span<const std::string_view> rows) {
-    R row = Make(Kind::ComboBox, caption, field);
+  // A list whose rows a person types, adds and removes.
+  template <auto Member>
+  static constexpr R EditableList(std::string_view caption) {
+    return Make(RowKind::EditableList, caption, FieldOf<Record, Member>());
+  }
+  // The selected row's text, or its place where the field is a number.
+  template <auto Member>
+  static constexpr R DropDown(std::string_view caption, std::span<const std::string_view> rows) {
+    R row = Make(RowKind::ComboBox, caption, FieldOf<Record, Member>());
     row.rows = rows;
     return row;
   }
   // One whose selection no field holds.
   static constexpr R DropDown(std::string_view caption, std::span<const std::string_view> rows) {
-    R row = Make(Kind::ComboBox, caption);
+    R row = Make(RowKind::ComboBox, caption);
     row.rows = rows;
     return row;
   }
   // A drop-down list that stands for two flags. It writes the record only when a person chooses a row, so a
   // pair that no row holds stays as it is stored.
-  static constexpr R ChoiceList(std::string_view caption, bool Record::*first, bool Record::*second,
-                                std::span<const Choice> choices) {
-    R row = Make(Kind::ChoiceList, caption, first);
-    row.secondFlag = second;
+  template <auto First, auto Second>
+  static constexpr R ChoiceList(std::string_view caption, std::span<const Choice> choices) {
+    R row = Make(RowKind::ChoiceList, caption, FieldOf<Record, First>());
+    row.secondFlag = FieldOf<Record, Second>();
     row.choices = choices;
     return row;
   }
-  static constexpr R Address(std::string_view caption) { return Make(Kind::Address, caption); }
-  static constexpr R Link(std::string_view caption) { return Make(Kind::Link, caption); }
-};
-
-template <class Owner, class Record>
-class Form {
- public:
-  using R = Row<Owner, Record>;
-  using Kind = typename R::Kind;
-
-  // Makes a control for each row. Rows live as long as the program: tables are constants.
-  void Build(CDialog& dialog, std::span<const R> rows);
-
-  // Puts the record's fields on the screen. The caller keeps the dialog from hearing of it.
-  void Show(const Record& record);
-  // Copies what the screen holds into the fields of their controls.
-  void Read(Record& record) const;
-  // Ties sliders to their edits and gives both the edit's number, after a record was shown.
-  void ShowNumbers();
-  // Applies the enabling rules of a record that was shown.
-  void EnableShown(const Record& record);
-  // Applies the enabling rules of the flag that a person has just clicked at `control`.
-  void EnableClicked(const CWnd& control, const Record& record);
-  // Takes a person's choice in a list that stands for two flags into the record.
-  void TakeChoice(const CWnd& control, Record& record) const;
-
-  // The control's row; null if the form did not make it.
-  const R* RowOf(const CWnd& control) const;
-  // The control with this caption. It must exist and be of this class: the table that names it says so.
-  template <class Control>
-  Control& Get(std::string_view caption) const;
-
-  // For each control, the field or fields that it edits.
-  template <class Visit>
-  void EachField(Visit visit) const;
+  static constexpr R Address(std::string_view caption) { return Make(RowKind::Address, caption); }
+  // A day as "2026-01-31"; empty for none.
+  template <auto Member>
+  static constexpr R Date(std::string_view caption) {
+    return Make(RowKind::Date, caption, FieldOf<Record, Member>());
+  }
+  static constexpr R Link(std::string_view caption) { return Make(RowKind::Link, caption); }
 
  private:
-  struct Entry {
-    CWnd* control;
-    const R* row;
-  };
-  static std::unique_ptr<CWnd> MakeControl(const R& row);
-  static void Enable(const Entry& entry, const Record& record) {
-    entry.control->EnableWindow(record.*entry.row->governor == entry.row->governedBy);
+  static constexpr R Make(RowKind kind, std::string_view caption, Field field = {}) {
+    R row;
+    row.kind = kind;
+    row.caption = caption;
+    row.field = field;
+    return row;
   }
-
-  std::vector<Entry> m_entries;
 };
 
-template <class Owner, class Record>
-std::unique_ptr<CWnd> Form<Owner, Record>::MakeControl(const R& row) {
-  const auto edit = [&row](std::unique_ptr<CEdit> control) {
-    control->digitsOnly = row.digitsOnly;
-    control->multiLine = row.multiLine;
-    control->readOnly = row.readOnly;
-    return control;
+class Form {
+ public:
+  struct Entry {
+    CWnd* control;
+    const Row* row;
   };
-  switch (row.kind) {
-    case Kind::Text:
-    case Kind::EndGroup:
-      return std::make_unique<CStatic>(ControlKind::Text);
-    case Kind::Group:
-      return std::make_unique<CStatic>(ControlKind::Group);
-    case Kind::Button:
-      return std::make_unique<CButton>(ControlKind::Button);
-    case Kind::CheckBox:
-      return std::make_unique<CButton>(ControlKind::CheckBox);
-    case Kind::Edit: {
-      auto control = edit(std::make_unique<CEdit>());
-      if (row.ranged) control->spin = CEdit::Range{row.min, row.max};
-      if (!row.text.empty()) control->SetText(row.text);
-      return control;
-    }
-    case Kind::NumberEdit:
-      return edit(std::make_unique<CSmartEdit>());
-    case Kind::Slider: {
-      auto control = std::make_unique<CLinkSlider>();
-      control->lowLabel = std::to_string(row.min);
-      control->highLabel = std::to_string(row.max);
-      control->SetRange(row.min, row.max);
-      return control;
-    }
-    case Kind::ListBox: {
-      auto control = std::make_unique<CListBox>();
-      control->sorted = row.sorted;
-      return control;
-    }
-    case Kind::CheckList:
-    case Kind::ListView: {
-      auto control = std::make_unique<CListCtrl>();
-      control->checkBoxes = row.kind == Kind::CheckList;
-      for (size_t i = 0; i < row.rows.size(); ++i) {
-        control->columns.push_back({std::string(row.rows[i]), i < row.widths.size() ? row.widths[i] : 0});
-      }
-      return control;
-    }
-    case Kind::ComboBox:
-    case Kind::ChoiceList: {
-      auto control = std::make_unique<CComboBox>();
-      control->editable = row.editable;
-      for (const std::string_view text : row.rows) control->AddString(text);
-      for (const Choice& choice : row.choices) control->AddString(choice.text);
-      return control;
-    }
-    case Kind::Address:
-      return std::make_unique<CIPAddressCtrl>();
-    case Kind::Link:
-      return std::make_unique<CStaticLink>();
-  }
-  return nullptr;
-}
 
-template <class Owner, class Record>
-void Form<Owner, Record>::Build(CDialog& dialog, std::span<const R> rows) {
-  m_entries.clear();
-  std::vector<int> groups{-1};
-  for (const R& row : rows) {
-    if (row.kind == Kind::EndGroup) {
-      groups.pop_back();
-      continue;
-    }
-    CWnd& control = dialog.Add(MakeControl(row), groups.back());
-    control.caption = row.caption;
-    control.ShowWindow(!row.hidden);
-    if (row.kind == Kind::Group) groups.push_back(static_cast<int>(dialog.Controls().size()) - 1);
-    m_entries.push_back({&control, &row});
-  }
-}
+  // Makes a control for each row and fills the members that rows name. Rows live as long as the program:
+  // tables are constants.
+  void Build(CDialog& dialog, std::span<const Row> rows);
+  std::span<const Entry> Entries() const { return m_entries; }
+  // The control's row; null if the form did not make it.
+  const Row* RowOf(const CWnd& control) const;
+  // The edit or list that shows the field; null if no row does.
+  CWnd* ControlOf(const Field& field) const;
 
-template <class Owner, class Record>
-void Form<Owner, Record>::Show(const Record& record) {
-  for (const auto& [control, row] : m_entries) {
-    if (row->kind == Kind::CheckList) continue;
-    if (row->kind == Kind::ChoiceList) {
-      const bool first = record.*std::get<bool Record::*>(row->field);
-      const bool second = record.*row->secondFlag;
-      // A pair that no row holds shows the first row with its first flag.
-      std::ptrdiff_t shown = -1;
-      for (size_t i = 0; i < row->choices.size(); ++i) {
-        if (row->choices[i].first != first) continue;
-        if (shown < 0 || row->choices[i].second == second) shown = static_cast<std::ptrdiff_t>(i);
-        if (row->choices[i].second == second) break;
-      }
-      static_cast<CComboBox&>(*control).SetCurSel(shown);
-    } else if (const auto* flag = std::get_if<bool Record::*>(&row->field)) {
-      static_cast<CButton&>(*control).SetCheck(record.**flag);
-    } else if (const auto* field = std::get_if<CString Record::*>(&row->field)) {
-      if (row->kind == Kind::ComboBox) {
-        static_cast<CComboBox&>(*control).SetText(record.**field);
-      } else {
-        static_cast<CEdit&>(*control).SetText(record.**field);
-      }
-    }
-  }
-}
+  // Puts the record's fields on the screen; fields of other record types stay. The caller keeps the dialog
+  // from hearing of it.
+  void Show(ConstRecordRef record);
+  // Copies what the screen holds into the record's fields.
+  void Read(RecordRef record) const;
+  // Ties sliders to their edits and gives both the edit's number, after a record was shown.
+  void ShowNumbers();
+  // Applies the conditions over a record that was shown.
+  void EnableShown(ConstRecordRef record);
+  // Applies the conditions that read a field which a person has just changed.
+  void EnableChanged(const Field& changed, ConstRecordRef record);
+  // Takes a person's choice in a list that stands for two flags into the record.
+  static void TakeChoice(const Row& row, const CWnd& control, RecordRef record);
 
-template <class Owner, class Record>
-void Form<Owner, Record>::Read(Record& record) const {
-  for (const auto& [control, row] : m_entries) {
-    if (row->kind == Kind::CheckList || row->kind == Kind::ChoiceList) continue;
-    if (const auto* flag = std::get_if<bool Record::*>(&row->field)) {
-      record.** flag = static_cast<const CButton&>(*control).GetCheck();
-    } else if (const auto* field = std::get_if<CString Record::*>(&row->field)) {
-      record.** field = row->kind == Kind::ComboBox ? static_cast<const CComboBox&>(*control).GetText()
-                                                    : static_cast<const CEdit&>(*control).GetText();
-    }
-  }
-}
+  // Runs the row's own handler of the notice; false if it has none.
+  static bool Handle(CDialog& dialog, const Row& row, Notice notice);
+  // Asks the person for the row's file or folder and puts it into the edit, of which the dialog does not
+  // hear. False where the person cancels.
+  bool Pick(CDialog& dialog, const Row& row);
 
-template <class Owner, class Record>
-void Form<Owner, Record>::ShowNumbers() {
-  CSmartEdit* edit = nullptr;
-  for (size_t i = 0; i < m_entries.size(); ++i) {
-    const auto& [control, row] = m_entries[i];
-    if (row->kind != Kind::NumberEdit || !row->ranged) continue;
-    edit = static_cast<CSmartEdit*>(control);
-    const int number = std::atoi(edit->GetText().c_str());
-    CLinkSlider* slider = nullptr;
-    if (i + 1 < m_entries.size() && m_entries[i + 1].row->kind == Kind::Slider) {
-      slider = static_cast<CLinkSlider*>(m_entries[i + 1].control);
-      edit->SetSlaveSlider(*slider);
-    }
-    edit->SetRange(row->min, row->max, 1);
-    edit->SetValue(number);
-    if (slider != nullptr) slider->SetPos(number);
-  }
-}
-
-template <class Owner, class Record>
-void Form<Owner, Record>::EnableShown(const Record& record) {
-  for (const Entry& entry : m_entries) {
-    const R& row = *entry.row;
-    if (row.governor == nullptr || row.enabling == Enabling::Clicked) continue;
-    if (row.enabling == Enabling::DisabledWhenShown && record.*row.governor == row.governedBy) continue;
-    Enable(entry, record);
-  }
-}
-
-template <class Owner, class Record>
-void Form<Owner, Record>::EnableClicked(const CWnd& control, const Record& record) {
-  const R* clicked = RowOf(control);
-  const auto* flag = clicked == nullptr ? nullptr : std::get_if<bool Record::*>(&clicked->field);
-  if (flag == nullptr) return;
-  for (const Entry& entry : m_entries) {
-    if (entry.row->governor == *flag) Enable(entry, record);
-  }
-}
-
-template <class Owner, class Record>
-void Form<Owner, Record>::TakeChoice(const CWnd& control, Record& record) const {
-  const R* row = RowOf(control);
-  if (row == nullptr || row->kind != Kind::ChoiceList) return;
-  const std::ptrdiff_t selected = static_cast<const CComboBox&>(control).GetCurSel();
-  if (selected < 0) return;
-  const Choice& choice = row->choices[static_cast<size_t>(selected)];
-  record.*std::get<bool Record::*>(row->field) = choice.first;
-  record.*row->secondFlag = choice.second;
-}
-
-template <class Owner, class Record>
-auto Form<Owner, Record>::RowOf(const CWnd& control) const -> const R* {
-  for (const auto& [own, row] : m_entries) {
-    if (own == &control) return row;
-  }
-  return nullptr;
-}
-
-template <class Owner, class Record>
-template <class Control>
-Control& Form<Owner, Record>::Get(std::string_view caption) const {
-  for (const auto& [control, row] : m_entries) {
-    auto* const found = dynamic_cast<Control*>(control);
-    if (found != nullptr && row->caption == caption) return *found;
-  }
-  std::abort();  // the page asks for a control that its own table does not have
-}
-
-template <class Owner, class Record>
-template <class Visit>
-void Form<Owner, Record>::EachField(Visit visit) const {
-  for (const auto& [control, row] : m_entries) {
-    visit(*control, row->field);
-    if (row->secondFlag != nullptr) visit(*control, Field<Record>(row->secondFlag));
-  }
-}
+ private:
+  std::vector<Entry> m_entries;
+};

@@ -32,10 +32,8 @@ bool Holds(const CStringList& names, std::string_view name) {
   return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-UniqueKey OpenFolder(const CTesselRegObject& key, const char* folder) {
-  UniqueKey opened;
-  OpenUniqueKey(key.GetKey(), folder, KEY_ALL_ACCESS, opened);
-  return opened;
+DWORD OpenFolder(const CTesselRegObject& key, const char* folder, UniqueKey& opened) {
+  return OpenUniqueKey(key.GetKey(), folder, KEY_ALL_ACCESS, opened);
 }
 
 CStringList NamesIn(HKEY folder) {

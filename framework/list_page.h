@@ -18,12 +18,15 @@ struct PrincipalListRecord {
 
 // What tells one list from another.
 struct ListRules {
-  std::string_view list;                  // what the list of names is called
   const char* folder;                     // the subkey that holds a key for each principal
   std::span<const PageIndex> settings{};  // the pages whose settings a new principal gets, in order
-  std::span<const PageIndex> applied{};   // the pages that write with this one once it has made a principal
-  std::string_view emptyRow{};            // the row that stands in an empty list
-  std::string_view cannotDelete{};        // a name that stays, in any case
+  // Where a new one's settings come from, if not from the pages that get them: pages of the same records.
+  std::span<const PageIndex> newFrom{};
+  std::string_view newFolder{};          // the node of the folder whose Default a new one starts from,
+  std::string_view ownFolder{};          // in place of the list's own
+  std::span<const PageIndex> applied{};  // the pages that write with this one once it has made a principal
+  std::string_view emptyRow{};           // the row that stands in an empty list
+  std::string_view cannotDelete{};       // a name that stays, in any case
   std::string_view cannotDeleteText{};
   std::string_view selectToCopy;
   std::string_view selectToDelete;
@@ -39,8 +42,8 @@ CString KeyName(std::string_view displayName);
 // Whether `names` holds exactly this one.
 bool Holds(const CStringList& names, std::string_view name);
 
-// The folder under `key`, with full access; null if it can't be opened.
-UniqueKey OpenFolder(const CTesselRegObject& key, const char* folder);
+// Opens the folder under `key` with full access.
+DWORD OpenFolder(const CTesselRegObject& key, const char* folder, UniqueKey& opened);
 
 // The folder's keys, in order.
 CStringList NamesIn(HKEY folder);
@@ -50,7 +53,8 @@ void Save(HKEY folder, const CStringList& names);
 
 }  // namespace principal_list
 
-// `Page` holds `static const ListRules kList` beside its kTable, whose values are those beside the folder.
+// `Page` holds `static const ListRules kList` beside its kTable, whose values are those beside the folder,
+// and a row of kTable fills m_list. Of two keys, the folder lies in the other one.
 template <class Page, class Record>
 class ListPage : public RecordPage<Page, Record> {
   using Base = RecordPage<Page, Record>;
@@ -67,37 +71,42 @@ class ListPage : public RecordPage<Page, Record> {
 
   void ShowRecord(const Record& record) override;
   void ReadScreen(Record& record) override;
-  void LoadRecord(Record& record, const CString& target) override;
-  void SaveRecord(const Record& record, const CString& target) override;
   bool Differs(const Record& a, const Record& b) const override;
 
-  // The buttons. A table that names a base's handlers is const, since GCC 12 can't convert them in constexpr.
+  // The buttons.
   void NewPrincipal() { AddPrincipal("Default", false); }
   void CopyPrincipal();
   void DeletePrincipal();
+
+  CListBox* m_list = nullptr;
 
  protected:
   // Asks for a name and makes that principal of `source`, the name of another.
   virtual void AddPrincipal(const CString& source, bool isCopy) = 0;
   // The names as the list shows them.
   virtual CStringList RowsOf(const Record& record) const;
-  // Reads and writes what lies in the folder; false if the folder can't be opened.
-  virtual bool LoadFolder(const CTesselRegObject& key, Record& record);
-  virtual bool SaveFolder(const CTesselRegObject& key, const Record& record);
-
-  CListBox& List() const { return Base::m_form.template Get<CListBox>(Page::kList.list); }
-  CString Selected() const { return List().SelectedText(); }
-  CString PathOf(std::string_view principal) const {
-    return CString(Base::m_target).append("::").append(principal);
+  // Reads and writes what lies in the folder, which is open with full access.
+  virtual void LoadFolder(const CTesselRegObject& folder, Record& record) {
+    record.names = principal_list::NamesIn(folder.GetKey());
   }
-  // Makes the principal, with a row, a node and a copy of the settings of the one at `source`; returns its
-  // node's path.
-  CString MakePrincipal(const CString& name, const CString& source);
+  virtual void SaveFolder(CTesselRegObject& folder, const Record& record) {
+    principal_list::Save(folder.GetKey(), record.names);
+  }
+
+  void LoadFrom(const CTesselRegObject& key, Record& record, KeyOf which) override;
+  SaveResult SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) override;
+
+  CString Selected() const { return m_list->SelectedText(); }
+  // Makes the principal, with a row, a node and a copy of the settings of `source`; returns its node's path.
+  CString MakePrincipal(const CString& name, const CString& source, bool isCopy);
   void RefreshNode(const CString& path) { Base::m_context->pfnRefreshNode(path.c_str()); }
 
  private:
-  // Lets a copy of one principal's settings wait as another's.
-  void CopySettings(const CString& source, const CString& destination);
+  static constexpr KeyOf kFolderKey = Page::kTable.twoKeys ? KeyOf::Other : KeyOf::Own;
+
+  CString PathOf(std::string_view principal) const {
+    return CString(Base::m_target).append("::").append(principal);
+  }
 
   bool m_newPrincipal = false;  // stays set: what it leads to does no harm with nothing pending
 };
@@ -127,54 +136,50 @@ template <class Page, class Record>
 void ListPage<Page, Record>::ShowRecord(const Record& record) {
   Base::ShowRecord(record);
   const CDialog::FillScope filling(*this);
-  CListBox& list = List();
   const CString selected = Selected();
-  list.ResetContent();
-  for (const CString& row : RowsOf(record)) list.AddString(row);
-  if (!selected.empty()) list.SetCurSel(list.FindStringExact(selected));
+  m_list->ResetContent();
+  for (const CString& row : RowsOf(record)) m_list->AddString(row);
+  if (!selected.empty()) m_list->SetCurSel(m_list->FindStringExact(selected));
 }
 
 template <class Page, class Record>
 void ListPage<Page, Record>::ReadScreen(Record& record) {
   Base::ReadScreen(record);
-  const CListBox& list = List();
   record.names.clear();
-  record.names.reserve(list.GetCount());
-  for (size_t row = 0; row < list.GetCount(); ++row) {
-    record.names.push_back(principal_list::KeyName(list.GetRow(row)));
+  record.names.reserve(m_list->GetCount());
+  for (size_t row = 0; row < m_list->GetCount(); ++row) {
+    record.names.push_back(principal_list::KeyName(m_list->GetRow(row)));
   }
 }
 
+// A folder that can't be opened leaves the names as they were.
 template <class Page, class Record>
-void ListPage<Page, Record>::LoadRecord(Record& record, const CString& target) {
-  const auto key = Base::OpenTargetKey(target);
-  if (key == nullptr) return;
-  for (const Value<Record>& value : Page::kTable.values) LoadValue(*key, value, record);
-  LoadFolder(*key, record);
+void ListPage<Page, Record>::LoadFrom(const CTesselRegObject& key, Record& record, KeyOf which) {
+  Base::LoadFrom(key, record, which);
+  UniqueKey folder;
+  if (which == kFolderKey && principal_list::OpenFolder(key, Page::kList.folder, folder) == ERROR_SUCCESS) {
+    LoadFolder(CTesselRegObject(nullptr, folder.release()), record);
+  }
 }
 
+// What became of the switch's value does not keep the folder from being written.
 template <class Page, class Record>
-void ListPage<Page, Record>::SaveRecord(const Record& record, const CString& target) {
-  const auto key = Base::OpenTargetKey(target);
-  if (key == nullptr) return;
-  SaveValues(*key, Page::kTable.values, record);
-  if (!SaveFolder(*key, record) && Page::kList.silentWithoutFolder) return;
+SaveResult ListPage<Page, Record>::SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) {
+  SaveResult result = Base::SaveTo(key, record, which);
+  if (which != kFolderKey) return result;
+  UniqueKey folder;
+  const DWORD opened = principal_list::OpenFolder(key, Page::kList.folder, folder);
+  if (opened == ERROR_SUCCESS) {
+    CTesselRegObject open(nullptr, folder.release());
+    SaveFolder(open, record);
+  } else if (result) {
+    result = {opened, Page::kList.folder};
+  }
   // The keys stand, so the settings pages can write what waits for them.
-  Base::QuerySiblings(static_cast<unsigned>(SiblingCode::ListChanged), 0);
-}
-
-template <class Page, class Record>
-bool ListPage<Page, Record>::LoadFolder(const CTesselRegObject& key, Record& record) {
-  const UniqueKey folder = principal_list::OpenFolder(key, Page::kList.folder);
-  if (folder != nullptr) record.names = principal_list::NamesIn(folder.get());
-  return folder != nullptr;
-}
-
-template <class Page, class Record>
-bool ListPage<Page, Record>::SaveFolder(const CTesselRegObject& key, const Record& record) {
-  const UniqueKey folder = principal_list::OpenFolder(key, Page::kList.folder);
-  if (folder != nullptr) principal_list::Save(folder.get(), record.names);
-  return folder != nullptr;
+  if (opened == ERROR_SUCCESS || !Page::kList.silentWithoutFolder) {
+    Base::QuerySiblings(static_cast<unsigned>(SiblingCode::ListChanged), 0);
+  }
+  return result;
 }
 
 template <class Page, class Record>
@@ -206,8 +211,8 @@ void ListPage<Page, Record>::DeletePrincipal() {
     return;
   }
   if (AfxMessageBox("Are you sure wish to DELETE " + selected, Buttons::YesNo) == Reply::No) return;
-  if (const std::ptrdiff_t row = List().FindStringExact(selected); row >= 0) {
-    List().DeleteString(static_cast<size_t>(row));
+  if (const std::ptrdiff_t row = m_list->FindStringExact(selected); row >= 0) {
+    m_list->DeleteString(static_cast<size_t>(row));
   }
   const CString path = CString(Base::Title()).append("::").append(selected);
   Base::m_context->pfnRemoveNode(path.c_str(), 1);
@@ -218,22 +223,24 @@ void ListPage<Page, Record>::DeletePrincipal() {
   Base::TakeChange();
 }
 
+// A copy of one principal's settings waits as the new one's.
 template <class Page, class Record>
-CString ListPage<Page, Record>::MakePrincipal(const CString& name, const CString& source) {
-  CString path = PathOf(name);
-  CopySettings(source, path);
-  List().AddString(name);
+CString ListPage<Page, Record>::MakePrincipal(const CString& name, const CString& source, bool isCopy) {
+  const ListRules& rules = Page::kList;
+  const bool elsewhere = !isCopy && !rules.newFolder.empty();
+  const CString path = PathOf(name);
+  const CString from =
+      elsewhere ? text::Replaced(PathOf(source), rules.ownFolder, rules.newFolder) : PathOf(source);
+  for (size_t i = 0; i < rules.settings.size(); ++i) {
+    auto* const page = PageAt<PrincipalSettings>(rules.settings[i]);
+    auto* const giver =
+        elsewhere && i < rules.newFrom.size() ? PageAt<PrincipalSettings>(rules.newFrom[i]) : page;
+    if (page == nullptr || giver == nullptr) continue;
+    const CString suffix(page->NodeSuffix());
+    page->StashPending(giver->CopyOf(from + suffix), path + suffix);
+  }
+  m_list->AddString(name);
   m_newPrincipal = true;
   Base::m_context->pfnAddNode(path.c_str(), 65535, 4);
   return path;
-}
-
-template <class Page, class Record>
-void ListPage<Page, Record>::CopySettings(const CString& source, const CString& destination) {
-  for (const PageIndex index : Page::kList.settings) {
-    auto* const page = PageAt<PrincipalSettings>(index);
-    if (page == nullptr) continue;
-    const CString suffix(page->NodeSuffix());
-    page->StashPending(page->CopyOf(source + suffix), destination + suffix);
-  }
 }

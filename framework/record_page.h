@@ -22,25 +22,26 @@ enum class SiblingCode : unsigned {
 
 // The messages that a page acts on. The configuration page and four others hear none, so their edits stay
 // pending through an export or an import.
-enum class Hears : unsigned char { Nothing, ReloadAndApply, ListChangesToo };
+enum class Hears : unsigned char { Nothing, ReloadOnly, ReloadAndApply, ListChangesToo };
 
-template <class Page, class Record>
 struct PageTable {
   std::string_view caption;    // of the dialog
   std::string_view helpTopic;  // behind the help file's path
+  std::string_view helpKey{};  // the key that names the help file; empty for the page's own
   Routing routing = Routing::Server;
   Hears hears = Hears::ReloadAndApply;
-  std::span<const Row<Page, Record>> controls{};
-  std::span<const Value<Record>> values{};
+  Chain chain = Chain::Ends;
+  bool twoKeys = false;  // a list's switch lies in its own key, the rest in the other one
+  std::span<const Row> controls{};
+  std::span<const Value> values{};
 };
 
-// `Page` is the concrete class, which holds `static const Table kTable`.
+// `Page` is the concrete class, which holds `static const PageTable kTable`.
 template <class Page, class RecordType>
 class RecordPage : public CTesselPropertyPage {
  public:
   using Record = RecordType;
-  using Table = PageTable<Page, Record>;
-  using Controls = Rows<Page, Record>;
+  using Controls = Rows<Record>;
   using StoredValues = Values<Record>;
 
   explicit RecordPage(const PageArguments& arguments, std::uint8_t aboutFlag = 0)
@@ -57,18 +58,13 @@ class RecordPage : public CTesselPropertyPage {
   // Copies the screen into a record.
   virtual void ReadScreen(Record& record) { m_form.Read(record); }
   // Reads a target's values; a key that can't be opened leaves the record as it was.
-  virtual void LoadRecord(Record& record, const CString& target);
-  // Writes a target's values in the table's order until one write fails. Nothing is reported.
-  virtual void SaveRecord(const Record& record, const CString& target);
+  void LoadRecord(Record& record, const CString& target);
+  // Writes a target's values, and notes what became of it in m_saves. Nothing is reported to a person.
+  void SaveRecord(const Record& record, const CString& target);
   virtual bool Differs(const Record& a, const Record& b) const {
     return RecordsDiffer(Page::kTable.values, a, b);
   }
 
-  // The target's key, open, or null.
-  std::unique_ptr<CTesselRegObject> OpenTargetKey(const CString& target) const {
-    return ::OpenTargetKey(Page::kTable.routing, m_computer, m_baseKey, target,
-                           m_context->configServerMode != 0);
-  }
   // Writes every pending record, in order of targets, and forgets them: a target that can't be opened loses
   // its edits.
   void ApplyPending();
@@ -83,7 +79,29 @@ class RecordPage : public CTesselPropertyPage {
   bool DropPending(const CString& target) { return m_pending.erase(target) != 0; }
 
  protected:
+  // The target's key, open, or null; `saved`, which may be null, gets its path and the reason.
+  std::unique_ptr<CTesselRegObject> OpenTargetKey(const CString& target, KeyOf which = KeyOf::Own,
+                                                  Saved* saved = nullptr) const {
+    const CString& base = which == KeyOf::Own ? m_baseKey : m_secondKey;
+    const bool mode = m_context->configServerMode != 0;
+    if (saved == nullptr) return ::OpenTargetKey(Page::kTable.routing, m_computer, base, target, mode);
+    saved->key = RouteTarget(Page::kTable.routing, base, target, mode).path;
+    return ::OpenTargetKey(Page::kTable.routing, m_computer, base, target, mode, &saved->status);
+  }
+  // What a load and a save do with a key that is open; a page with two keys is asked for each, in order.
+  virtual void LoadFrom(const CTesselRegObject& key, Record& record, KeyOf which) {
+    LoadValues(key, Page::kTable.values, record, which);
+  }
+  virtual SaveResult SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) {
+    return SaveValues(key, Page::kTable.values, record, which, Page::kTable.chain);
+  }
+  // After a save of which every write counted and worked.
+  virtual void AfterSave(const Record&) {}
+
   std::string_view HelpTopic() const override { return Page::kTable.helpTopic; }
+  std::string_view HelpKey() const override {
+    return Page::kTable.helpKey.empty() ? std::string_view(m_baseKey) : Page::kTable.helpKey;
+  }
   void BuildControls() override;
   void OnControl(CWnd& control, Notice notice) override;
   // What every control that edits a field does after a person changed it.
@@ -93,13 +111,15 @@ class RecordPage : public CTesselPropertyPage {
   }
 
   // The target is the node's text, or the title where the host gives none.
-  void ChooseTarget();
+  void ChooseTarget() { m_target = m_refData.text.empty() ? Title() : m_refData.text; }
+  // A page that was never shown has no target: it touches no key, and nothing waits for it.
+  bool WasShown() const { return !m_target.empty(); }
   // What becomes of a pending record when its target is shown.
   enum class Entry : unsigned char { Taken, Kept };
   // Shows m_target: what waits under `waiting`, else what is stored.
   bool ShowTarget(const CString& waiting, Entry entry);
 
-  Form<Page, Record> m_form;
+  Form m_form;
   Record m_current{};
   Record m_saved{};
 };
@@ -108,11 +128,6 @@ template <class Page, class Record>
 bool RecordPage<Page, Record>::OnSetActive() {
   ChooseTarget();
   return ShowTarget(m_target, Entry::Taken);
-}
-
-template <class Page, class Record>
-void RecordPage<Page, Record>::ChooseTarget() {
-  m_target = m_refData.text.empty() ? Title() : m_refData.text;
 }
 
 template <class Page, class Record>
@@ -159,8 +174,8 @@ long RecordPage<Page, Record>::OnQuerySiblings(unsigned code, unsigned) {
   if (hears == Hears::Nothing) return 0;
   if (code == static_cast<unsigned>(SiblingCode::Reload)) {
     // The screen follows when the page is next shown.
-    LoadRecord(m_current, m_target);
-  } else if (code == static_cast<unsigned>(SiblingCode::Apply) ||
+    if (WasShown()) LoadRecord(m_current, m_target);
+  } else if ((code == static_cast<unsigned>(SiblingCode::Apply) && hears != Hears::ReloadOnly) ||
              (code == static_cast<unsigned>(SiblingCode::ListChanged) && hears == Hears::ListChangesToo)) {
     ApplyPending();
     SetModified(false);
@@ -180,15 +195,30 @@ void RecordPage<Page, Record>::ShowRecord(const Record& record) {
 
 template <class Page, class Record>
 void RecordPage<Page, Record>::LoadRecord(Record& record, const CString& target) {
-  const auto key = OpenTargetKey(target);
-  if (key == nullptr) return;
-  for (const Value<Record>& value : Page::kTable.values) LoadValue(*key, value, record);
+  for (const KeyOf which : {KeyOf::Own, KeyOf::Other}) {
+    if (which == KeyOf::Other && !Page::kTable.twoKeys) return;
+    const auto key = OpenTargetKey(target, which);
+    if (key == nullptr) return;
+    LoadFrom(*key, record, which);
+  }
 }
 
 template <class Page, class Record>
 void RecordPage<Page, Record>::SaveRecord(const Record& record, const CString& target) {
-  const auto key = OpenTargetKey(target);
-  if (key != nullptr) SaveValues(*key, Page::kTable.values, record);
+  Saved saved;
+  SaveResult result;
+  for (const KeyOf which : {KeyOf::Own, KeyOf::Other}) {
+    if (which == KeyOf::Other && !Page::kTable.twoKeys) break;
+    const auto key = OpenTargetKey(target, which, &saved);
+    if (key == nullptr) {
+      result = {saved.status, {}};
+      break;
+    }
+    const SaveResult ofKey = SaveTo(*key, record, which);
+    if (result) result = ofKey;
+  }
+  m_saves.push_back({target, saved.key, result.status, result.value});
+  if (result) AfterSave(record);
 }
 
 template <class Page, class Record>
@@ -223,25 +253,30 @@ void RecordPage<Page, Record>::StashPending(const Record& record, const CString&
 template <class Page, class Record>
 void RecordPage<Page, Record>::BuildControls() {
   m_form.Build(*this, Page::kTable.controls);
-  m_form.EachField([](CWnd& control, const Field<Record>& field) {
-    if (std::holds_alternative<std::monostate>(field)) return;
-    for (const Value<Record>& value : Page::kTable.values) {
-      if (value.field != field) continue;
-      if (!control.storedAs.empty()) control.storedAs += ", ";
-      control.storedAs += value.name;
+  for (const auto& [control, row] : m_form.Entries()) {
+    if (row->forOtherComputers) control->ShowWindow(!m_computer.empty());
+    for (const Value& value : Page::kTable.values) {
+      if (!IsOfField(value, row->field) && !IsOfField(value, row->secondFlag)) continue;
+      if (row->kind == RowKind::Button) continue;
+      if (!control->storedAs.empty()) control->storedAs += ", ";
+      control->storedAs += value.name;
     }
-  });
+  }
 }
 
 template <class Page, class Record>
-void RecordPage<Page, Record>::OnControl(CWnd& control, Notice) {
-  const Row<Page, Record>* row = m_form.RowOf(control);
+void RecordPage<Page, Record>::OnControl(CWnd& control, Notice notice) {
+  const Row* row = m_form.RowOf(control);
   if (row == nullptr) return;
-  if (row->handler != nullptr) {
-    (static_cast<Page*>(this)->*row->handler)();
-  } else if (!std::holds_alternative<std::monostate>(row->field)) {
-    m_form.TakeChoice(control, m_current);
-    TakeChange();
+  if (!Form::Handle(*this, *row, notice)) {
+    if (notice == Notice::FocusLost || notice == Notice::DoubleClicked) return;
+    if (row->picker.kind != Picker::Kind::None) {
+      if (!m_form.Pick(*this, *row)) return;
+      row->picker.onlyMarks ? SetModified(true) : TakeChange();
+    } else if (row->field.IsOf(m_current)) {
+      Form::TakeChoice(*row, control, m_current);
+      TakeChange();
+    }
   }
-  m_form.EnableClicked(control, m_current);
+  m_form.EnableChanged(row->field, m_current);
 }

@@ -9,9 +9,8 @@ namespace {
 constexpr int kFloatScale = 1000;
 constexpr size_t kLongestNumber = 512;
 
-// The classes that a character belongs to; control characters belong to all.
+// The classes that a character belongs to.
 std::uint16_t ClassesOf(char c) {
-  if (c >= 0 && c < ' ') return CSmartEdit::Anything;
   if (c >= '0' && c <= '9') return 0x55;
   const char upper = c >= 'a' && c <= 'z' ? static_cast<char>(c - ('a' - 'A')) : c;
   if (upper == 'E') return 0x46;

@@ -8,6 +8,7 @@ CTesselPropertyPage::CTesselPropertyPage(std::string_view caption, std::uint8_t 
       m_aboutFlag(aboutFlag),
       m_computer(arguments.computer),
       m_baseKey(arguments.baseKey),
+      m_secondKey(arguments.secondKey),
       m_context(arguments.context) {
   CString title;
   m_context->pfnMakeTitle(m_computer.c_str(), arguments.productWord, arguments.titleText.c_str(), &title);
@@ -18,7 +19,7 @@ CTesselPropertyPage::CTesselPropertyPage(std::string_view caption, std::uint8_t 
 void CTesselPropertyPage::WinHelp() {
   CTesselRegObject local;
   CString helpFile;
-  if (local.OpenKey(nullptr, HKEY_LOCAL_MACHINE, m_baseKey.c_str()) == ERROR_SUCCESS) {
+  if (local.OpenKey(nullptr, HKEY_LOCAL_MACHINE, CString(HelpKey()).c_str()) == ERROR_SUCCESS) {
     char buffer[kValueBufferSize];
     if (local.GetStringValue("HelpFile", reinterpret_cast<BYTE*>(buffer), sizeof buffer) == ERROR_SUCCESS) {
       helpFile = buffer;

@@ -40,6 +40,7 @@ struct PageArguments {
   CString titleText;                  // a title path, or a pattern such as "*Users|Groups|IP Range"
   CString appended;                   // what stands behind the title that the host makes of it
   CString baseKey;                    // under HKEY_LOCAL_MACHINE
+  CString secondKey;                  // of a list page: where its principals lie; others have none
   char const* productWord = "";       // a buffer of the page table, which outlives the page
   PropExtContext* context = nullptr;  // the extension's copy, which outlives the page
 };
@@ -70,8 +71,11 @@ class CTesselPropertyPage : public CPropertyPage {
  protected:
   // Behind the help file's path: "::" and the page's topic; empty for the help file alone.
   virtual std::string_view HelpTopic() const = 0;
+  // The key whose value names the help file.
+  virtual std::string_view HelpKey() const { return m_baseKey; }
 
   CString m_computer;
   CString m_baseKey;
+  CString m_secondKey;
   PropExtContext* m_context;
 };

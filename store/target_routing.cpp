@@ -2,9 +2,9 @@
 
 #include <iterator>
 
-namespace {
+#include "store/places.h"
 
-constexpr std::string_view kConfigServer = "Software\\TesselWorks\\ConfigServer\\";
+namespace {
 
 constexpr bool Holds(std::string_view text, std::string_view word) {
   return text.find(word) != std::string_view::npos;
@@ -96,6 +96,7 @@ TargetKey RouteTarget(Routing routing, std::string_view baseKey, std::string_vie
   const size_t colon = target.find(':');
   if (configServerMode && colon != std::string_view::npos && colon > 0) {
     path = kConfigServer;
+    path += '\\';
     path += target.substr(0, colon);
     path += row.service ? row.service(baseKey) : row.tail;
   }
@@ -118,17 +119,21 @@ TargetKey RouteTarget(Routing routing, std::string_view baseKey, std::string_vie
 
 std::unique_ptr<CTesselRegObject> OpenTargetKey(Routing routing, const CString& computer,
                                                 std::string_view baseKey, std::string_view target,
-                                                bool configServerMode) {
+                                                bool configServerMode, DWORD* status) {
   const TargetKey target_key = RouteTarget(routing, baseKey, target, configServerMode);
   const char* name = computer.empty() ? nullptr : computer.c_str();
+  DWORD ignored = ERROR_SUCCESS;
+  DWORD& opened = status != nullptr ? *status : ignored;
   auto key = std::make_unique<CTesselRegObject>(target_key.path.c_str());
-  if (key->OpenKey(name, HKEY_LOCAL_MACHINE, target_key.path.c_str()) == ERROR_SUCCESS) return key;
+  opened = key->OpenKey(name, HKEY_LOCAL_MACHINE, target_key.path.c_str());
+  if (opened == ERROR_SUCCESS) return key;
   if (target_key.subkeyLength == 0) return nullptr;
 
   const CString parent = target_key.path.substr(0, target_key.path.size() - target_key.subkeyLength);
-  if (key->OpenKey(name, HKEY_LOCAL_MACHINE, parent.c_str()) != ERROR_SUCCESS) return nullptr;
+  opened = key->OpenKey(name, HKEY_LOCAL_MACHINE, parent.c_str());
+  if (opened != ERROR_SUCCESS) return nullptr;
   key->CreateKey(target_key.path.c_str());
   key->CloseKey();
-  key->OpenKey(name, HKEY_LOCAL_MACHINE, target_key.path.c_str());
+  opened = key->OpenKey(name, HKEY_LOCAL_MACHINE, target_key.path.c_str());
   return key;
 }

@@ -38,9 +38,9 @@ struct TargetKey {
 TargetKey RouteTarget(Routing routing, std::string_view baseKey, std::string_view target,
                       bool configServerMode);
 
-// The target's key on `computer` (empty: the local one), open, or null if it cannot be opened. The missing
-// subkey of a principal whose key exists is made; its object is returned even if opening it fails then, with
-// no key in it.
+// The target's key on `computer` (empty: the local one), open, or null if it cannot be opened; `status`,
+// which may be null, gets the reason. The missing subkey of a principal whose key exists is made; its object
+// is returned even if opening it fails then, with no key in it.
 std::unique_ptr<CTesselRegObject> OpenTargetKey(Routing routing, const CString& computer,
                                                 std::string_view baseKey, std::string_view target,
-                                                bool configServerMode);
+                                                bool configServerMode, DWORD* status = nullptr);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 
 #include "platform/text.h"
 #include "window/dialog.h"
@@ -72,17 +73,31 @@ void CEdit::SetText(std::string_view text) {
 
 void CEdit::OnBadInput() { CurrentFrontEnd().Beep(); }
 
+std::string CEdit::TextOf(std::string_view keys) const {
+  std::string text;
+  for (const char c : keys) {
+    const bool isKey = (c >= 0 && c < ' ') || c == 127;
+    if (!isKey || (multiLine && (c == '\r' || c == '\n' || c == '\t'))) text += c;
+  }
+  return multiLine ? text::Replaced(text::Replaced(text, "\r\n", "\n"), "\n", "\r\n") : text;
+}
+
 std::string CEdit::DoType(std::string_view text) {
   if (readOnly) return Quoted(Name()) + " can only be read.";
-  TypeOver(text, false);
+  TypeOver(TextOf(text), false);
   return {};
 }
 
-std::string CEdit::DoEnter(std::string_view text) {
+std::string CEdit::DoEnter(std::string_view typed) {
   if (readOnly) return Quoted(Name()) + " can only be read.";
+  const std::string text = TextOf(typed);
   for (const char c : text) {
-    if (Accepts(c) || (multiLine && (c == '\r' || c == '\n'))) continue;
+    if (Accepts(c) || multiLine) continue;
     return Quoted(Name()) + " takes " + Takes() + ", not " + Quoted(text) + ".";
+  }
+  if (maxLength != 0 && text.size() > maxLength) {
+    return Quoted(Name()) + " takes at most " + std::to_string(maxLength) + " bytes, not " +
+           std::to_string(text.size()) + ".";
   }
   TypeOver(text, true);
   LeaveFocus();
@@ -97,15 +112,15 @@ void CEdit::TypeOver(std::string_view text, bool allSelected) {
   // Lines come in as one insertion, like a paste: that is how a person brings in a text of many lines.
   if (multiLine) {
     if (text.empty()) return;
-    std::string lines = text::Replaced(text::Replaced(text, "\r\n", "\n"), "\n", "\r\n");
-    m_text = allSelected ? std::move(lines) : m_text + lines;
+    m_text = allSelected ? std::string(text) : m_text.append(text);
     Notify(Notice::Changed);
     return;
   }
   while (!text.empty()) {
     const std::string_view character = NextCharacter(text);
     text.remove_prefix(character.size());
-    if (!Accepts(character[0])) {
+    const size_t before = allSelected ? 0 : m_text.size();
+    if (!Accepts(character[0]) || (maxLength != 0 && before + character.size() > maxLength)) {
       OnBadInput();
       continue;
     }
@@ -130,16 +145,19 @@ std::string CEdit::DoRewrite(std::string_view text) {
   while (head > 0 && insideCharacter(head)) --head;
   while (tail > 0 && insideCharacter(text.size() - tail)) --tail;
   std::string changed(text.substr(0, head));
-  for (std::string_view rest = text.substr(head, text.size() - head - tail); !rest.empty();) {
+  const std::string typed = TextOf(text.substr(head, text.size() - head - tail));
+  for (std::string_view rest = typed; !rest.empty();) {
     const std::string_view character = NextCharacter(rest);
     rest.remove_prefix(character.size());
-    if (Accepts(character[0]) || (multiLine && (character == "\r" || character == "\n"))) {
+    const bool fits = maxLength == 0 || changed.size() + character.size() + tail <= maxLength;
+    if (fits && (Accepts(character[0]) || multiLine)) {
       changed += character;
     } else {
       OnBadInput();
     }
   }
   changed += text.substr(text.size() - tail);
+  // A line break may have been parted by what was typed.
   if (multiLine) changed = text::Replaced(text::Replaced(changed, "\r\n", "\n"), "\n", "\r\n");
   if (changed == m_text) return {};
   m_text = std::move(changed);
@@ -272,7 +290,9 @@ std::string CComboBox::DoSelect(std::ptrdiff_t row, bool selected) {
 
 std::string CComboBox::DoType(std::string_view text) {
   if (!editable) return NoSuchRow(text);
-  m_text += text;
+  for (const char c : text) {
+    if (c < 0 || (c >= ' ' && c != 127)) m_text += c;  // control characters are keys
+  }
   SetCurSel(-1);
   Notify(Notice::Changed);
   return {};
@@ -288,6 +308,54 @@ std::string CComboBox::DoPut(std::string_view value) {
   const std::ptrdiff_t row = FindStringExact(value);
   if (row >= 0) return DoSelect(row, true);
   return editable ? DoEnter(value) : NoSuchRow(value);
+}
+
+void CVSListBox::SetRows(const std::vector<std::string>& rows) {
+  ResetContent();
+  for (const std::string& row : rows) AddString(row);
+}
+
+std::vector<std::string> CVSListBox::GetRows() const {
+  std::vector<std::string> rows;
+  for (size_t row = 0; row < GetCount(); ++row) rows.push_back(GetRow(row));
+  return rows;
+}
+
+std::string CVSListBox::Value() const { return text::Joined(GetRows(), ", "); }
+
+std::string CVSListBox::DoEditRow(std::ptrdiff_t row, std::string_view typed) {
+  const auto count = static_cast<std::ptrdiff_t>(GetCount());
+  if (row < 0 || row > count) return Quoted(Name()) + " has no such row.";
+  std::string text(typed);
+  if (!OnEndEditLabel(text)) return {};
+  if (row < count) DeleteString(static_cast<size_t>(row));
+  InsertString(static_cast<size_t>(row), text);
+  SetCurSel(row);
+  Notify(Notice::Changed);
+  return {};
+}
+
+std::string CVSListBox::DoRemoveRow(std::ptrdiff_t row) {
+  if (row < 0 || row >= static_cast<std::ptrdiff_t>(GetCount())) return Quoted(Name()) + " has no such row.";
+  DeleteString(static_cast<size_t>(row));
+  Notify(Notice::Changed);
+  return {};
+}
+
+// Row by row, as a person would; what the list does not take is told, and then nothing has changed.
+std::string CVSListBox::DoPut(std::string_view value) {
+  std::vector<std::string> rows;
+  for (const std::string& piece : text::Split(value, ',')) {
+    const size_t begin = piece.find_first_not_of(' ');
+    if (begin == std::string::npos) continue;
+    std::string row = piece.substr(begin, piece.find_last_not_of(' ') - begin + 1);
+    if (!OnEndEditLabel(row)) return Quoted(Name()) + " does not take " + Quoted(piece.substr(begin)) + ".";
+    rows.push_back(std::move(row));
+  }
+  if (rows == GetRows()) return {};
+  SetRows(rows);
+  Notify(Notice::Changed);
+  return {};
 }
 
 const std::string& CListCtrl::GetItemText(size_t row, size_t column) const {
@@ -394,6 +462,34 @@ std::string CSliderCtrl::DoPut(std::string_view value) {
            ", not " + Quoted(value) + ".";
   }
   return DoDrag(*position);
+}
+
+namespace {
+
+bool IsDay(std::string_view text) {
+  if (text.size() != 10 || text[4] != '-' || text[7] != '-') return false;
+  const std::optional<int> year = WholeNumber(text.substr(0, 4));
+  const std::optional<int> month = WholeNumber(text.substr(5, 2));
+  const std::optional<int> day = WholeNumber(text.substr(8, 2));
+  if (!year || !month || !day) return false;
+  return std::chrono::year_month_day(std::chrono::year(*year),
+                                     std::chrono::month(static_cast<unsigned>(*month)),
+                                     std::chrono::day(static_cast<unsigned>(*day)))
+      .ok();
+}
+
+}  // namespace
+
+void CDateTimeCtrl::SetDate(std::string_view day) { m_day = IsDay(day) ? day : ""; }
+
+std::string CDateTimeCtrl::DoPut(std::string_view value) {
+  if (!value.empty() && !IsDay(value)) {
+    return Quoted(Name()) + " takes a day such as \"2026-01-31\", not " + Quoted(value) + ".";
+  }
+  if (m_day == value) return {};
+  m_day = value;
+  Notify(Notice::Changed);
+  return {};
 }
 
 std::string CIPAddressCtrl::Value() const {

@@ -12,10 +12,12 @@
 
 #include "window/wnd.h"
 
-// A fixed text, or the caption of a group.
+// A fixed text, the caption of a group, or a picture.
 class CStatic : public CWnd {
  public:
   explicit CStatic(ControlKind kind = ControlKind::Text) : CWnd(kind) {}
+
+  std::string image;  // the name of a picture, which front ends know
 };
 
 // A push button, check box or radio button. Radio buttons of one `radioGroup` exclude each other.
@@ -24,6 +26,7 @@ class CButton : public CWnd {
   explicit CButton(ControlKind kind = ControlKind::Button) : CWnd(kind) {}
 
   int radioGroup = 0;
+  bool isDefault = false;  // Enter presses it, wherever the focus is
 
   bool GetCheck() const { return m_checked; }
   // Does not notify, and leaves the other radio buttons of the group alone.
@@ -52,6 +55,7 @@ class CEdit : public CWnd {
   bool multiLine = false;     // lines end in CR LF
   bool readOnly = false;      // takes no keys
   bool password = false;      // front ends do not show it
+  size_t maxLength = 0;       // bytes that a person can bring in, as EM_LIMITTEXT says; 0 for any number
   std::optional<Range> spin;  // up and down arrows beside the edit
 
   const std::string& GetText() const { return m_text; }
@@ -64,8 +68,9 @@ class CEdit : public CWnd {
   std::string Value() const override { return m_text; }
 
  protected:
-  // Whether a typed character may go in. `c` is the first byte of a multi-byte character.
-  virtual bool Accepts(char c) const { return !digitsOnly || (c >= '0' && c <= '9') || (c >= 0 && c < ' '); }
+  // Whether a typed character may go in. `c` is the first byte of a multi-byte character, and no control
+  // character: those are keys.
+  virtual bool Accepts(char c) const { return !digitsOnly || (c >= '0' && c <= '9'); }
   // Runs for each character that was dropped; beeps.
   virtual void OnBadInput();
 
@@ -77,6 +82,8 @@ class CEdit : public CWnd {
 
  private:
   void TypeOver(std::string_view text, bool allSelected);
+  // What of a text that is typed or pasted is text here: a single-line edit knows no line breaks and tabs.
+  std::string TextOf(std::string_view keys) const;
   std::string m_text;
 };
 
@@ -150,6 +157,26 @@ class CComboBox : public CListBase {
 
  private:
   std::string m_text;
+};
+
+// A list whose rows a person types, adds and removes in place.
+class CVSListBox : public CListBase {
+ public:
+  CVSListBox() : CListBase(ControlKind::EditableList) {}
+
+  void SetRows(const std::vector<std::string>& rows);  // does not notify
+  std::vector<std::string> GetRows() const;
+
+  // The rows, joined by ", "; Put takes them likewise.
+  std::string Value() const override;
+
+ protected:
+  // A person has typed a row's text, which this may change; false keeps the old one, or makes no new row.
+  virtual bool OnEndEditLabel(std::string&) { return true; }
+
+  std::string DoEditRow(std::ptrdiff_t row, std::string_view text) override;
+  std::string DoRemoveRow(std::ptrdiff_t row) override;
+  std::string DoPut(std::string_view value) override;
 };
 
 // A list view: rows of cells under columns, with one or more selected, optionally with check boxes.
@@ -235,6 +262,23 @@ class CSliderCtrl : public CWnd {
   int m_max = 100;
   int m_position = 0;
   int m_tickFrequency = 1;
+};
+
+// A day, or none.
+class CDateTimeCtrl : public CWnd {
+ public:
+  CDateTimeCtrl() : CWnd(ControlKind::Date) {}
+
+  // "2026-01-31"; any other text is no day. Does not notify.
+  void SetDate(std::string_view day);
+  std::string Value() const override { return m_day; }
+
+ protected:
+  std::string DoEnter(std::string_view text) override { return DoPut(text); }
+  std::string DoPut(std::string_view value) override;
+
+ private:
+  std::string m_day;
 };
 
 // Four numbers of an IPv4 address; blank until it is filled.

@@ -92,6 +92,16 @@ void CDialog::EndDialog(Reply reply) {
   m_ended = true;
 }
 
+void CDialog::PressEnter() {
+  for (const auto& control : m_controls) {
+    const auto* const button = dynamic_cast<const CButton*>(control.get());
+    if (button == nullptr || !button->isDefault) continue;
+    control->Click();
+    return;
+  }
+  OnOK();
+}
+
 std::string CDialog::NameOf(size_t index) const {
   const auto own = [this](size_t i) -> const std::string& {
     const CWnd& control = *m_controls[i];

@@ -43,6 +43,8 @@ class CDialog {
 
   // A person pressed Enter or Esc, or clicked the button of that meaning.
   virtual void OnOK() { EndDialog(Reply::Ok); }
+  // Enter presses the default button, and OK where there is none.
+  void PressEnter();
   virtual void OnCancel() { EndDialog(Reply::Cancel); }
 
   // A control has changed. Not called while the dialog fills its controls (FillScope).

@@ -19,7 +19,7 @@ class Nobody final : public FrontEnd {
     }
   }
   std::optional<std::string> PickFile(const FileRequest&) override { return std::nullopt; }
-  std::optional<std::string> PickFolder(std::string_view) override { return std::nullopt; }
+  std::optional<std::string> PickFolder(std::string_view, std::string_view) override { return std::nullopt; }
   void OpenDocument(std::string_view) override {}
   void ShowHelp(std::string_view) override {}
 };

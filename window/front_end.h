@@ -39,7 +39,8 @@ class FrontEnd {
   virtual Reply ShowMessage(std::string_view text, Buttons buttons) = 0;
   // The chosen path, nothing when the person cancels.
   virtual std::optional<std::string> PickFile(const FileRequest& request) = 0;
-  virtual std::optional<std::string> PickFolder(std::string_view title) = 0;
+  // `start` is where the dialog begins; it may be empty, or no folder.
+  virtual std::optional<std::string> PickFolder(std::string_view title, std::string_view start) = 0;
   // Opens a document, a mail address or a web address as the person's desktop does.
   virtual void OpenDocument(std::string_view link) = 0;
   // `topic` is the help file's path and the topic behind it.

@@ -120,7 +120,7 @@ std::optional<std::string> ScriptedFrontEnd::PickFile(const FileRequest& request
   return path;
 }
 
-std::optional<std::string> ScriptedFrontEnd::PickFolder(std::string_view title) {
+std::optional<std::string> ScriptedFrontEnd::PickFolder(std::string_view title, std::string_view) {
   std::optional<std::string> path = NextPath();
   if (!path) LeaveUnanswered(title);
   return path;

@@ -30,6 +30,10 @@ std::string_view KindName(ControlKind kind) {
       return "slider";
     case ControlKind::Address:
       return "address";
+    case ControlKind::Date:
+      return "date";
+    case ControlKind::EditableList:
+      return "editable list";
   }
   return {};
 }
@@ -62,6 +66,12 @@ Act CWnd::Check(std::ptrdiff_t row, bool checked) {
 Act CWnd::DoubleClick(std::ptrdiff_t row) {
   return Try([&] { return DoDoubleClick(row); });
 }
+Act CWnd::EditRow(std::ptrdiff_t row, std::string_view text) {
+  return Try([&] { return DoEditRow(row, text); });
+}
+Act CWnd::RemoveRow(std::ptrdiff_t row) {
+  return Try([&] { return DoRemoveRow(row); });
+}
 Act CWnd::Drag(int position) {
   return Try([&] { return DoDrag(position); });
 }
@@ -75,6 +85,7 @@ Act CWnd::Put(std::string_view value) {
 // Focus leaves a control also when its own handler has just disabled it.
 Act CWnd::LeaveFocus() {
   DoLeaveFocus();
+  Notify(Notice::FocusLost);
   return {};
 }
 

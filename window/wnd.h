@@ -24,13 +24,22 @@ enum class ControlKind : unsigned char {
   ComboBox,
   Slider,
   Address,
+  Date,
+  EditableList,
 };
 
 // The kind's name as the console prints it, for example "check box".
 std::string_view KindName(ControlKind kind);
 
 // What a control tells its dialog after it has changed.
-enum class Notice : unsigned char { Clicked, Changed, SelectionChanged, DoubleClicked, ItemChanged };
+enum class Notice : unsigned char {
+  Clicked,
+  Changed,
+  SelectionChanged,
+  DoubleClicked,
+  ItemChanged,
+  FocusLost,
+};
 
 // What came of a person's act: empty when it was done, else one sentence that says why not. An act that is
 // refused has changed nothing.
@@ -65,6 +74,8 @@ class CWnd {
   Act Select(std::ptrdiff_t row, bool selected = true);  // -1 takes the selection away
   Act Check(std::ptrdiff_t row, bool checked);
   Act DoubleClick(std::ptrdiff_t row);
+  Act EditRow(std::ptrdiff_t row, std::string_view text);  // a row behind the last one is a new one
+  Act RemoveRow(std::ptrdiff_t row);
   Act Drag(int position);
   Act Spin(int steps);
   Act LeaveFocus();
@@ -95,6 +106,8 @@ class CWnd {
   virtual std::string DoSelect(std::ptrdiff_t, bool) { return NoSuchAct(); }
   virtual std::string DoCheck(std::ptrdiff_t, bool) { return NoSuchAct(); }
   virtual std::string DoDoubleClick(std::ptrdiff_t) { return NoSuchAct(); }
+  virtual std::string DoEditRow(std::ptrdiff_t, std::string_view) { return NoSuchAct(); }
+  virtual std::string DoRemoveRow(std::ptrdiff_t) { return NoSuchAct(); }
   virtual std::string DoDrag(int) { return NoSuchAct(); }
   virtual std::string DoSpin(int) { return NoSuchAct(); }
   virtual void DoLeaveFocus() {}

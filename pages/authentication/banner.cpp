@@ -19,40 +19,40 @@ struct BannerRecord {
 class CPrpBanner final : public RecordPage<CPrpBanner, BannerRecord> {
  public:
   using RecordPage::RecordPage;
-  static const Table kTable;
+  static const PageTable kTable;
 };
 
 using R = BannerRecord;
 using C = CPrpBanner::Controls;
 using V = CPrpBanner::StoredValues;
 
-constexpr C::R kControls[] = {
+constexpr Row kControls[] = {
     C::Group("Splash Banner"),
-    C::CheckBox("Display Splash Banner", &R::displaySplash),
-    C::Edit("", &R::splashText).MultiLine(),
+    C::CheckBox<&R::displaySplash>("Display Splash Banner"),
+    C::Edit<&R::splashText>("").MultiLine(),
     C::EndGroup(),
     C::Group("Consent Banner"),
-    C::CheckBox("Display Consent Banner", &R::displayConsent),
-    C::Edit("", &R::consentText).MultiLine(),
-    C::Edit("Prompt", &R::consentPrompt),
-    C::Edit("Accept", &R::consentAccept),
-    C::CheckBox("Case Sensitive Match", &R::caseSensitive),
-    C::CheckBox("Use Exact Length for Match", &R::exactLength),
+    C::CheckBox<&R::displayConsent>("Display Consent Banner"),
+    C::Edit<&R::consentText>("").MultiLine(),
+    C::Edit<&R::consentPrompt>("Prompt"),
+    C::Edit<&R::consentAccept>("Accept"),
+    C::CheckBox<&R::caseSensitive>("Case Sensitive Match"),
+    C::CheckBox<&R::exactLength>("Use Exact Length for Match"),
     C::EndGroup(),
 };
 
-constexpr Value<R> kValues[] = {
-    V::Flag("ConsentAgreeCaseSensitive", &R::caseSensitive, ReadRule::TrueUnlessNo),
-    V::Flag("ConsentAgreeExactLen", &R::exactLength, ReadRule::TrueUnlessNo),
-    V::Flag("DisplayConsentBanner", &R::displayConsent, ReadRule::TrueUnlessNo),
-    V::Flag("DisplaySplashBanner", &R::displaySplash, ReadRule::TrueUnlessNo),
-    V::Text("SplashBanner", &R::splashText).Buffer(kTextBufferSize),
-    V::Text("ConsentBanner", &R::consentText).Buffer(kTextBufferSize),
-    V::Text("ConsentPrompt", &R::consentPrompt).Buffer(kTextBufferSize),
-    V::Text("ConsentAccept", &R::consentAccept).Buffer(kTextBufferSize),
+constexpr Value kValues[] = {
+    V::Flag<&R::caseSensitive>("ConsentAgreeCaseSensitive", ReadRule::TrueUnlessNo),
+    V::Flag<&R::exactLength>("ConsentAgreeExactLen", ReadRule::TrueUnlessNo),
+    V::Flag<&R::displayConsent>("DisplayConsentBanner", ReadRule::TrueUnlessNo),
+    V::Flag<&R::displaySplash>("DisplaySplashBanner", ReadRule::TrueUnlessNo),
+    V::Text<&R::splashText>("SplashBanner").Buffer(kTextBufferSize),
+    V::Text<&R::consentText>("ConsentBanner").Buffer(kTextBufferSize),
+    V::Text<&R::consentPrompt>("ConsentPrompt").Buffer(kTextBufferSize),
+    V::Text<&R::consentAccept>("ConsentAccept").Buffer(kTextBufferSize),
 };
 
-constexpr CPrpBanner::Table CPrpBanner::kTable = {
+constexpr PageTable CPrpBanner::kTable = {
     .caption = "Banner",
     .helpTopic = "::IDH_Banner.htm",
     .controls = kControls,

@@ -14,7 +14,7 @@ struct GssOptionsRecord {
 class CPrpAuthGSSApi final : public RecordPage<CPrpAuthGSSApi, GssOptionsRecord> {
  public:
   using RecordPage::RecordPage;
-  static const Table kTable;
+  static const PageTable kTable;
 };
 
 using R = GssOptionsRecord;
@@ -28,7 +28,7 @@ constexpr Choice kWithoutMic[] = {
     {"Force", false, true},
 };
 
-constexpr C::R kControls[] = {
+constexpr Row kControls[] = {
     C::Group("Generic Security Service (GSSAPI)"),
     C::Note("Generic Security Service (GSS) authentication uses series of challange-response exchanges to "
             "remotely transfer a users security context. "),
@@ -37,23 +37,23 @@ constexpr C::R kControls[] = {
                     "means that the user would be able to access network shares on the server.  Delegation "
                     "also requires that the user's account be configured by the System Administrator to "
                     "support Delegation."),
-    C::CheckBox("GSSAPI NTLM", &R::allowNtlm),
-    C::CheckBox("Kerberos", &R::allowKerberos),
-    C::CheckBox("Token Delegation for Kerberos", &R::delegate).EnabledBy(&R::allowKerberos),
-    C::ChoiceList("Authenticate without Message Integrity Check (mic):", &R::allowWithMic,
-                  &R::allowWithoutMic, kWithoutMic),
+    C::CheckBox<&R::allowNtlm>("GSSAPI NTLM"),
+    C::CheckBox<&R::allowKerberos>("Kerberos"),
+    C::CheckBox<&R::delegate>("Token Delegation for Kerberos").EnabledBy<&R::allowKerberos>(),
+    C::ChoiceList<&R::allowWithMic, &R::allowWithoutMic>(
+        "Authenticate without Message Integrity Check (mic):", kWithoutMic),
     C::EndGroup(),
 };
 
-constexpr Value<R> kValues[] = {
-    V::Flag("AllowGSSNTLM", &R::allowNtlm, ReadRule::TrueUnlessNo),
-    V::Flag("AllowGSSKerberos", &R::allowKerberos, ReadRule::TrueUnlessNo),
-    V::Flag("GSSDelegate", &R::delegate, ReadRule::TrueUnlessNo),
-    V::Flag("AllowGSSWithMIC", &R::allowWithMic, ReadRule::TrueUnlessNo),
-    V::Flag("AllowGSSWithoutMIC", &R::allowWithoutMic, ReadRule::TrueUnlessNo),
+constexpr Value kValues[] = {
+    V::Flag<&R::allowNtlm>("AllowGSSNTLM", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowKerberos>("AllowGSSKerberos", ReadRule::TrueUnlessNo),
+    V::Flag<&R::delegate>("GSSDelegate", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowWithMic>("AllowGSSWithMIC", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowWithoutMic>("AllowGSSWithoutMIC", ReadRule::TrueUnlessNo),
 };
 
-constexpr CPrpAuthGSSApi::Table CPrpAuthGSSApi::kTable = {
+constexpr PageTable CPrpAuthGSSApi::kTable = {
     .caption = "Authentication::GSSAPI Options",
     .helpTopic = "::IDH_GSSAPIOptions.htm",
     .controls = kControls,

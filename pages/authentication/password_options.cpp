@@ -11,7 +11,7 @@ struct PasswordOptionsRecord {
 class CPrpAuthPassword final : public RecordPage<CPrpAuthPassword, PasswordOptionsRecord> {
  public:
   using RecordPage::RecordPage;
-  static const Table kTable;
+  static const PageTable kTable;
 };
 
 using R = PasswordOptionsRecord;
@@ -25,22 +25,22 @@ constexpr Choice kStorePasswords[] = {
     {"Always", true, false},
 };
 
-constexpr C::R kControls[] = {
+constexpr Row kControls[] = {
     C::ReadOnlyText("Tessel Marrowen can optionally cache the users password.  This option is useful if the "
                     "users account requires access to shared drive.  If a password is cached, then a full "
                     "interactive logon will be performed using the cached password, allowing access to "
                     "network resources."),
-    C::ChoiceList("Store Passwords:", &R::cacheCredentials, &R::onlyForCertificates, kStorePasswords),
+    C::ChoiceList<&R::cacheCredentials, &R::onlyForCertificates>("Store Passwords:", kStorePasswords),
     C::Note("Note: If passwords are not stored a reboot is requred after installation before certificate "
             "authentication will suceed."),
 };
 
-constexpr Value<R> kValues[] = {
-    V::Flag("CacheWindowsCredentials", &R::cacheCredentials, ReadRule::TrueUnlessNo),
-    V::Flag("OnlyCacheCredForCert", &R::onlyForCertificates, ReadRule::TrueUnlessNo),
+constexpr Value kValues[] = {
+    V::Flag<&R::cacheCredentials>("CacheWindowsCredentials", ReadRule::TrueUnlessNo),
+    V::Flag<&R::onlyForCertificates>("OnlyCacheCredForCert", ReadRule::TrueUnlessNo),
 };
 
-constexpr CPrpAuthPassword::Table CPrpAuthPassword::kTable = {
+constexpr PageTable CPrpAuthPassword::kTable = {
     .caption = "Authentication::Password Options",
     .helpTopic = "::IDH_PasswordOptions.htm",
     .controls = kControls,

@@ -14,30 +14,30 @@ struct AccessControlRecord {
 class CPrpAccessControl final : public RecordPage<CPrpAccessControl, AccessControlRecord> {
  public:
   using RecordPage::RecordPage;
-  static const Table kTable;
+  static const PageTable kTable;
 };
 
 using R = AccessControlRecord;
 using C = CPrpAccessControl::Controls;
 using V = CPrpAccessControl::StoredValues;
 
-constexpr C::R kControls[] = {
-    C::CheckBox("Allow Port Forwarding", &R::allowTcpForwarding),
-    C::CheckBox("Allow Remote Port Forwarding", &R::allowRemoteTcpForwarding),
-    C::CheckBox("Allow SFTP Access", &R::allowSftp),
-    C::CheckBox("Allow Logon/Shell Access", &R::allowShell),
-    C::CheckBox("Allow SCP Access", &R::allowScp),
+constexpr Row kControls[] = {
+    C::CheckBox<&R::allowTcpForwarding>("Allow Port Forwarding"),
+    C::CheckBox<&R::allowRemoteTcpForwarding>("Allow Remote Port Forwarding"),
+    C::CheckBox<&R::allowSftp>("Allow SFTP Access"),
+    C::CheckBox<&R::allowShell>("Allow Logon/Shell Access"),
+    C::CheckBox<&R::allowScp>("Allow SCP Access"),
 };
 
-constexpr Value<R> kValues[] = {
-    V::Flag("AllowShellAccess", &R::allowShell, ReadRule::TrueUnlessNo),
-    V::Flag("AllowSFTPSubSystems", &R::allowSftp, ReadRule::TrueUnlessNo),
-    V::Flag("AllowTCPForwarding", &R::allowTcpForwarding, ReadRule::TrueUnlessNo),
-    V::Flag("AllowRemoteTCPForwarding", &R::allowRemoteTcpForwarding, ReadRule::TrueUnlessNo),
-    V::Flag("AllowSCPSubSystems", &R::allowScp, ReadRule::TrueUnlessNo),
+constexpr Value kValues[] = {
+    V::Flag<&R::allowShell>("AllowShellAccess", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowSftp>("AllowSFTPSubSystems", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowTcpForwarding>("AllowTCPForwarding", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowRemoteTcpForwarding>("AllowRemoteTCPForwarding", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowScp>("AllowSCPSubSystems", ReadRule::TrueUnlessNo),
 };
 
-constexpr CPrpAccessControl::Table CPrpAccessControl::kTable = {
+constexpr PageTable CPrpAccessControl::kTable = {
     .caption = "Access Control",
     .helpTopic = "::IDH_AccessControl.htm",
     .controls = kControls,

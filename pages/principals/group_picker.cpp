@@ -10,18 +10,22 @@
 
 namespace {
 
-using C = Rows<CDlgAddGroups, GroupQuery>;
+using C = Rows<GroupQuery>;
 
-constexpr std::string_view kAllowed = "Allowed Groups";
-constexpr std::string_view kAvailable = "Available Groups";
-
-constexpr C::R kControls[] = {
-    C::Edit(R"(Query System (\\machine_name or domain))", &GroupQuery::system),
-    C::Button("Refresh", &CDlgAddGroups::Refresh),
-    C::List(kAllowed).Sorted().On(&CDlgAddGroups::RemoveChosen),
-    C::List(kAvailable).Sorted().On(&CDlgAddGroups::AddChosen),
-    C::Button("<- Add", &CDlgAddGroups::AddChosen),
-    C::Button("Remove ->", &CDlgAddGroups::RemoveChosen),
+// The lists act on a double click alone.
+constexpr Row kPickerControls[] = {
+    C::Edit<&GroupQuery::system>(R"(Query System (\\machine_name or domain))"),
+    C::Button("Refresh").Default().On<&CDlgAddGroups::Refresh>(),
+    C::List("Allowed Groups")
+        .Sorted()
+        .As<&CDlgAddGroups::m_allowed>()
+        .OnDoubleClick<&CDlgAddGroups::RemoveChosen>(),
+    C::List("Available Groups")
+        .Sorted()
+        .As<&CDlgAddGroups::m_available>()
+        .OnDoubleClick<&CDlgAddGroups::AddChosen>(),
+    C::Button("<- Add").On<&CDlgAddGroups::AddChosen>(),
+    C::Button("Remove ->").On<&CDlgAddGroups::RemoveChosen>(),
 };
 
 // Characters of a query, and bytes of a group's name and of a system message.
@@ -119,63 +123,46 @@ CString UpperAscii(CString text) {
 
 }  // namespace
 
-CDlgAddGroups::CDlgAddGroups() : CDialog("Group Access Control") {}
-
-void CDlgAddGroups::BuildControls() { m_form.Build(*this, kControls); }
+const std::span<const Row> CDlgAddGroups::kControls = kPickerControls;
 
 bool CDlgAddGroups::OnInitDialog() {
   char name[MAX_COMPUTERNAME_LENGTH + 1];
   DWORD size = sizeof name;
-  if (GetComputerNameA(name, &size) != 0) m_query.system = CString(R"(\\)") + name;
-  {
-    const FillScope filling(*this);
-    m_form.Show(m_query);
-  }
+  if (GetComputerNameA(name, &size) != 0) m_data.system = CString(R"(\\)") + name;
+  ShowData();
   Refresh();
   return true;
 }
 
-// A list acts on a double click alone.
-void CDlgAddGroups::OnControl(CWnd& control, Notice notice) {
-  const auto* row = m_form.RowOf(control);
-  if (row == nullptr || row->handler == nullptr) return;
-  if (control.Kind() == ControlKind::ListBox && notice != Notice::DoubleClicked) return;
-  (this->*row->handler)();
-}
-
 void CDlgAddGroups::Refresh() {
-  m_form.Read(m_query);
-  auto& list = m_form.Get<CListBox>(kAvailable);
-  list.ResetContent();
-  const WideText system = Wide(m_query.system);
+  m_form.Read(m_data);
+  m_available->ResetContent();
+  const WideText system = Wide(m_data.system);
   const bool computer = system.size() >= 2 && system[0] == '\\' && system[1] == '\\';
   const NET_API_STATUS status =
-      computer ? AddGroupsOfComputer(list, system) : AddGroupsOfDomain(list, system);
+      computer ? AddGroupsOfComputer(*m_available, system) : AddGroupsOfDomain(*m_available, system);
   if (status != NERR_Success) AfxMessageBox(MessageOf(status));
 }
 
 // A group without a known domain begins with the backslash.
 void CDlgAddGroups::AddChosen() {
-  auto& available = m_form.Get<CListBox>(kAvailable);
-  const std::ptrdiff_t row = available.GetCurSel();
+  const std::ptrdiff_t row = m_available->GetCurSel();
   if (row < 0) return;
-  const CString name = available.SelectedText();
-  m_form.Get<CListBox>(kAllowed).AddString(UpperAscii(DomainOf(name)) + '\\' + name);
-  available.DeleteString(static_cast<size_t>(row));
+  const CString name = m_available->SelectedText();
+  m_allowed->AddString(UpperAscii(DomainOf(name)) + '\\' + name);
+  m_available->DeleteString(static_cast<size_t>(row));
 }
 
 // The name keeps its domain.
 void CDlgAddGroups::RemoveChosen() {
-  auto& allowed = m_form.Get<CListBox>(kAllowed);
-  const std::ptrdiff_t row = allowed.GetCurSel();
+  const std::ptrdiff_t row = m_allowed->GetCurSel();
   if (row < 0) return;
-  m_form.Get<CListBox>(kAvailable).AddString(allowed.SelectedText());
-  allowed.DeleteString(static_cast<size_t>(row));
+  m_available->AddString(m_allowed->SelectedText());
+  m_allowed->DeleteString(static_cast<size_t>(row));
 }
 
 void CDlgAddGroups::OnOK() {
-  const auto& allowed = m_form.Get<CListBox>(kAllowed);
   m_chosen.clear();
-  for (size_t row = allowed.GetCount(); row > 0; --row) m_chosen.push_back(allowed.GetRow(row - 1));
+  for (size_t row = m_allowed->GetCount(); row > 0; --row) m_chosen.push_back(m_allowed->GetRow(row - 1));
   CDialog::OnOK();
 }

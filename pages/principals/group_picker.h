@@ -2,15 +2,16 @@
 
 // The dialog that picks groups among those of a computer or a domain.
 
-#include "framework/form.h"
+#include "framework/form_dialog.h"
 
 struct GroupQuery {
   CString system;  // "\\" and a computer's name, or a domain
 };
 
-class CDlgAddGroups final : public CDialog {
+class CDlgAddGroups final : public FormDialog<CDlgAddGroups, GroupQuery> {
  public:
-  CDlgAddGroups();
+  CDlgAddGroups() : FormDialog("Group Access Control") {}
+  static const std::span<const Row> kControls;
 
   // The picked groups as DOMAIN\name, in reverse of their rows.
   const CStringList& GetChosen() const { return m_chosen; }
@@ -20,13 +21,12 @@ class CDlgAddGroups final : public CDialog {
   void RemoveChosen();
   void OnOK() override;
 
+  CListBox* m_allowed = nullptr;
+  CListBox* m_available = nullptr;
+
  protected:
-  void BuildControls() override;
   bool OnInitDialog() override;
-  void OnControl(CWnd& control, Notice notice) override;
 
  private:
-  Form<CDlgAddGroups, GroupQuery> m_form;
-  GroupQuery m_query;
   CStringList m_chosen;
 };

@@ -11,7 +11,7 @@ struct CompressionRecord {
 class CPrpCompression final : public RecordPage<CPrpCompression, CompressionRecord> {
  public:
   using RecordPage::RecordPage;
-  static const Table kTable;
+  static const PageTable kTable;
 };
 
 using R = CompressionRecord;
@@ -20,20 +20,20 @@ using V = CPrpCompression::StoredValues;
 
 // A record with compression switched off disables the level; one with it on leaves the level as it stands
 // until the box is clicked.
-constexpr C::R kControls[] = {
-    C::CheckBox("Enable Compression", &R::allow),
+constexpr Row kControls[] = {
+    C::CheckBox<&R::allow>("Enable Compression"),
     C::Group("Level"),
-    C::NumberEdit("", &R::level).Range(1, 9).EnabledBy(&R::allow, Enabling::DisabledWhenShown),
-    C::Slider("").Range(1, 9).EnabledBy(&R::allow, Enabling::DisabledWhenShown),
+    C::NumberEdit<&R::level>("").Range(1, 9).EnabledBy<&R::allow>(Enabling::DisabledWhenShown),
+    C::Slider("").Range(1, 9).EnabledBy<&R::allow>(Enabling::DisabledWhenShown),
     C::EndGroup(),
 };
 
-constexpr Value<R> kValues[] = {
-    V::Text("CompressionLevel", &R::level, ReadRule::TextIfNotEmpty),
-    V::Flag("AllowCompression", &R::allow, ReadRule::TrueOnlyIfYes),
+constexpr Value kValues[] = {
+    V::Text<&R::level>("CompressionLevel", ReadRule::TextIfNotEmpty),
+    V::Flag<&R::allow>("AllowCompression", ReadRule::TrueOnlyIfYes),
 };
 
-constexpr CPrpCompression::Table CPrpCompression::kTable = {
+constexpr PageTable CPrpCompression::kTable = {
     .caption = "General Settings::Compression",
     .helpTopic = "::IDH_Compression.htm",
     .controls = kControls,

@@ -66,7 +66,7 @@ class PageDriver {
   // What pages told the host, in order: "add Users::bob".
   std::vector<std::string> hostCalls;
 
-  // Makes a page and puts it into the sheet and the page directory. `title` and `appended` as in the page
+  // Makes a page with its window and puts it into the sheet and the page directory. `title` and `appended` as in the page
   // table.
   CTesselPropertyPage& Add(PageIndex index, MakePage make, std::string_view title,
                            std::string_view appended = "", std::string_view baseKey = kServer) {
@@ -79,6 +79,7 @@ class PageDriver {
     m_indexes.push_back(index);
     PageDirectory()[static_cast<size_t>(index)] = &page;
     sheet.AddPage(page);
+    page.Create();
     return page;
   }
 

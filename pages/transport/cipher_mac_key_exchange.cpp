@@ -63,20 +63,21 @@ template <const Design& kDesign>
 class AlgorithmListPage final : public RecordPage<AlgorithmListPage<kDesign>, AlgorithmListRecord>,
                                 public AlgorithmList {
   using Base = RecordPage<AlgorithmListPage, AlgorithmListRecord>;
-  using C = typename Base::Controls;
-  using V = typename Base::StoredValues;
+  using R = AlgorithmListRecord;
+  using C = Rows<R>;
 
  public:
   using Base::Base;
-  using typename Base::Record;
 
-  static constexpr typename C::R kControls[] = {
+  CListCtrl* m_list = nullptr;
+
+  static constexpr Row kControls[] = {
       C::Group(kDesign.group),
-      C::CheckList("", &Record::names),
+      C::CheckList<&R::names>("").template As<&AlgorithmListPage::m_list>(),
       C::EndGroup(),
   };
-  static constexpr Value<Record> kValues[] = {V::Text(kDesign.value, &Record::names).NoCase()};
-  static constexpr typename Base::Table kTable = {
+  static constexpr Value kValues[] = {Values<R>::Text<&R::names>(kDesign.value).NoCase()};
+  static constexpr PageTable kTable = {
       .caption = kDesign.caption,
       .helpTopic = kDesign.helpTopic,
       .controls = kControls,
@@ -90,49 +91,45 @@ class AlgorithmListPage final : public RecordPage<AlgorithmListPage<kDesign>, Al
       if (algorithm.name != "none") names.emplace_back(algorithm.name);
     }
     this->m_current.names = text::Joined(names, ",");
-    this->StashPending(this->m_current, this->m_target);
+    // A page that was never shown has no target for which the list could wait.
+    if (this->WasShown()) this->StashPending(this->m_current, this->m_target);
   }
 
+  // Each row that comes in is an item change that reads the half-filled list into m_current, which `record`
+  // may be: so the names are taken out first, and a list that the screen gives otherwise shows as modified.
+  void ShowRecord(const R& record) override {
+    const CStringList ticked = text::Split(record.names, ',');
+    const auto* fips = PageAt<FipsSwitch>(PageIndex::General);
+    const bool fipsMode = fips != nullptr && fips->IsFipsModeTicked();
+    m_list->DeleteAllItems();
+    for (const Algorithm& algorithm : kDesign.algorithms) {
+      if (fipsMode && algorithm.underFips == Fips::Hidden) continue;
+      const size_t row = m_list->GetItemCount();
+      m_list->InsertItem(row, {CString(algorithm.name)});
+      if (std::find(ticked.begin(), ticked.end(), algorithm.name) != ticked.end())
+        m_list->SetCheck(row, true);
+    }
+  }
+
+  void ReadScreen(R& record) override {
+    CStringList names;
+    for (size_t row = 0; row < m_list->GetItemCount(); ++row) {
+      if (m_list->GetCheck(row)) names.push_back(m_list->GetItemText(row));
+    }
+    record.names = text::Joined(names, ",");
+  }
+
+ protected:
   // A list that is unset, empty or too long to be read counts as the default one. The record stays as it is
   // and the default list waits as an edit, so that the page shows as modified and Apply stores it.
-  void LoadRecord(Record& record, const CString& target) override {
-    const auto key = this->OpenTargetKey(target);
-    if (key == nullptr) return;
+  void LoadFrom(const CTesselRegObject& key, R& record, KeyOf) override {
     CString stored;
-    if (ReadText(*key, kDesign.value, ReadRule::TextAsIs, stored) == ERROR_SUCCESS && !stored.empty()) {
+    if (ReadText(key, kDesign.value, ReadRule::TextAsIs, stored) == ERROR_SUCCESS && !stored.empty()) {
       record.names = stored;
     } else {
       ResetToDefaults();
     }
   }
-
-  // Each row that comes in is an item change that reads the half-filled list into m_current, which `record`
-  // may be: so the names are taken out first, and a list that the screen gives otherwise shows as modified.
-  void ShowRecord(const Record& record) override {
-    const CStringList ticked = text::Split(record.names, ',');
-    const auto* fips = PageAt<FipsSwitch>(PageIndex::General);
-    const bool fipsMode = fips != nullptr && fips->IsFipsModeTicked();
-    CListCtrl& list = List();
-    list.DeleteAllItems();
-    for (const Algorithm& algorithm : kDesign.algorithms) {
-      if (fipsMode && algorithm.underFips == Fips::Hidden) continue;
-      const size_t row = list.GetItemCount();
-      list.InsertItem(row, {CString(algorithm.name)});
-      if (std::find(ticked.begin(), ticked.end(), algorithm.name) != ticked.end()) list.SetCheck(row, true);
-    }
-  }
-
-  void ReadScreen(Record& record) override {
-    const CListCtrl& list = List();
-    CStringList names;
-    for (size_t row = 0; row < list.GetItemCount(); ++row) {
-      if (list.GetCheck(row)) names.push_back(list.GetItemText(row));
-    }
-    record.names = text::Joined(names, ",");
-  }
-
- private:
-  CListCtrl& List() const { return this->m_form.template Get<CListCtrl>(""); }
 };
 
 using CPrpCipher = AlgorithmListPage<kCipher>;

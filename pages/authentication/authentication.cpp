@@ -14,7 +14,7 @@ struct AuthMethodsRecord {
 class CPrpAuthMain final : public RecordPage<CPrpAuthMain, AuthMethodsRecord> {
  public:
   using RecordPage::RecordPage;
-  static const Table kTable;
+  static const PageTable kTable;
 };
 
 using R = AuthMethodsRecord;
@@ -22,27 +22,27 @@ using C = CPrpAuthMain::Controls;
 using V = CPrpAuthMain::StoredValues;
 
 // A record without a limit leaves the edit enabled until the box is clicked.
-constexpr C::R kControls[] = {
-    C::CheckBox("Limit authentication attempts", &R::limitAttempts),
-    C::Edit("Number of authentication attempts", &R::attemptLimit)
+constexpr Row kControls[] = {
+    C::CheckBox<&R::limitAttempts>("Limit authentication attempts"),
+    C::Edit<&R::attemptLimit>("Number of authentication attempts")
         .DigitsOnly()
-        .EnabledBy(&R::limitAttempts, Enabling::Clicked),
+        .EnabledBy<&R::limitAttempts>(Enabling::Changed),
     C::Group("Methods allowed"),
-    C::CheckBox("Password", &R::allowPassword),
-    C::CheckBox("Public Key/Certificate Authentication", &R::allowPublicKey),
-    C::CheckBox("GSSAPI Authentication", &R::allowGssapi),
+    C::CheckBox<&R::allowPassword>("Password"),
+    C::CheckBox<&R::allowPublicKey>("Public Key/Certificate Authentication"),
+    C::CheckBox<&R::allowGssapi>("GSSAPI Authentication"),
     C::EndGroup(),
 };
 
-constexpr Value<R> kValues[] = {
-    V::Text("AuthAttemptLimit", &R::attemptLimit, ReadRule::TextIfNotEmpty),
-    V::Flag("AllowAuthLimit", &R::limitAttempts, ReadRule::TrueUnlessNo),
-    V::Flag("AllowPasswordAuth", &R::allowPassword, ReadRule::TrueUnlessNo),
-    V::Flag("AllowPubKeyAuth", &R::allowPublicKey, ReadRule::TrueUnlessNo),
-    V::Flag("AllowGSSAuth", &R::allowGssapi, ReadRule::TrueUnlessNo),
+constexpr Value kValues[] = {
+    V::Text<&R::attemptLimit>("AuthAttemptLimit", ReadRule::TextIfNotEmpty),
+    V::Flag<&R::limitAttempts>("AllowAuthLimit", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowPassword>("AllowPasswordAuth", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowPublicKey>("AllowPubKeyAuth", ReadRule::TrueUnlessNo),
+    V::Flag<&R::allowGssapi>("AllowGSSAuth", ReadRule::TrueUnlessNo),
 };
 
-constexpr CPrpAuthMain::Table CPrpAuthMain::kTable = {
+constexpr PageTable CPrpAuthMain::kTable = {
     .caption = "Authentication",
     .helpTopic = "::IDH_Authentication.htm",
     // An export does not write what is pending here, and an import does not reach it.

@@ -9,8 +9,6 @@
 namespace {
 
 constexpr char kConnectionCeiling[] = "10000";
-constexpr std::string_view kMaximumConnections = "Maximum Connections";
-constexpr std::string_view kFipsMode = "FIPS Mode";
 
 struct GeneralRecord {
   CString sessionLimit;
@@ -25,16 +23,22 @@ struct GeneralRecord {
 class CPrpGeneral final : public RecordPage<CPrpGeneral, GeneralRecord>, public FipsSwitch {
  public:
   using RecordPage::RecordPage;
-  static const Table kTable;
+  static const PageTable kTable;
 
   void ShowRecord(const Record& record) override;
-  void SaveRecord(const Record& record, const CString& target) override;
   bool Differs(const Record& current, const Record& saved) const override;
   long OnQuerySiblings(unsigned code, unsigned parameter) override;
-  bool IsFipsModeTicked() const override { return IsCreated() && m_form.Get<CButton>(kFipsMode).GetCheck(); }
+  bool IsFipsModeTicked() const override { return m_fipsMode != nullptr && m_fipsMode->GetCheck(); }
 
   void OnMaximumConnections();
   void OnAllowSsh1();
+
+  CEdit* m_maximumConnections = nullptr;
+  CButton* m_fipsMode = nullptr;
+
+ protected:
+  void LoadFrom(const CTesselRegObject& key, Record& record, KeyOf which) override;
+  SaveResult SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) override;
 };
 
 using R = GeneralRecord;
@@ -43,40 +47,38 @@ using V = CPrpGeneral::StoredValues;
 
 constexpr std::string_view kProtocols[] = {"Both", "ssh1 only", "ssh2 only"};
 
-constexpr C::R kControls[] = {
-    C::Edit(kMaximumConnections, &R::sessionLimit).DigitsOnly().On(&CPrpGeneral::OnMaximumConnections),
-    C::CheckBox("Perform Network Drive Cleanup", &R::networkCleanup),
-    C::CheckBox(R"(Monitor Sessions (Turn on "Interact with Desktop" for the InetD Service))",
-                &R::monitorSessions),
-    C::CheckBox("Allow SSH1 protocol", &R::allowSsh1).DisabledBy(&R::fipsMode).On(&CPrpGeneral::OnAllowSsh1),
-    C::Edit("Server Key Bits", &R::serverKeyBits).DigitsOnly(),
-    C::CheckBox(kFipsMode, &R::fipsMode),
+constexpr Row kControls[] = {
+    C::Edit<&R::sessionLimit>("Maximum Connections")
+        .DigitsOnly()
+        .As<&CPrpGeneral::m_maximumConnections>()
+        .On<&CPrpGeneral::OnMaximumConnections>(),
+    C::CheckBox<&R::networkCleanup>("Perform Network Drive Cleanup"),
+    C::CheckBox<&R::monitorSessions>(
+        R"(Monitor Sessions (Turn on "Interact with Desktop" for the InetD Service))"),
+    C::CheckBox<&R::allowSsh1>("Allow SSH1 protocol")
+        .DisabledBy<&R::fipsMode>()
+        .On<&CPrpGeneral::OnAllowSsh1>(),
+    C::Edit<&R::serverKeyBits>("Server Key Bits").DigitsOnly(),
+    C::CheckBox<&R::fipsMode>("FIPS Mode").As<&CPrpGeneral::m_fipsMode>(),
     C::DropDown("SSH Protocols Allowed: ", kProtocols).Hidden(),
 };
 
-void LoadSessionLimit(const CTesselRegObject& key, R& record) {
-  record.connectionCeiling = kConnectionCeiling;
-  if (ReadText(key, "SessionLimit", ReadRule::TextAsIs, record.sessionLimit) != ERROR_SUCCESS) return;
-  if (text::ToInt(record.sessionLimit) > text::ToInt(record.connectionCeiling)) {
-    record.sessionLimit = record.connectionCeiling;
-  }
-}
-
-DWORD SaveAllowSsh1(CTesselRegObject& key, const R& record) {
-  return WriteYesNo(key, "AllowSSH1Protocol", record.allowSsh1 && !record.fipsMode);
-}
+bool AllowsSsh1(const R& record) { return record.allowSsh1 && !record.fipsMode; }
 
 // The session's flags are not alike: two count any text but "no" as true, two any text but "yes" as false.
-constexpr Value<R> kValues[] = {
-    V::Text("SessionLimit", &R::sessionLimit).LoadedBy(LoadSessionLimit),
-    V::Flag("NetworkCleanup", &R::networkCleanup, ReadRule::TrueUnlessNo),
-    V::Text("ServerKeyBits", &R::serverKeyBits),
-    V::Flag("AllowSSH1Protocol", &R::allowSsh1, ReadRule::TrueUnlessNo).NotCompared().SavedBy(SaveAllowSsh1),
-    V::Flag("MonitorSessions", &R::monitorSessions, ReadRule::TrueOnlyIfYes),
-    V::Flag("FIPSMode", &R::fipsMode, ReadRule::TrueOnlyIfYes),
+// What becomes of the last write does not keep the lists from being narrowed.
+constexpr Value kValues[] = {
+    V::Text<&R::sessionLimit>("SessionLimit"),
+    V::Flag<&R::networkCleanup>("NetworkCleanup", ReadRule::TrueUnlessNo),
+    V::Text<&R::serverKeyBits>("ServerKeyBits"),
+    V::Flag<&R::allowSsh1>("AllowSSH1Protocol", ReadRule::TrueUnlessNo)
+        .NotCompared()
+        .WrittenWhen<AllowsSsh1>(),
+    V::Flag<&R::monitorSessions>("MonitorSessions", ReadRule::TrueOnlyIfYes),
+    V::Flag<&R::fipsMode>("FIPSMode", ReadRule::TrueOnlyIfYes).ResultIgnored(),
 };
 
-constexpr CPrpGeneral::Table CPrpGeneral::kTable = {
+constexpr PageTable CPrpGeneral::kTable = {
     .caption = "General Settings",
     .helpTopic = "::IDH_GeneralSettings.htm",
     .controls = kControls,
@@ -102,24 +104,32 @@ void Narrow(CTesselRegObject& key, const char* name, std::span<const std::string
 // FIPS mode hides what is stored of SSH1.
 void CPrpGeneral::ShowRecord(const Record& record) {
   Record shown = record;
-  shown.allowSsh1 = record.allowSsh1 && !record.fipsMode;
+  shown.allowSsh1 = AllowsSsh1(record);
   RecordPage::ShowRecord(shown);
 }
 
-// The lists are narrowed at every save under FIPS mode. The last write, of the switch itself, does not count.
-void CPrpGeneral::SaveRecord(const Record& record, const CString& target) {
-  const auto key = OpenTargetKey(target);
-  if (key == nullptr) return;
+void CPrpGeneral::LoadFrom(const CTesselRegObject& key, Record& record, KeyOf which) {
+  RecordPage::LoadFrom(key, record, which);
+  record.connectionCeiling = kConnectionCeiling;
+  if (text::ToInt(record.sessionLimit) > text::ToInt(record.connectionCeiling)) {
+    record.sessionLimit = record.connectionCeiling;
+  }
+}
+
+// The lists are narrowed at every save under FIPS mode.
+SaveResult CPrpGeneral::SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) {
   LogPrint(0, "Save Changes called for PrpSession\n");
-  const size_t written = SaveValues(*key, kTable.values, record);
-  if (written + 1 < kTable.values.size() || !record.fipsMode) return;
-  Narrow(*key, "CiphersUsed", kFipsCiphers);
-  Narrow(*key, "MacsUsed", kFipsMacs);  // a name compares without case: the MAC page's own MACsUsed
+  const SaveResult result = RecordPage::SaveTo(key, record, which);
+  if (result && record.fipsMode) {
+    Narrow(key, "CiphersUsed", kFipsCiphers);
+    Narrow(key, "MacsUsed", kFipsMacs);  // a name compares without case: the MAC page's own MACsUsed
+  }
+  return result;
 }
 
 // A store that allows SSH1 under FIPS mode is what the screen shows of it, so it is no edit.
 bool CPrpGeneral::Differs(const Record& current, const Record& saved) const {
-  return RecordPage::Differs(current, saved) || current.allowSsh1 != (saved.allowSsh1 && !saved.fipsMode);
+  return RecordPage::Differs(current, saved) || current.allowSsh1 != AllowsSsh1(saved);
 }
 
 long CPrpGeneral::OnQuerySiblings(unsigned code, unsigned parameter) {
@@ -133,10 +143,11 @@ long CPrpGeneral::OnQuerySiblings(unsigned code, unsigned parameter) {
 
 // A number above the ceiling becomes the ceiling in silence: Apply stays as the last digit before left it.
 void CPrpGeneral::OnMaximumConnections() {
-  auto& edit = m_form.Get<CEdit>(kMaximumConnections);
-  if (text::ToInt(edit.GetText()) <= text::ToInt(m_saved.connectionCeiling)) return TakeChange();
+  if (text::ToInt(m_maximumConnections->GetText()) <= text::ToInt(m_saved.connectionCeiling)) {
+    return TakeChange();
+  }
   const FillScope silent(*this);
-  edit.SetText(m_saved.connectionCeiling);
+  m_maximumConnections->SetText(m_saved.connectionCeiling);
 }
 
 // SSH1 needs ciphers and MACs that a narrowed list lacks. Switching it off gives nothing back.

@@ -2,12 +2,13 @@
 #include <optional>
 #include <stdexcept>
 
-#include "configuration/default_security.h"
 #include "configuration/settings_export.h"
 #include "framework/record_page.h"
+#include "pages/configuration/default_security.h"
 #include "pages/pages.h"
 #include "store/error_text.h"
 #include "store/key_security.h"
+#include "store/places.h"
 
 namespace {
 
@@ -17,14 +18,11 @@ struct NoFields {};
 class CPrpCfgSettings final : public RecordPage<CPrpCfgSettings, NoFields> {
  public:
   using RecordPage::RecordPage;
-  static const Table kTable;
+  static const PageTable kTable;
 
   void OnExportSettings();
   void OnImportSettings();
   void OnRestoreSettings();
-
- protected:
-  bool OnInitDialog() override;
 
  private:
   std::unique_ptr<CTesselRegObject> OpenKeyForPath() const;
@@ -33,45 +31,39 @@ class CPrpCfgSettings final : public RecordPage<CPrpCfgSettings, NoFields> {
 
 using C = CPrpCfgSettings::Controls;
 
-constexpr std::string_view kAdministrators = "Configuration Administrators";
 constexpr std::string_view kColumns[] = {"User/Group", "Access"};
 constexpr int kWidths[] = {200, 100};
 
-constexpr C::R kControls[] = {
-    C::Group(kAdministrators),
-    C::Table("", kColumns, kWidths),
-    C::Button("Add User", nullptr),
-    C::Button("Add Group", nullptr),
-    C::Button("Delete", nullptr),
-    C::Button("Edit Access", nullptr),
+constexpr Row kControls[] = {
+    C::Note("Export, import and restore of settings work on the computer that this console runs on.")
+        .ForOtherComputers(),
+    C::Group("Configuration Administrators"),
+    C::Table("", kColumns, kWidths).Disabled(),
+    C::Button("Add User").Disabled(),
+    C::Button("Add Group").Disabled(),
+    C::Button("Delete").Disabled(),
+    C::Button("Edit Access").Disabled(),
     C::EndGroup(),
     C::Group("Settings"),
     C::Group("Version 5.0 Build 9 Revision 1956 or later settings stored in XML file"),
-    C::Button("Export Settings", &CPrpCfgSettings::OnExportSettings),
-    C::Button("Import Settings", &CPrpCfgSettings::OnImportSettings),
-    C::Button("Restore Settings", &CPrpCfgSettings::OnRestoreSettings),
+    C::Button("Export Settings").On<&CPrpCfgSettings::OnExportSettings>(),
+    C::Button("Import Settings").On<&CPrpCfgSettings::OnImportSettings>(),
+    C::Button("Restore Settings").On<&CPrpCfgSettings::OnRestoreSettings>(),
     C::EndGroup(),
     C::Group("Legacy settings stored as registry file"),
-    C::Button("Export Legacy Settings", nullptr),
-    C::Button("Import Legacy Settings", nullptr),
+    C::Button("Export Legacy Settings").Disabled(),
+    C::Button("Import Legacy Settings").Disabled(),
     C::EndGroup(),
     C::EndGroup(),
 };
 
-constexpr CPrpCfgSettings::Table CPrpCfgSettings::kTable = {
+constexpr PageTable CPrpCfgSettings::kTable = {
     .caption = "Configuration Management",
     .helpTopic = "::IDH_ConfigManagement.htm",
     .hears = Hears::Nothing,
     .controls = kControls,
 };
 
-// What has no function yet.
-constexpr std::string_view kDisabled[] = {
-    kAdministrators,          "Add User", "Add Group", "Delete", "Edit Access", "Export Legacy Settings",
-    "Import Legacy Settings",
-};
-
-constexpr const char* kTesselWorks = "Software\\TesselWorks";
 constexpr const char* kSettingsFile = "Shared Files\\marrowen_settings.xml";
 constexpr const char* kDefaultsFile = "Shared Files\\marrowen_default_settings.xml";
 constexpr const char* kFileFilter = "Tessel Settings (*.xml)|*.xml|All Files (*.*)|*.*||";
@@ -123,20 +115,21 @@ EngineCallbacks Person() {
 class OpenedUp {
  public:
   explicit OpenedUp(const CTesselRegObject& key)
-      : key_(key), saved_(key_security::GetKeySecurity(key.GetKeyPath().c_str())) {
+      : m_key(key), m_saved(key_security::GetKeySecurity(key.GetKeyPath().c_str())) {
     key_security::ClearKeySecurity(key.GetRoot(), key.GetKeyPath().c_str(), key.GetAccess());
   }
   ~OpenedUp() {
-    if (saved_) {
-      key_security::SetKeySecurity(key_.GetRoot(), key_.GetKeyPath().c_str(), key_.GetAccess(), saved_.get());
+    if (m_saved) {
+      key_security::SetKeySecurity(m_key.GetRoot(), m_key.GetKeyPath().c_str(), m_key.GetAccess(),
+                                   m_saved.get());
     }
   }
   OpenedUp(const OpenedUp&) = delete;
   OpenedUp& operator=(const OpenedUp&) = delete;
 
  private:
-  const CTesselRegObject& key_;
-  LocalMemory<void> saved_;
+  const CTesselRegObject& m_key;
+  LocalMemory<void> m_saved;
 };
 
 // Writes the local computer's settings, whichever one `key` is of. A file that can't be opened is passed
@@ -230,8 +223,8 @@ void CPrpCfgSettings::OnRestoreSettings() {
 std::unique_ptr<CTesselRegObject> CPrpCfgSettings::OpenKeyForPath() const {
   auto key = OpenTargetKey(m_target);
   if (key != nullptr) return key;
-  key = std::make_unique<CTesselRegObject>(kTesselWorks);
-  if (key->OpenKey(m_computer.c_str(), HKEY_LOCAL_MACHINE, kTesselWorks) != ERROR_SUCCESS) return nullptr;
+  key = std::make_unique<CTesselRegObject>(kSettingsRoot);
+  if (key->OpenKey(m_computer.c_str(), HKEY_LOCAL_MACHINE, kSettingsRoot) != ERROR_SUCCESS) return nullptr;
   return key;
 }
 
@@ -240,11 +233,6 @@ void CPrpCfgSettings::ShowImported(const CString& message) {
   AfxMessageBox(message);
   m_context->pfnAfterImport();
   m_context->pfnRefreshNode(Title().c_str());
-}
-
-bool CPrpCfgSettings::OnInitDialog() {
-  for (const std::string_view name : kDisabled) Find(name).control->EnableWindow(false);
-  return RecordPage::OnInitDialog();
 }
 
 }  // namespace

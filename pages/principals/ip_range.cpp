@@ -1,5 +1,6 @@
 #include <string>
 
+#include "framework/form_dialog.h"
 #include "pages/pages.h"
 #include "pages/principals/principals.h"
 
@@ -7,35 +8,35 @@ namespace {
 
 struct NoFields {};
 
-class CDlgAddIPList final : public CDialog {
+class CDlgAddIPList final : public FormDialog<CDlgAddIPList, NoFields> {
  public:
-  CDlgAddIPList() : CDialog("Add IP Address") {}
+  CDlgAddIPList() : FormDialog("Add IP Address") {}
   // Starts from a range, for example "10.0.0.1-10.0.0.9".
-  explicit CDlgAddIPList(std::string_view range) : CDialog("Add IP Address"), m_range(range) {}
+  explicit CDlgAddIPList(std::string_view range) : FormDialog("Add IP Address"), m_range(range) {}
+  static const std::span<const Row> kControls;
 
   // The two ends with a hyphen between.
   const CString& GetRange() const { return m_range; }
 
   void OnOK() override;
 
+  CIPAddressCtrl* m_begin = nullptr;
+  CIPAddressCtrl* m_end = nullptr;
+
  protected:
-  void BuildControls() override;
   bool OnInitDialog() override;
 
  private:
-  Form<CDlgAddIPList, NoFields> m_form;
   CString m_range;
 };
 
-using RangeControls = Rows<CDlgAddIPList, NoFields>;
-
-constexpr std::string_view kBegin = "Begin IP Address";
-constexpr std::string_view kEnd = "End IP Address";
-constexpr RangeControls::R kRangeControls[] = {
-    RangeControls::Address(kBegin),
-    RangeControls::Address(kEnd),
-    RangeControls::Note("Leave blank for single IP address"),
+using D = Rows<NoFields>;
+constexpr Row kRangeControls[] = {
+    D::Address("Begin IP Address").As<&CDlgAddIPList::m_begin>(),
+    D::Address("End IP Address").As<&CDlgAddIPList::m_end>(),
+    D::Note("Leave blank for single IP address"),
 };
+const std::span<const Row> CDlgAddIPList::kControls = kRangeControls;
 
 CString Dotted(const CIPAddressCtrl& address) {
   CString text;
@@ -44,22 +45,18 @@ CString Dotted(const CIPAddressCtrl& address) {
   return text;
 }
 
-void CDlgAddIPList::BuildControls() { m_form.Build(*this, kRangeControls); }
-
 bool CDlgAddIPList::OnInitDialog() {
   const size_t hyphen = m_range.find('-');
   if (hyphen == CString::npos) return true;
   const FillScope filling(*this);
-  m_form.Get<CIPAddressCtrl>(kBegin).Put(m_range.substr(0, hyphen));
-  m_form.Get<CIPAddressCtrl>(kEnd).Put(m_range.substr(hyphen + 1));
+  m_begin->Put(m_range.substr(0, hyphen));
+  m_end->Put(m_range.substr(hyphen + 1));
   return true;
 }
 
 // The order of the two ends is not checked.
 void CDlgAddIPList::OnOK() {
-  const auto& begin = m_form.Get<CIPAddressCtrl>(kBegin);
-  const auto& end = m_form.Get<CIPAddressCtrl>(kEnd);
-  m_range = Dotted(begin) + '-' + Dotted(end.IsBlank() ? begin : end);
+  m_range = Dotted(*m_begin) + '-' + Dotted(m_end->IsBlank() ? *m_begin : *m_end);
   CDialog::OnOK();
 }
 
@@ -68,7 +65,7 @@ using IpListRecord = PrincipalListRecord;
 class CPrpCfgIpMain final : public ListPage<CPrpCfgIpMain, IpListRecord> {
  public:
   using ListPage::ListPage;
-  static const Table kTable;
+  static const PageTable kTable;
   static const ListRules kList;
 
  protected:
@@ -80,20 +77,20 @@ using C = CPrpCfgIpMain::Controls;
 using V = CPrpCfgIpMain::StoredValues;
 
 // The box only carries the stored flag: the console does not offer to change it.
-const C::R kControls[] = {
-    C::CheckBox("Only Allow Configured IP Range Access to Server", &R::allowOnly).Hidden(),
-    C::List("IP Range").Sorted(),
-    C::Button("New IP Range", &CPrpCfgIpMain::NewPrincipal),
-    C::Button("Copy Range", &CPrpCfgIpMain::CopyPrincipal),
-    C::Button("Delete Range", &CPrpCfgIpMain::DeletePrincipal),
+constexpr Row kControls[] = {
+    C::CheckBox<&R::allowOnly>("Only Allow Configured IP Range Access to Server").Hidden(),
+    C::List("IP Range").Sorted().As<&CPrpCfgIpMain::m_list>(),
+    C::Button("New IP Range").On<&CPrpCfgIpMain::NewPrincipal>(),
+    C::Button("Copy Range").On<&CPrpCfgIpMain::CopyPrincipal>(),
+    C::Button("Delete Range").On<&CPrpCfgIpMain::DeletePrincipal>(),
 };
 
-constexpr Value<R> kValues[] = {
-    V::Flag("AllowByIP", &R::allowOnly, ReadRule::TrueOnlyIfYes).CapitalYes(),
+constexpr Value kValues[] = {
+    V::Flag<&R::allowOnly>("AllowByIP", ReadRule::TrueOnlyIfYes).Words("Yes", "no"),
 };
 
 // Help is that of the users.
-constexpr CPrpCfgIpMain::Table CPrpCfgIpMain::kTable = {
+constexpr PageTable CPrpCfgIpMain::kTable = {
     .caption = "IP Range",
     .helpTopic = "::IDH_UserManagement.htm",
     .routing = Routing::PrincipalList,
@@ -102,9 +99,10 @@ constexpr CPrpCfgIpMain::Table CPrpCfgIpMain::kTable = {
 };
 
 constexpr ListRules CPrpCfgIpMain::kList = {
-    .list = "IP Range",
     .folder = "IPs",
     .settings = kCopiedSettings,
+    .newFolder = "Users",  // a new range starts from the user of that name
+    .ownFolder = "IP Range",
     .applied = kCopiedSettings,
     .selectToCopy = "Please Select User to copy",
     .selectToDelete = "Please Select User from List Box",
@@ -119,10 +117,7 @@ void CPrpCfgIpMain::AddPrincipal(const CString& source, bool isCopy) {
     AfxMessageBox("Range " + range + " already exists.");
     return;
   }
-  // A new range starts from the user of that name.
-  CString from = PathOf(source);
-  if (!isCopy) from = text::Replaced(from, "IP Range", "Users");
-  RefreshNode(MakePrincipal(range, from));
+  RefreshNode(MakePrincipal(range, source, isCopy));
   TakeChange();
 }
 

@@ -1,4 +1,4 @@
-#include "configuration/default_security.h"
+#include "pages/configuration/default_security.h"
 
 #include <array>
 #include <vector>

@@ -1,3 +1,4 @@
+#include "framework/form_dialog.h"
 #include "pages/pages.h"
 #include "pages/principals/principals.h"
 
@@ -8,47 +9,27 @@ struct UserName {
   CString domain;
 };
 
-class CDlgGetUserInfo final : public CDialog {
+class CDlgGetUserInfo final : public FormDialog<CDlgGetUserInfo, UserName> {
  public:
-  CDlgGetUserInfo() : CDialog("New User Name and Domain") {}
+  CDlgGetUserInfo() : FormDialog("New User Name and Domain") {}
+  static const std::span<const Row> kControls;
 
-  const CString& GetUserName() const { return m_data.name; }
-  const CString& GetDomain() const { return m_data.domain; }
-
-  void OnOK() override {
-    m_form.Read(m_data);
-    CDialog::OnOK();
-  }
-
- protected:
-  void BuildControls() override;
-  // What was typed stays when the dialog is shown again.
-  bool OnInitDialog() override {
-    const FillScope filling(*this);
-    m_form.Show(m_data);
-    return true;
-  }
-
- private:
-  Form<CDlgGetUserInfo, UserName> m_form;
-  UserName m_data;
+  const CString& GetUserName() const { return Data().name; }
+  const CString& GetDomain() const { return Data().domain; }
 };
 
-using NameControls = Rows<CDlgGetUserInfo, UserName>;
-
-constexpr NameControls::R kNameControls[] = {
-    NameControls::Edit("User Name", &UserName::name),
-    NameControls::Edit("Domain", &UserName::domain),
+constexpr Row kNameControls[] = {
+    Rows<UserName>::Edit<&UserName::name>("User Name"),
+    Rows<UserName>::Edit<&UserName::domain>("Domain"),
 };
-
-void CDlgGetUserInfo::BuildControls() { m_form.Build(*this, kNameControls); }
+const std::span<const Row> CDlgGetUserInfo::kControls = kNameControls;
 
 using UserListRecord = PrincipalListRecord;
 
 class CPrpUsersMain final : public ListPage<CPrpUsersMain, UserListRecord> {
  public:
   using ListPage::ListPage;
-  static const Table kTable;
+  static const PageTable kTable;
   static const ListRules kList;
 
  protected:
@@ -59,19 +40,19 @@ using R = UserListRecord;
 using C = CPrpUsersMain::Controls;
 using V = CPrpUsersMain::StoredValues;
 
-const C::R kControls[] = {
-    C::CheckBox("Only Allow Configured Users Access to Server", &R::allowOnly),
-    C::List("Users").Sorted(),
-    C::Button("New User", &CPrpUsersMain::NewPrincipal),
-    C::Button("Copy User", &CPrpUsersMain::CopyPrincipal),
-    C::Button("Delete User", &CPrpUsersMain::DeletePrincipal),
+constexpr Row kControls[] = {
+    C::CheckBox<&R::allowOnly>("Only Allow Configured Users Access to Server"),
+    C::List("Users").Sorted().As<&CPrpUsersMain::m_list>(),
+    C::Button("New User").On<&CPrpUsersMain::NewPrincipal>(),
+    C::Button("Copy User").On<&CPrpUsersMain::CopyPrincipal>(),
+    C::Button("Delete User").On<&CPrpUsersMain::DeletePrincipal>(),
 };
 
-constexpr Value<R> kValues[] = {
-    V::Flag("AllowByUser", &R::allowOnly, ReadRule::TrueOnlyIfYes).CapitalYes(),
+constexpr Value kValues[] = {
+    V::Flag<&R::allowOnly>("AllowByUser", ReadRule::TrueOnlyIfYes).Words("Yes", "no"),
 };
 
-constexpr CPrpUsersMain::Table CPrpUsersMain::kTable = {
+constexpr PageTable CPrpUsersMain::kTable = {
     .caption = "Users",
     .helpTopic = "::IDH_UserManagement.htm",
     .routing = Routing::PrincipalList,
@@ -86,7 +67,6 @@ constexpr PageIndex kApplied[] = {
 };
 
 constexpr ListRules CPrpUsersMain::kList = {
-    .list = "Users",
     .folder = "Users",
     .settings = kCopiedSettings,
     .applied = kApplied,
@@ -97,7 +77,7 @@ constexpr ListRules CPrpUsersMain::kList = {
     .selectToDelete = "Please Select User from List Box",
 };
 
-void CPrpUsersMain::AddPrincipal(const CString& source, bool) {
+void CPrpUsersMain::AddPrincipal(const CString& source, bool isCopy) {
   CDlgGetUserInfo dialog;
   if (dialog.DoModal() != Reply::Ok) return;
   while (dialog.GetUserName().empty()) {
@@ -111,7 +91,7 @@ void CPrpUsersMain::AddPrincipal(const CString& source, bool) {
     AfxMessageBox("Cannot add user. User " + name + " already exists.");
     return;
   }
-  RefreshNode(MakePrincipal(principal_list::DisplayName(name), PathOf(source)));
+  RefreshNode(MakePrincipal(principal_list::DisplayName(name), source, isCopy));
   TakeChange();
 }
 
