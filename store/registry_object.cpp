@@ -5,24 +5,14 @@
 #include <utility>
 
 #include "store/diagnostic_log.h"
+#include "store/service_control.h"
 
 namespace {
 
 constexpr DWORD kNoKey = 0xFFFFFFFF;
 
-struct ServiceCloser {
-  void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
-};
-using UniqueService = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceCloser>;
-
-// The RemoteRegistry service of a computer; null in `service` on failure, with the reason as last error.
-struct RemoteRegistryService {
-  explicit RemoteRegistryService(const char* computer)
-      : manager(OpenSCManagerA(computer, nullptr, SC_MANAGER_ALL_ACCESS)),
-        service(manager ? OpenServiceA(manager.get(), "RemoteRegistry", SERVICE_ALL_ACCESS) : nullptr) {}
-  UniqueService manager;
-  UniqueService service;
-};
+// The service that serves a computer's registry to others.
+constexpr char kRemoteRegistry[] = "RemoteRegistry";
 
 // The bit of the registry view that an unqualified open does not show.
 DWORD OtherView() {
@@ -155,7 +145,7 @@ DWORD CTesselRegObject::OpenKey(const char* computer, HKEY hive, const char* pat
 }
 
 DWORD CTesselRegObject::StartRemoteRegistry(const char* computer, HKEY hive, HKEY* out) {
-  RemoteRegistryService remote(computer);
+  OpenedService remote(computer, kRemoteRegistry);
   if (!remote.service) return GetLastError();
   SERVICE_STATUS state = {};
   if (!QueryServiceStatus(remote.service.get(), &state)) {
@@ -178,7 +168,7 @@ DWORD CTesselRegObject::StartRemoteRegistry(const char* computer, HKEY hive, HKE
 }
 
 void CTesselRegObject::StopRemoteRegistry() {
-  const RemoteRegistryService remote(m_computer.empty() ? nullptr : m_computer.c_str());
+  const OpenedService remote(m_computer.empty() ? nullptr : m_computer.c_str(), kRemoteRegistry);
   SERVICE_STATUS state = {};
   if (!remote.service || !QueryServiceStatus(remote.service.get(), &state)) return;
   if (state.dwCurrentState == SERVICE_RUNNING) {

@@ -66,8 +66,8 @@ class PageDriver {
   // What pages told the host, in order: "add Users::bob".
   std::vector<std::string> hostCalls;
 
-  // Makes a page with its window and puts it into the sheet and the page directory. `title` and `appended` as in the page
-  // table.
+  // Makes a page with its window and puts it into the sheet and the page directory. `title` and `appended` as
+  // in the page table.
   CTesselPropertyPage& Add(PageIndex index, MakePage make, std::string_view title,
                            std::string_view appended = "", std::string_view baseKey = kServer) {
     PageArguments arguments;

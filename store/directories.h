@@ -1,0 +1,13 @@
+#pragma once
+
+// Folders that settings name, as this computer sees them.
+
+#include <string_view>
+
+#include "platform/text.h"
+
+// The way from here to a folder of the computer: its administrative share, "srv\D$\logs" for "D:\logs" on
+// srv, and the folder itself where no computer is named.
+CString ReachedFrom(std::string_view computer, std::string_view folder);
+
+bool DirectoryExists(const CString& path);
