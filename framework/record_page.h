@@ -58,7 +58,7 @@ class RecordPage : public CTesselPropertyPage {
   // Copies the screen into a record.
   virtual void ReadScreen(Record& record) { m_form.Read(record); }
   // Reads a target's values; a key that can't be opened leaves the record as it was.
-  void LoadRecord(Record& record, const CString& target);
+  void LoadRecord(Record& record, const CString& target) { Load(record, target); }
   // Writes a target's values, and notes what became of it in m_saves. Nothing is reported to a person.
   void SaveRecord(const Record& record, const CString& target);
   virtual bool Differs(const Record& a, const Record& b) const {
@@ -119,6 +119,9 @@ class RecordPage : public CTesselPropertyPage {
   // Shows m_target: what waits under `waiting`, else what is stored.
   bool ShowTarget(const CString& waiting, Entry entry);
 
+  // Loads the target's record; what could be opened, or why not.
+  Saved Load(Record& record, const CString& target);
+
   Form m_form;
   Record m_current{};
   Record m_saved{};
@@ -132,7 +135,9 @@ bool RecordPage<Page, Record>::OnSetActive() {
 
 template <class Page, class Record>
 bool RecordPage<Page, Record>::ShowTarget(const CString& waiting, Entry entry) {
-  LoadRecord(m_saved, m_target);
+  const Saved shown = Load(m_saved, m_target);
+  m_shownKey = shown.key;
+  m_shownStatus = shown.status;
   if (!FindPending(m_current, waiting)) {
     m_current = m_saved;
   } else if (entry == Entry::Taken) {
@@ -194,13 +199,15 @@ void RecordPage<Page, Record>::ShowRecord(const Record& record) {
 }
 
 template <class Page, class Record>
-void RecordPage<Page, Record>::LoadRecord(Record& record, const CString& target) {
+auto RecordPage<Page, Record>::Load(Record& record, const CString& target) -> Saved {
+  Saved opened;
   for (const KeyOf which : {KeyOf::Own, KeyOf::Other}) {
-    if (which == KeyOf::Other && !Page::kTable.twoKeys) return;
-    const auto key = OpenTargetKey(target, which);
-    if (key == nullptr) return;
+    if (which == KeyOf::Other && !Page::kTable.twoKeys) break;
+    const auto key = OpenTargetKey(target, which, &opened);
+    if (key == nullptr) break;
     LoadFrom(*key, record, which);
   }
+  return opened;
 }
 
 template <class Page, class Record>

@@ -66,6 +66,11 @@ class CTesselPropertyPage : public CPropertyPage {
   // Since the host has cleared it, in order of writing. Pages themselves report no failure to a person.
   std::vector<Saved> m_saves;
 
+  // The key of the node that was shown last, and the status of opening it then. Where it can't be opened the
+  // page shows what it showed before, and Apply stores nothing.
+  CString m_shownKey;
+  DWORD m_shownStatus = ERROR_SUCCESS;
+
   void WinHelp() override;
 
  protected:

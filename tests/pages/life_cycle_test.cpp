@@ -50,6 +50,24 @@ TEST_F(LifeCycleTest, WritesTheEditsOfAllTargetsAtOneApply) {
   EXPECT_TRUE(page.m_pending.empty());
 }
 
+// What the host tells a person who asks whether it was stored.
+TEST_F(LifeCycleTest, NotesWhatBecameOfEachSave) {
+  driver.Show(page, kBranch);
+  EXPECT_EQ(page.m_shownKey + ": " + std::to_string(page.m_shownStatus),
+            CString(PageDriver::kConfigurationServer) + ": 0");
+  driver.Put("Level", "8");
+  driver.Show(page, "nowhere::General Settings::Compression");
+  EXPECT_EQ(page.m_shownStatus, DWORD{ERROR_FILE_NOT_FOUND});
+  driver.Put("Level", "7");
+  EXPECT_TRUE(driver.Apply());
+  ASSERT_EQ(page.m_saves.size(), 2u);
+  EXPECT_EQ(page.m_saves[0].target + " " + page.m_saves[0].key,
+            R"(nowhere::General Settings::Compression Software\TesselWorks\ConfigServer\nowhere\SSHD)");
+  EXPECT_EQ(page.m_saves[0].status, DWORD{ERROR_FILE_NOT_FOUND});
+  EXPECT_EQ(page.m_saves[1].target, kBranch);
+  EXPECT_EQ(page.m_saves[1].status, 0u);
+}
+
 TEST_F(LifeCycleTest, CancelDropsEveryEdit) {
   driver.Show(page, kSelf);
   driver.Put("Level", "6");

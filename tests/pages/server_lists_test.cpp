@@ -153,6 +153,18 @@ TEST(ServerLists, TickingSsh1ResetsCiphersAndMacs) {
   ExpectShown(driver, "hmac-sha1=on; hmac-md5=off");
 }
 
+TEST(ServerLists, APageThatWasNeverShownHasNothingToReload) {
+  PageDriver driver;
+  CTesselPropertyPage& cipher = Add(driver, I::Cipher);
+  EXPECT_EQ(cipher.QuerySiblings(1, 0), 0);
+  EXPECT_TRUE(cipher.m_pending.empty());
+  driver.Show(cipher);
+  cipher.m_pending.clear();
+  EXPECT_EQ(cipher.QuerySiblings(1, 0), 0);
+  EXPECT_EQ(cipher.m_pending.count(kCipherTarget), 1u)
+      << "an unset list that is read waits as the default one";
+}
+
 // Reading an unset list makes the default one the target's edit, in place of what waited there.
 TEST(ServerLists, AnUnsetListForgetsWhatWaited) {
   PageDriver driver(true);

@@ -2,6 +2,7 @@
 
 // Drives pages as a host and a person do: a property sheet over a scratch part of the registry, acts by
 // caption, and what the store holds afterwards. One driver lives at a time; each starts with an empty store.
+// Its life is one event, so that nothing waits for the disk.
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,7 @@
 
 #include "framework/page_directory.h"
 #include "framework/tessel_property_page.h"
+#include "platform/machine.h"
 #include "store/registry_object.h"
 #include "tests/support/scratch_home.h"
 #include "window/scripted_front_end.h"
@@ -46,6 +48,7 @@ class PageDriver {
     context.pfnBeforeRestore = [] { current->Called("before restore", ""); };
     context.pfnAfterImport = [] { current->Called("after import", ""); };
     context.pfnHasUnsavedChanges = [](PropExtContext*) -> std::uint32_t { return current->Modified(); };
+    machine::BeginEvent();
     Clear();
     MakeKey(kServer);
     MakeKey(kConfigurationServer);
@@ -54,6 +57,7 @@ class PageDriver {
     for (const PageIndex index : m_indexes) PageDirectory()[static_cast<size_t>(index)] = nullptr;
     m_pages.clear();
     Clear();
+    machine::AbandonEvent();
     SetFrontEnd(m_frontEndBefore);
     current = nullptr;
   }

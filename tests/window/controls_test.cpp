@@ -62,6 +62,111 @@ TEST(Acts, RadioButtonsExcludeEachOther) {
   EXPECT_FALSE(dialog.Put("Second", "off"));
 }
 
+// A line break or tab that is typed or pasted is a key, and no text of an edit of one line.
+TEST(Edits, DropKeysThatAreNoText) {
+  TestDialog dialog;
+  auto& digits = dialog.Make<CEdit>("Digits");
+  auto& line = dialog.Make<CEdit>("Line");
+  auto& lines = dialog.Make<CEdit>("Lines");
+  auto& number = dialog.Make<CSmartEdit>("Number");
+  auto& combo = dialog.Make<CComboBox>("Combo");
+  digits.digitsOnly = lines.multiLine = combo.editable = true;
+  number.SetRange(1, 9, 1);
+  const std::string typed = "1\t2\r\n3\x1b\x7f";
+  for (CWnd* control : std::initializer_list<CWnd*>{&digits, &line, &lines, &number, &combo}) {
+    EXPECT_TRUE(control->Enter(typed)) << control->caption;
+  }
+  EXPECT_EQ(digits.Value(), "123");
+  EXPECT_EQ(line.Value(), "123");
+  EXPECT_EQ(lines.Value(), "1\t2\r\n3");
+  EXPECT_EQ(number.Value(), "123");
+  EXPECT_EQ(combo.Value(), "123");
+  line.Type("\n4");
+  line.Rewrite("1\n2\n34");
+  EXPECT_EQ(line.Value(), "1234");
+  EXPECT_TRUE(line.Rewrite("12\t345"));
+  EXPECT_EQ(line.Value(), "12345");
+}
+
+TEST(Edits, KeepTheirLengthWhicheverWayATextComesIn) {
+  ScriptedFrontEnd frontEnd;
+  FrontEnd* const before = SetFrontEnd(&frontEnd);
+  TestDialog dialog;
+  auto& edit = dialog.Make<CEdit>("Edit");
+  edit.maxLength = 4;
+  EXPECT_EQ(edit.Enter("12345").refusal, "\"Edit\" takes at most 4 bytes, not 5.");
+  EXPECT_EQ(edit.Value(), "");
+  edit.Type("12345");
+  EXPECT_EQ(edit.Value(), "1234");
+  edit.Rewrite(
+      "12\xC3\xA9"
+      "34");
+  EXPECT_EQ(edit.Value(), "1234") << "nothing more fits";
+  edit.Rewrite(
+      "1\xC3\xA9"
+      "4");
+  EXPECT_EQ(edit.Value(),
+            "1\xC3\xA9"
+            "4");
+  EXPECT_TRUE(edit.Enter("abcd"));
+  edit.SetText("longer than that");
+  EXPECT_EQ(edit.Value(), "longer than that") << "what code sets is not a person's";
+  EXPECT_EQ(frontEnd.Beeps(), 2);
+  SetFrontEnd(before);
+}
+
+// A list that takes numbers alone.
+class Numbers : public CVSListBox {
+  bool OnEndEditLabel(std::string& text) override {
+    return text.find_first_not_of("0123456789") == std::string::npos && !text.empty();
+  }
+};
+
+TEST(EditableLists, TakeWhatTheListAccepts) {
+  TestDialog dialog;
+  auto& list = dialog.Make<Numbers>("Numbers");
+  list.SetRows({"1", "2"});
+  EXPECT_EQ(dialog.notices, 0);
+  EXPECT_TRUE(list.EditRow(2, "3"));
+  EXPECT_TRUE(list.EditRow(0, "10"));
+  EXPECT_TRUE(list.EditRow(1, "two")) << "the row keeps its text, and nothing is said";
+  EXPECT_TRUE(list.EditRow(3, ""));
+  EXPECT_EQ(list.Value(), "10, 2, 3");
+  EXPECT_TRUE(list.RemoveRow(1));
+  EXPECT_EQ(list.Value(), "10, 3");
+  EXPECT_EQ(dialog.notices, 3);
+  EXPECT_FALSE(list.EditRow(9, "1"));
+  EXPECT_FALSE(list.RemoveRow(2));
+  EXPECT_EQ(dialog.Put("Numbers", "7, x").refusal, "\"Numbers\" does not take \"x\".");
+  EXPECT_TRUE(dialog.Put("Numbers", "7, 8"));
+  EXPECT_EQ(list.Value(), "7, 8");
+}
+
+TEST(Dates, AreDaysThatThereAre) {
+  TestDialog dialog;
+  auto& date = dialog.Make<CDateTimeCtrl>("Day");
+  EXPECT_TRUE(date.Put("2024-02-29"));
+  for (const char* none : {"2023-02-29", "2024-13-01", "2024-1-1", "yesterday", "2024-02-3x"}) {
+    EXPECT_FALSE(date.Put(none)) << none;
+  }
+  EXPECT_EQ(date.Value(), "2024-02-29");
+  EXPECT_TRUE(date.Put(""));
+  EXPECT_EQ(date.Value(), "");
+}
+
+TEST(Enter, PressesTheDefaultButtonAndElseOk) {
+  TestDialog dialog;
+  dialog.Make<CButton>("Other");
+  dialog.PressEnter();
+  EXPECT_TRUE(dialog.Ended());
+  TestDialog other;
+  auto& button = other.Make<CButton>("Generate");
+  button.isDefault = true;
+  other.PressEnter();
+  EXPECT_FALSE(other.Ended());
+  EXPECT_EQ(other.notices, 1);
+}
+
 TEST(Names, ShareTheCaptionOfTheirGroupAndAreNumbered) {
   TestDialog dialog;
   dialog.Make<CStatic>("Level", ControlKind::Group);
