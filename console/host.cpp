@@ -7,12 +7,11 @@
 #include "platform/machine.h"
 #include "platform/text.h"
 #include "store/error_text.h"
+#include "store/places.h"
 #include "store/registry_object.h"
 
 namespace {
 
-constexpr char kRoot[] = R"(Software\TesselWorks)";
-constexpr char kConfigServer[] = R"(Software\TesselWorks\ConfigServer)";
 constexpr std::uint32_t kFirstPageId = 1000;
 constexpr unsigned kOtherProduct = 0xFFFFFFFF;  // what an import gives for a file of another product
 
@@ -32,7 +31,7 @@ std::vector<std::string> InStoredOrder(const std::string& computer, const std::s
   CTesselRegObject key;
   if (key.OpenKey(computer.c_str(), HKEY_LOCAL_MACHINE, path.c_str()) != ERROR_SUCCESS) return {};
   const NameSet stored(names);
-  std::vector<std::string> ranked = text::Split(text::Replaced(key.GetStringValue("Order"), "?", "\\"), ',');
+  std::vector<std::string> ranked = text::Split(text::Replaced(key.GetStringValue(kOrder), "?", "\\"), ',');
   std::erase_if(ranked, [&stored](const std::string& name) { return !stored.Holds(name); });
   return ranked;
 }
@@ -98,6 +97,9 @@ std::unique_ptr<Host> Host::Start(const Options& options, std::string& why) {
   while (CTesselPropertyPage* page = library->getPropPage(options.computer.c_str(), &flags, &id, 1)) {
     host->m_pages.push_back(page);
     host->m_sheet.AddPage(*page);
+    // One page sends settings to others, which then must write or drop them, whether a person has seen them or
+    // not.
+    page->Create();
   }
   host->m_tree =
       std::make_unique<Tree>(host->m_pages, options.configServerMode ? ConfigurationNames(options.computer)
@@ -107,18 +109,18 @@ std::unique_ptr<Host> Host::Start(const Options& options, std::string& why) {
 }
 
 std::string Host::ServerRoot(const std::string& root) const {
-  return root.empty() ? std::string(kRoot) : std::string(kConfigServer) + "\\" + root;
+  return root.empty() ? std::string(kSettingsRoot) : std::string(kConfigServer) + "\\" + root;
 }
 
 void Host::ReadPrincipals() {
   for (const std::string& root : m_tree->Roots()) {
-    for (const PrincipalFolder& folder : Tree::Folders()) {
+    for (const PrincipalFolder& folder : kPrincipalFolders) {
       if (!m_tree->HasFolder(folder.title)) continue;
       const std::string path = ServerRoot(root) + "\\" + std::string(folder.key);
       std::vector<std::string> names = SubkeysInOrder(m_options.computer, path);
       for (std::string& name : names) std::replace(name.begin(), name.end(), '?', '\\');
       if (folder.ordered) names = InStoredOrder(m_options.computer, path, names);
-      m_tree->SetPrincipals(root, folder.title, std::move(names));
+      m_tree->SetPrincipals(root, folder, std::move(names));
     }
   }
 }
@@ -183,6 +185,27 @@ bool Host::Select(std::string_view path, std::string& why) {
   m_page = node->page;
   m_path = node->path;
   return true;
+}
+
+bool Host::Apply() {
+  if (!m_sheet.PressApply()) return false;
+  FollowStore();
+  return true;
+}
+
+void Host::Cancel() {
+  m_sheet.PressCancel();
+  FollowStore();
+}
+
+void Host::FollowStore() {
+  ReadPrincipals();
+  std::string_view path = m_path;
+  std::string why;
+  while (!path.empty() && !m_tree->Find(path)) {
+    path = path.substr(0, path.rfind("::") == std::string_view::npos ? 0 : path.rfind("::"));
+  }
+  if (path != m_path) Select(std::string(path), why);
 }
 
 bool Host::HasUnsavedChanges() const {

@@ -40,6 +40,11 @@ class Host {
   CTesselPropertyPage* Page() const { return m_page; }
   const std::string& NodePath() const { return m_path; }
 
+  // Apply and Cancel, and then the tree as the store is. Where the node that was shown has gone with that, the
+  // one above it is shown. Apply is false when a page refused, and the tree stays.
+  bool Apply();
+  void Cancel();
+
   // Whether any page holds edits that are not written.
   bool HasUnsavedChanges() const;
 
@@ -50,6 +55,7 @@ class Host {
  private:
   explicit Host(const Options& options, const Library& library);
   void ReadPrincipals();
+  void FollowStore();
   void RemoveNode(const std::string& path);
   unsigned ImportSettings(const CString& product, const CString& file);
   int ConfirmAndImport(const CString& product, const CString& file, const EngineCallbacks& ui);

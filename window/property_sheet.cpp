@@ -12,7 +12,6 @@ void CPropertyPage::SetModified(bool modified) { m_modified = modified; }
 long CPropertyPage::QuerySiblings(unsigned code, unsigned parameter) {
   if (m_sheet == nullptr) return 0;
   for (CPropertyPage* page : m_sheet->m_pages) {
-    if (!page->IsCreated()) continue;
     if (const long answer = page->OnQuerySiblings(code, parameter); answer != 0) return answer;
   }
   return 0;
@@ -47,7 +46,6 @@ bool CPropertySheet::PressApply() {
   CPropertyPage* const active = m_active;
   if (active != nullptr && !active->OnKillActive()) return false;
   for (CPropertyPage* page : m_pages) {
-    if (!page->IsCreated()) continue;
     if (!page->OnApply()) return false;
     page->m_modified = false;
   }
@@ -57,7 +55,6 @@ bool CPropertySheet::PressApply() {
 
 void CPropertySheet::PressCancel() {
   for (CPropertyPage* page : m_pages) {
-    if (!page->IsCreated()) continue;
     page->OnCancel();
     page->m_modified = false;
   }

@@ -130,7 +130,7 @@ Outcome Apply(Console& console) {
   CPropertySheet& sheet = host.Sheet();
   if (!sheet.IsModified() && !KeepsSilentEdit(host)) return {};
   const Snapshot entered = TakeSnapshot(*host.Page());
-  if (!sheet.PressApply()) return Failed("The page refuses to be applied.");
+  if (!host.Apply()) return Failed("The page refuses to be applied.");
   const Snapshot shown = TakeSnapshot(*host.Page());
   const Snapshot before = console.before[host.NodePath()];
   console.before = {{host.NodePath(), shown}};
@@ -176,7 +176,7 @@ class Script {
       return Unfinished(m_console.frontEnd).value_or(Outcome{});
     }
     if (verb == "show") return Describe(m_host);
-    if (verb == "cancel") return m_host.Sheet().PressCancel(), Outcome{};
+    if (verb == "cancel") return m_host.Cancel(), Outcome{};
     if (verb == "apply") {
       Outcome applied = Apply(m_console);
       if (const auto unfinished = Unfinished(m_console.frontEnd)) applied = *unfinished;

@@ -6,6 +6,7 @@
 #include "console/cli/command.h"
 #include "platform/machine.h"
 #include "platform/text.h"
+#include "store/places.h"
 #include "store/registry_object.h"
 
 namespace {
@@ -99,8 +100,6 @@ void AddValue(Outcome& outcome, const RegistryValue& value) {
 bool IsConfigurationName(std::string_view name) {
   return !name.empty() && name.size() <= 255 && name.find_first_of("\\:") == std::string_view::npos;
 }
-
-constexpr char kConfigServer[] = R"(Software\TesselWorks\ConfigServer)";
 
 // What a new configuration copies from the computer's own settings.
 constexpr const char* kServices[] = {"SSHD", "SFTP", "SCP"};
@@ -218,7 +217,7 @@ Outcome ChangeConfigurations(const Settings& settings, const std::string& verb, 
       CTesselRegObject source(server.GetRoot());
       CTesselRegObject copy(server.GetRoot());
       const bool made =
-          source.CreateKey((R"(Software\TesselWorks\)" + std::string(service)).c_str()) != 0 &&
+          source.CreateKey((std::string(kSettingsRoot) + "\\" + service).c_str()) != 0 &&
           copy.CreateKey((std::string(kConfigServer) + "\\" + name + "\\" + service).c_str()) != 0;
       status = made ? static_cast<DWORD>(CopyTree(source.GetKey(), copy.GetKey())) : ERROR_ACCESS_DENIED;
       if (status != ERROR_SUCCESS) break;

@@ -256,12 +256,13 @@ std::string Session::Do(const PersonsAct& act) {
   CTesselPropertyPage* const page = m_host.Page();
   if (page == nullptr) return "No page is shown.";
   if (act.window != 0) return DoAtControl(*page, act, m_rows);
+  const std::string node = m_host.NodePath();
   if (act.name == "apply") {
-    if (!m_host.Sheet().PressApply()) return "The page refuses to be applied.";
-    PageWasShown(false);
+    if (!m_host.Apply()) return "The page refuses to be applied.";
+    EditEnded(node);
   } else if (act.name == "cancel") {
-    m_host.Sheet().PressCancel();
-    PageWasShown(false);
+    m_host.Cancel();
+    EditEnded(node);
   } else if (act.name == "help") {
     page->WinHelp();
   } else {
@@ -337,6 +338,12 @@ std::string Session::GoTo(const std::string& node) {
   m_pageWindow = ++m_lastWindow;
   PageWasShown(pending);
   return {};
+}
+
+// The node that was shown may have gone with that.
+void Session::EditEnded(const std::string& shownBefore) {
+  if (m_host.NodePath() != shownBefore) m_pageWindow = ++m_lastWindow;
+  PageWasShown(false);
 }
 
 void Session::PageWasShown(bool pending) {

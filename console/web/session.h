@@ -128,6 +128,7 @@ class Session final : public FrontEnd {
   CWnd* ListOf(unsigned window, size_t control) const;
   nlohmann::ordered_json DescribeState() const;
   void PageWasShown(bool pending);
+  void EditEnded(const std::string& shownBefore);
   bool NodeWaits() const;
   std::vector<std::string> Marks() const;
 
