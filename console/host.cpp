@@ -49,7 +49,7 @@ std::string SystemText(unsigned code) {
   return std::string(line.substr(0, line.find_last_not_of("\r\n. ") + 1));
 }
 
-Host::Host(const Options& options, const Library& library) : m_options(options), m_library(library) {
+Host::Host(const Options& options) : m_options(options), m_computer(options.computer) {
   current = this;
   m_context.configServerMode = options.configServerMode ? 1 : 0;
   m_context.pfnInit = [](char const*, std::uint32_t) {};
@@ -75,13 +75,20 @@ Host::Host(const Options& options, const Library& library) : m_options(options),
 }
 
 Host::~Host() {
-  m_library.closePropExt();
+  if (m_library.module != nullptr) {
+    m_library.closePropExt();
+    UnloadExtension(m_library);
+  }
   current = nullptr;
 }
 
 std::unique_ptr<Host> Host::Start(const Options& options, std::string& why) {
+  std::unique_ptr<Host> host(new Host(options));
+  const std::string& computer = host->m_computer.Name();
+  why = host->m_computer.Why();
+  if (!why.empty()) return nullptr;
   CTesselRegObject reached;
-  if (const DWORD status = reached.OpenKey(options.computer.c_str(), HKEY_LOCAL_MACHINE, "Software");
+  if (const DWORD status = reached.OpenKey(computer.c_str(), HKEY_LOCAL_MACHINE, "Software");
       status != ERROR_SUCCESS) {
     why = (options.computer.empty() ? "This computer's settings"
                                     : "The computer \"" + options.computer + "\"") +
@@ -90,22 +97,24 @@ std::unique_ptr<Host> Host::Start(const Options& options, std::string& why) {
   }
   const std::optional<Library> library = LoadExtension(why);
   if (!library) return nullptr;
-  std::unique_ptr<Host> host(new Host(options, *library));
-  library->initPropExt(&host->m_context, kFirstPageId);
+  host->m_library = *library;
+  host->TakePages(options.configServerMode ? ConfigurationNames(computer) : std::vector<std::string>{""});
+  return host;
+}
+
+void Host::TakePages(std::vector<std::string> roots) {
+  m_library.initPropExt(&m_context, kFirstPageId);
   std::uint32_t flags = 0;
   std::uint32_t id = 0;
-  while (CTesselPropertyPage* page = library->getPropPage(options.computer.c_str(), &flags, &id, 1)) {
-    host->m_pages.push_back(page);
-    host->m_sheet.AddPage(*page);
-    // One page sends settings to others, which then must write or drop them, whether a person has seen them or
-    // not.
+  while (CTesselPropertyPage* page = m_library.getPropPage(m_computer.Name().c_str(), &flags, &id, 1)) {
+    m_pages.push_back(page);
+    m_sheet.AddPage(*page);
+    // One page sends settings to others, which then must write or drop them, whether a person has seen them
+    // or not.
     page->Create();
   }
-  host->m_tree =
-      std::make_unique<Tree>(host->m_pages, options.configServerMode ? ConfigurationNames(options.computer)
-                                                                     : std::vector<std::string>{""});
-  host->ReadPrincipals();
-  return host;
+  m_tree = std::make_unique<Tree>(m_pages, std::move(roots));
+  ReadPrincipals();
 }
 
 std::string Host::ServerRoot(const std::string& root) const {
@@ -117,9 +126,9 @@ void Host::ReadPrincipals() {
     for (const PrincipalFolder& folder : kPrincipalFolders) {
       if (!m_tree->HasFolder(folder.title)) continue;
       const std::string path = ServerRoot(root) + "\\" + std::string(folder.key);
-      std::vector<std::string> names = SubkeysInOrder(m_options.computer, path);
+      std::vector<std::string> names = SubkeysInOrder(m_computer.Name(), path);
       for (std::string& name : names) std::replace(name.begin(), name.end(), '?', '\\');
-      if (folder.ordered) names = InStoredOrder(m_options.computer, path, names);
+      if (folder.ordered) names = InStoredOrder(m_computer.Name(), path, names);
       m_tree->SetPrincipals(root, folder, std::move(names));
     }
   }

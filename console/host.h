@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "configuration/settings_engine.h"
+#include "console/computer.h"
 #include "console/library.h"
 #include "console/tree.h"
 #include "window/property_sheet.h"
@@ -23,7 +24,8 @@ class Host {
     bool configServerMode = false;  // edit the named configurations instead of the computer's own settings
   };
 
-  // Null, with one sentence in `why`, when the library can't be loaded or the computer can't be reached.
+  // Null, with one sentence in `why`, when the library can't be loaded or the computer can't be reached. An
+  // embedded computer is the local one until the host ends; so start and end hosts outside events.
   static std::unique_ptr<Host> Start(const Options& options, std::string& why);
   ~Host();
   Host(const Host&) = delete;
@@ -40,8 +42,8 @@ class Host {
   CTesselPropertyPage* Page() const { return m_page; }
   const std::string& NodePath() const { return m_path; }
 
-  // Apply and Cancel, and then the tree as the store is. Where the node that was shown has gone with that, the
-  // one above it is shown. Apply is false when a page refused, and the tree stays.
+  // Apply and Cancel, and then the tree as the store is. Where the node that was shown has gone with that,
+  // the one above it is shown. Apply is false when a page refused, and the tree stays.
   bool Apply();
   void Cancel();
 
@@ -53,7 +55,8 @@ class Host {
   std::function<bool(const std::string& file)> confirmImport;
 
  private:
-  explicit Host(const Options& options, const Library& library);
+  explicit Host(const Options& options);
+  void TakePages(std::vector<std::string> roots);
   void ReadPrincipals();
   void FollowStore();
   void RemoveNode(const std::string& path);
@@ -62,7 +65,8 @@ class Host {
   std::string ServerRoot(const std::string& root) const;
 
   Options m_options;
-  Library m_library;
+  ActingOn m_computer;
+  Library m_library{};
   PropExtContext m_context{};
   std::vector<CTesselPropertyPage*> m_pages;
   std::unique_ptr<Tree> m_tree;

@@ -80,8 +80,12 @@ Outcome AddComputer(std::string_view name);
 Outcome RemoveComputer(std::string_view name);
 std::vector<std::string> Computers();
 
-// Makes the named computer the local one of this process: its registry, name, drives and protection. What was
-// opened before is closed. Fails within an event and for a name that no computer has.
+// Makes the named computer, or for an empty name the home's own one, the local one of this process: its
+// registry, name, drives and protection. What was opened before is closed. Fails within an event and for a
+// name that no computer has.
 Outcome StandOn(std::string_view name);
+
+// The name of the computer that StandOn has chosen; empty for the home's own one.
+std::string StandsOn();
 
 }  // namespace machine

@@ -37,13 +37,16 @@ Snapshot TakeSnapshot(const CDialog& page) {
   return values;
 }
 
-// A host with a scripted front end, for the life of one command.
+// A host with a scripted front end, and an event, for the life of one command: what the command does not end
+// with EndEvent leaves nothing behind. A page that is only shown may make keys.
 class Console {
  public:
   explicit Console(const Settings& settings) : m_before(SetFrontEnd(&frontEnd)) {
     host = Host::Start(settings.host, why);
+    machine::BeginEvent();
   }
   ~Console() {
+    machine::AbandonEvent();
     host.reset();
     SetFrontEnd(m_before);
   }
@@ -296,7 +299,6 @@ Outcome SetControls(const Settings& settings, const std::string& node,
                     const std::vector<std::string>& assignments) {
   Console console(settings);
   if (console.host == nullptr) return Failed(console.why);
-  machine::BeginEvent();
   if (!console.Select(node)) return EndEvent(Failed(console.why));
   std::vector<std::string> notes;
   for (const std::string& assignment : assignments) {
@@ -323,7 +325,6 @@ Outcome PressButton(const Settings& settings, const std::string& node, const std
     return Failed("After the button come answers, or --select, --fill, --press and --path with a text each.",
                   Status::WrongUse);
   }
-  machine::BeginEvent();
   if (!console.Select(node)) return EndEvent(Failed(console.why));
   Outcome outcome;
   for (const std::string& selection : *selections) {
@@ -354,7 +355,6 @@ Outcome RunScript(const Settings& settings, const std::string& file) {
   std::istream& input = file == "-" ? std::cin : opened;
   Console console(settings);
   if (console.host == nullptr) return Failed(console.why);
-  machine::BeginEvent();
   Script script(console);
   Outcome all;
   all.data = nlohmann::ordered_json::array();

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "console/cli/command.h"
+#include "console/computer.h"
 #include "platform/machine.h"
 #include "platform/text.h"
 #include "store/places.h"
@@ -154,8 +155,10 @@ Outcome QueryRegistry(const Settings& settings, const std::string& key, const st
                       "HKEY_CLASSES_ROOT and HKEY_USERS.",
                   Status::WrongUse);
   }
+  const ActingOn computer(settings.host.computer);
+  if (!computer.Why().empty()) return Failed(computer.Why());
   CTesselRegObject open;
-  if (const DWORD status = open.OpenKey(settings.host.computer.c_str(), root->key, path.c_str());
+  if (const DWORD status = open.OpenKey(computer.Name().c_str(), root->key, path.c_str());
       status != ERROR_SUCCESS) {
     return Failed("\"" + key + "\" can't be opened: " + SystemText(status) + ".");
   }
@@ -192,7 +195,9 @@ Outcome ChangeComputers(const std::string& verb, const std::string& name) {
 }
 
 Outcome ChangeConfigurations(const Settings& settings, const std::string& verb, const std::string& name) {
-  const std::string& computer = settings.host.computer;
+  const ActingOn actingOn(settings.host.computer);
+  if (!actingOn.Why().empty()) return Failed(actingOn.Why());
+  const std::string& computer = actingOn.Name();
   const std::vector<std::string> names = ConfigurationNames(computer);
   if (verb == "list") return List(names);
   if (!IsConfigurationName(name)) {

@@ -26,9 +26,9 @@ std::string Lower(std::string_view text) {
 void Tell(const std::string& home, const Host::Options& options, int pipe) {
   std::string why;
   if (!machine::OpenHome(home)) return;
-  machine::BeginEvent();
   const std::unique_ptr<Host> host = Host::Start(options, why);
   if (host == nullptr) return;
+  machine::BeginEvent();
   ordered_json all = ordered_json::array();
   const auto& pages = host->Sheet().Pages();
   for (size_t i = 0; i < pages.size(); ++i) {

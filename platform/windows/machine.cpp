@@ -35,5 +35,6 @@ Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
 Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }
 std::vector<std::string> Computers() { return {}; }
 Outcome StandOn(std::string_view) { return NoEmbeddedComputers(); }
+std::string StandsOn() { return {}; }
 
 }  // namespace machine
