@@ -58,6 +58,7 @@ Host::Host(const Options& options) : m_options(options), m_computer(options.comp
   };
   m_context.pfnAddNode = [](char const* path, std::uint32_t, std::uint32_t) {
     current->m_tree->AddPrincipal(path);
+    current->m_added.emplace_back(path);
   };
   m_context.pfnRefreshNode = [](char const*) {};
   m_context.pfnRemoveNode = [](char const* path, std::uint32_t) { current->RemoveNode(path); };
@@ -77,6 +78,8 @@ Host::Host(const Options& options) : m_options(options), m_computer(options.comp
 Host::~Host() {
   if (m_library.module != nullptr) {
     m_library.closePropExt();
+    // The library leaves some of its pages, which could not be reached once it is unloaded.
+    while (!m_sheet.Pages().empty()) delete m_sheet.Pages().back();
     UnloadExtension(m_library);
   }
   current = nullptr;
@@ -214,11 +217,88 @@ void Host::FollowStore() {
   while (!path.empty() && !m_tree->Find(path)) {
     path = path.substr(0, path.rfind("::") == std::string_view::npos ? 0 : path.rfind("::"));
   }
-  if (path != m_path) Select(std::string(path), why);
+  if (path == m_path) return;
+  const std::string gone = m_path;
+  Select(std::string(path), why);
+  // What the page kept of it when it was left has no key to go to.
+  for (CTesselPropertyPage* page : m_pages) page->m_pending.erase(gone);
 }
 
 bool Host::HasUnsavedChanges() const {
   return std::any_of(m_pages.begin(), m_pages.end(), [](const CTesselPropertyPage* page) {
     return page->IsModified() || !page->m_pending.empty();
   });
+}
+
+Host::WaitingEdits Host::Waiting() const {
+  WaitingEdits edits;
+  for (const CTesselPropertyPage* page : m_pages)
+    edits.pages.push_back({page->m_pending, page->IsModified()});
+  return edits;
+}
+
+void Host::PutBack(const WaitingEdits& edits) {
+  for (size_t i = 0; i < m_pages.size(); ++i) {
+    m_pages[i]->m_pending = edits.pages[i].pending;
+    m_pages[i]->SetModified(edits.pages[i].modified);
+  }
+}
+
+std::vector<std::string> Host::ChangedBesides(const WaitingEdits& before) const {
+  std::vector<std::string> nodes;
+  const auto isNew = [this](const std::string& node) {
+    return std::any_of(m_added.begin(), m_added.end(), [&node](const std::string& added) {
+      return node == added || node.starts_with(added + "::");
+    });
+  };
+  for (size_t i = 0; i < m_pages.size(); ++i) {
+    for (const auto& [target, record] : m_pages[i]->m_pending) {
+      const auto found = before.pages[i].pending.find(target);
+      if (found != before.pages[i].pending.end() && found->second == record) continue;
+      if (target != m_path && !isNew(target) && m_tree->Find(target)) nodes.push_back(target);
+    }
+  }
+  return nodes;
+}
+
+void Host::BeginEvent() {
+  m_added.clear();
+  for (CTesselPropertyPage* page : m_pages) page->m_saves.clear();
+  machine::BeginEvent();
+}
+
+std::vector<std::string> Host::FailedSaves() const {
+  std::vector<std::string> sentences;
+  for (const CTesselPropertyPage* page : m_pages) {
+    for (const CTesselPropertyPage::Saved& save : page->m_saves) {
+      if (save.status == ERROR_SUCCESS) continue;
+      const std::string what =
+          save.value.empty() ? " can't be opened: " : " does not take " + save.value + ": ";
+      sentences.push_back("\"" + save.target + "\" could not be stored: the key HKEY_LOCAL_MACHINE\\" +
+                          save.key + what + SystemText(save.status) + ".");
+    }
+  }
+  return sentences;
+}
+
+std::string Host::KeyOf(std::string_view node) const {
+  const CTesselPropertyPage* page = nullptr;
+  if (const auto found = m_tree->Find(node)) page = found->page;
+  for (size_t i = page == nullptr ? 0 : page->m_saves.size(); i > 0; --i) {
+    if (page->m_saves[i - 1].target == node) return page->m_saves[i - 1].key;
+  }
+  std::string server = ServerRoot("");
+  for (const std::string& root : m_tree->Roots()) {
+    if (root.empty() || !node.starts_with(root + "::")) continue;
+    server = ServerRoot(root);
+    node.remove_prefix(root.size() + 2);
+  }
+  for (const PrincipalFolder& folder : kPrincipalFolders) {
+    if (!node.starts_with(std::string(folder.title) + "::")) continue;
+    node.remove_prefix(folder.title.size() + 2);
+    std::string name(node.substr(0, node.find("::")));
+    std::replace(name.begin(), name.end(), '\\', '?');
+    return server + "\\" + std::string(folder.key) + "\\" + name;
+  }
+  return server + "\\SSHD";
 }

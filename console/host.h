@@ -5,6 +5,7 @@
 // in a process.
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -46,9 +47,35 @@ class Host {
   // the one above it is shown. Apply is false when a page refused, and the tree stays.
   bool Apply();
   void Cancel();
+  // The last part of both, for whatever else may have changed the store.
+  void FollowStore();
 
   // Whether any page holds edits that are not written.
   bool HasUnsavedChanges() const;
+
+  // Edits that wait on the pages, behind the one in front.
+  struct WaitingEdits {
+    struct OfPage {
+      std::map<CString, std::shared_ptr<void>> pending;
+      bool modified = false;
+    };
+    std::vector<OfPage> pages;
+  };
+  WaitingEdits Waiting() const;
+  void PutBack(const WaitingEdits& edits);
+  // The nodes other than the one in front that wait now and did not so before. Principals that came since
+  // then are new with all their nodes, and are not told.
+  std::vector<std::string> ChangedBesides(const WaitingEdits& before) const;
+
+  // Begins an event of the store, in which pages tell anew of what they wrote.
+  void BeginEvent();
+  // A sentence for each target that the pages could not write in this event.
+  std::vector<std::string> FailedSaves() const;
+
+  // The key, under HKEY_LOCAL_MACHINE, in which a node's values lie.
+  std::string KeyOf(std::string_view node) const;
+  // Under which name keys are reached: empty for the local computer.
+  const std::string& ComputerName() const { return m_computer.Name(); }
 
   // Asked before a settings file for this product is imported; false keeps the store as it is, and the page
   // is told ERROR_CANCELLED. Without it every such file is imported.
@@ -58,7 +85,6 @@ class Host {
   explicit Host(const Options& options);
   void TakePages(std::vector<std::string> roots);
   void ReadPrincipals();
-  void FollowStore();
   void RemoveNode(const std::string& path);
   unsigned ImportSettings(const CString& product, const CString& file);
   int ConfirmAndImport(const CString& product, const CString& file, const EngineCallbacks& ui);
@@ -72,6 +98,7 @@ class Host {
   std::unique_ptr<Tree> m_tree;
   CPropertySheet m_sheet;
   CTesselPropertyPage* m_page = nullptr;
+  std::vector<std::string> m_added;  // nodes of principals that came in this event
   std::string m_path;
 };
 

@@ -2,6 +2,12 @@
 
 #include <algorithm>
 
+CPropertyPage::~CPropertyPage() {
+  if (m_sheet == nullptr) return;
+  std::erase(m_sheet->m_pages, this);
+  if (m_sheet->m_active == this) m_sheet->m_active = nullptr;
+}
+
 bool CPropertyPage::OnApply() {
   OnOK();
   return true;
@@ -15,6 +21,10 @@ long CPropertyPage::QuerySiblings(unsigned code, unsigned parameter) {
     if (const long answer = page->OnQuerySiblings(code, parameter); answer != 0) return answer;
   }
   return 0;
+}
+
+CPropertySheet::~CPropertySheet() {
+  for (CPropertyPage* page : m_pages) page->m_sheet = nullptr;
 }
 
 void CPropertySheet::AddPage(CPropertyPage& page) {

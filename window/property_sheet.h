@@ -13,6 +13,8 @@ class CPropertySheet;
 class CPropertyPage : public CDialog {
  public:
   using CDialog::CDialog;
+  // Takes the page out of its sheet.
+  ~CPropertyPage() override;
 
   // The page comes to the front; false keeps it from being shown.
   virtual bool OnSetActive() { return true; }
@@ -49,7 +51,12 @@ class CPropertyPage : public CDialog {
 
 class CPropertySheet {
  public:
-  // Pages are borrowed and outlive the sheet.
+  CPropertySheet() = default;
+  ~CPropertySheet();
+  CPropertySheet(const CPropertySheet&) = delete;
+  CPropertySheet& operator=(const CPropertySheet&) = delete;
+
+  // Pages are borrowed.
   void AddPage(CPropertyPage& page);
   const std::vector<CPropertyPage*>& Pages() const { return m_pages; }
 

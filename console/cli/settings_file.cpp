@@ -168,8 +168,8 @@ Outcome Export(const Settings& settings, const Words& words) {
     FailUnlessTold(outcome, "Settings saved in ");
     if (outcome.status == Status::Done) outcome.warnings = LossesOfExport(words.credentials != "no");
   };
-  Outcome outcome =
-      PressButton(settings, kPage, "Export Settings", {"--path", file.Written()}, finish, prepare);
+  Outcome outcome = WithoutText(
+      PressButton(settings, kPage, "Export Settings", {"--path", file.Written()}, finish, prepare));
   if (outcome.status == Status::Done) {
     if (const std::string why = file.MoveThere(); !why.empty()) return Failed(why);
     outcome.messages = {"Settings saved in " + file.Final() + "."};
@@ -271,7 +271,8 @@ Outcome Import(const Settings& settings, const Words& words) {
   const std::string file = AbsolutePath(words.file);
   if (const std::string why = WhyNotReadable(file); !why.empty()) return Failed(why);
   const auto finish = [](Outcome& outcome, const CDialog&) { FailUnlessTold(outcome, "Settings from "); };
-  Outcome outcome = PressButton(settings, kPage, "Import Settings", {"Yes", "--path", file}, finish);
+  Outcome outcome =
+      WithoutText(PressButton(settings, kPage, "Import Settings", {"Yes", "--path", file}, finish));
   outcome.data = {{"file", file}};
   return outcome;
 }
@@ -311,7 +312,7 @@ Outcome RestoreDefaults(const Settings& settings) {
   const auto finish = [](Outcome& outcome, const CDialog&) {
     FailUnlessTold(outcome, "System restored to default settings.");
   };
-  return PressButton(settings, kPage, "Restore Settings", {"Yes"}, finish);
+  return WithoutText(PressButton(settings, kPage, "Restore Settings", {"Yes"}, finish));
 }
 
 std::string ReadSettings(const std::string& name, SettingsSnapshot& snapshot) {
