@@ -1,6 +1,7 @@
 #include "platform/embedded/names.h"
 
 #include <algorithm>
+#include <compare>
 #include <cstring>
 
 #include "platform/embedded/win32/system.h"
@@ -181,5 +182,5 @@ int WINAPI CompareStringOrdinal(LPCWCH a, int a_size, LPCWCH b, int b_size, BOOL
   const auto order =
       std::lexicographical_compare_three_way(first.begin(), first.end(), second.begin(), second.end(),
                                              [&](WCHAR x, WCHAR y) { return folded(x) <=> folded(y); });
-  return order < 0 ? CSTR_LESS_THAN : order > 0 ? CSTR_GREATER_THAN : CSTR_EQUAL;
+  return std::is_lt(order) ? CSTR_LESS_THAN : std::is_gt(order) ? CSTR_GREATER_THAN : CSTR_EQUAL;
 }
