@@ -80,7 +80,7 @@ int ShowAndAdd(const std::string& home, const char* node, const char* button, ch
   const double add = Milliseconds([&] {
     const Act act = host->Page()->Press(button);
     Check(act && frontEnd.Refusal().empty() && frontEnd.Messages().empty(), act.refusal + frontEnd.Refusal());
-    Check(host->Sheet().PressApply(), "apply");
+    Check(host->Apply(), "apply");
     Check(static_cast<bool>(machine::CommitEvent()), "commit");
   });
   Check(host->Page()->Find(node).control->RowCount() == before + 1, "one more row");

@@ -22,6 +22,15 @@ std::string OneLine(std::string_view text) {
   return line;
 }
 
+std::string AllOf(const std::vector<std::string>& names) {
+  std::string list;
+  for (size_t i = 0; i < names.size(); ++i) {
+    if (i > 0) list += i + 1 == names.size() ? " and " : ", ";
+    list += "\"" + names[i] + "\"";
+  }
+  return list;
+}
+
 ordered_json DescribeControl(const CDialog& dialog, size_t index) {
   const CWnd& control = *dialog.Controls()[index];
   ordered_json json;

@@ -19,6 +19,9 @@ nlohmann::ordered_json DescribeControls(const CDialog& dialog);
 // The same for a person to read: a line a control, under the captions of the groups.
 std::string PrintControls(const CDialog& dialog);
 
+// "a"; "a" and "b"; "a", "b" and "c".
+std::string AllOf(const std::vector<std::string>& names);
+
 // A text of several lines on one line.
 std::string OneLine(std::string_view text);
 

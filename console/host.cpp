@@ -7,12 +7,11 @@
 #include "platform/machine.h"
 #include "platform/text.h"
 #include "store/error_text.h"
+#include "store/places.h"
 #include "store/registry_object.h"
 
 namespace {
 
-constexpr char kRoot[] = R"(Software\TesselWorks)";
-constexpr char kConfigServer[] = R"(Software\TesselWorks\ConfigServer)";
 constexpr std::uint32_t kFirstPageId = 1000;
 constexpr unsigned kOtherProduct = 0xFFFFFFFF;  // what an import gives for a file of another product
 
@@ -32,7 +31,7 @@ std::vector<std::string> InStoredOrder(const std::string& computer, const std::s
   CTesselRegObject key;
   if (key.OpenKey(computer.c_str(), HKEY_LOCAL_MACHINE, path.c_str()) != ERROR_SUCCESS) return {};
   const NameSet stored(names);
-  std::vector<std::string> ranked = text::Split(text::Replaced(key.GetStringValue("Order"), "?", "\\"), ',');
+  std::vector<std::string> ranked = text::Split(text::Replaced(key.GetStringValue(kOrder), "?", "\\"), ',');
   std::erase_if(ranked, [&stored](const std::string& name) { return !stored.Holds(name); });
   return ranked;
 }
@@ -50,7 +49,7 @@ std::string SystemText(unsigned code) {
   return std::string(line.substr(0, line.find_last_not_of("\r\n. ") + 1));
 }
 
-Host::Host(const Options& options, const Library& library) : m_options(options), m_library(library) {
+Host::Host(const Options& options) : m_options(options), m_computer(options.computer) {
   current = this;
   m_context.configServerMode = options.configServerMode ? 1 : 0;
   m_context.pfnInit = [](char const*, std::uint32_t) {};
@@ -59,6 +58,7 @@ Host::Host(const Options& options, const Library& library) : m_options(options),
   };
   m_context.pfnAddNode = [](char const* path, std::uint32_t, std::uint32_t) {
     current->m_tree->AddPrincipal(path);
+    current->m_added.emplace_back(path);
   };
   m_context.pfnRefreshNode = [](char const*) {};
   m_context.pfnRemoveNode = [](char const* path, std::uint32_t) { current->RemoveNode(path); };
@@ -76,13 +76,22 @@ Host::Host(const Options& options, const Library& library) : m_options(options),
 }
 
 Host::~Host() {
-  m_library.closePropExt();
+  if (m_library.module != nullptr) {
+    m_library.closePropExt();
+    // The library leaves some of its pages, which could not be reached once it is unloaded.
+    while (!m_sheet.Pages().empty()) delete m_sheet.Pages().back();
+    UnloadExtension(m_library);
+  }
   current = nullptr;
 }
 
 std::unique_ptr<Host> Host::Start(const Options& options, std::string& why) {
+  std::unique_ptr<Host> host(new Host(options));
+  const std::string& computer = host->m_computer.Name();
+  why = host->m_computer.Why();
+  if (!why.empty()) return nullptr;
   CTesselRegObject reached;
-  if (const DWORD status = reached.OpenKey(options.computer.c_str(), HKEY_LOCAL_MACHINE, "Software");
+  if (const DWORD status = reached.OpenKey(computer.c_str(), HKEY_LOCAL_MACHINE, "Software");
       status != ERROR_SUCCESS) {
     why = (options.computer.empty() ? "This computer's settings"
                                     : "The computer \"" + options.computer + "\"") +
@@ -91,34 +100,39 @@ std::unique_ptr<Host> Host::Start(const Options& options, std::string& why) {
   }
   const std::optional<Library> library = LoadExtension(why);
   if (!library) return nullptr;
-  std::unique_ptr<Host> host(new Host(options, *library));
-  library->initPropExt(&host->m_context, kFirstPageId);
-  std::uint32_t flags = 0;
-  std::uint32_t id = 0;
-  while (CTesselPropertyPage* page = library->getPropPage(options.computer.c_str(), &flags, &id, 1)) {
-    host->m_pages.push_back(page);
-    host->m_sheet.AddPage(*page);
-  }
-  host->m_tree =
-      std::make_unique<Tree>(host->m_pages, options.configServerMode ? ConfigurationNames(options.computer)
-                                                                     : std::vector<std::string>{""});
-  host->ReadPrincipals();
+  host->m_library = *library;
+  host->TakePages(options.configServerMode ? ConfigurationNames(computer) : std::vector<std::string>{""});
   return host;
 }
 
+void Host::TakePages(std::vector<std::string> roots) {
+  m_library.initPropExt(&m_context, kFirstPageId);
+  std::uint32_t flags = 0;
+  std::uint32_t id = 0;
+  while (CTesselPropertyPage* page = m_library.getPropPage(m_computer.Name().c_str(), &flags, &id, 1)) {
+    m_pages.push_back(page);
+    m_sheet.AddPage(*page);
+    // One page sends settings to others, which then must write or drop them, whether a person has seen them
+    // or not.
+    page->Create();
+  }
+  m_tree = std::make_unique<Tree>(m_pages, std::move(roots));
+  ReadPrincipals();
+}
+
 std::string Host::ServerRoot(const std::string& root) const {
-  return root.empty() ? std::string(kRoot) : std::string(kConfigServer) + "\\" + root;
+  return root.empty() ? std::string(kSettingsRoot) : std::string(kConfigServer) + "\\" + root;
 }
 
 void Host::ReadPrincipals() {
   for (const std::string& root : m_tree->Roots()) {
-    for (const PrincipalFolder& folder : Tree::Folders()) {
+    for (const PrincipalFolder& folder : kPrincipalFolders) {
       if (!m_tree->HasFolder(folder.title)) continue;
       const std::string path = ServerRoot(root) + "\\" + std::string(folder.key);
-      std::vector<std::string> names = SubkeysInOrder(m_options.computer, path);
+      std::vector<std::string> names = SubkeysInOrder(m_computer.Name(), path);
       for (std::string& name : names) std::replace(name.begin(), name.end(), '?', '\\');
-      if (folder.ordered) names = InStoredOrder(m_options.computer, path, names);
-      m_tree->SetPrincipals(root, folder.title, std::move(names));
+      if (folder.ordered) names = InStoredOrder(m_computer.Name(), path, names);
+      m_tree->SetPrincipals(root, folder, std::move(names));
     }
   }
 }
@@ -185,8 +199,106 @@ bool Host::Select(std::string_view path, std::string& why) {
   return true;
 }
 
+bool Host::Apply() {
+  if (!m_sheet.PressApply()) return false;
+  FollowStore();
+  return true;
+}
+
+void Host::Cancel() {
+  m_sheet.PressCancel();
+  FollowStore();
+}
+
+void Host::FollowStore() {
+  ReadPrincipals();
+  std::string_view path = m_path;
+  std::string why;
+  while (!path.empty() && !m_tree->Find(path)) {
+    path = path.substr(0, path.rfind("::") == std::string_view::npos ? 0 : path.rfind("::"));
+  }
+  if (path == m_path) return;
+  const std::string gone = m_path;
+  Select(std::string(path), why);
+  // What the page kept of it when it was left has no key to go to.
+  for (CTesselPropertyPage* page : m_pages) page->m_pending.erase(gone);
+}
+
 bool Host::HasUnsavedChanges() const {
   return std::any_of(m_pages.begin(), m_pages.end(), [](const CTesselPropertyPage* page) {
     return page->IsModified() || !page->m_pending.empty();
   });
+}
+
+Host::WaitingEdits Host::Waiting() const {
+  WaitingEdits edits;
+  for (const CTesselPropertyPage* page : m_pages)
+    edits.pages.push_back({page->m_pending, page->IsModified()});
+  return edits;
+}
+
+void Host::PutBack(const WaitingEdits& edits) {
+  for (size_t i = 0; i < m_pages.size(); ++i) {
+    m_pages[i]->m_pending = edits.pages[i].pending;
+    m_pages[i]->SetModified(edits.pages[i].modified);
+  }
+}
+
+std::vector<std::string> Host::ChangedBesides(const WaitingEdits& before) const {
+  std::vector<std::string> nodes;
+  const auto isNew = [this](const std::string& node) {
+    return std::any_of(m_added.begin(), m_added.end(), [&node](const std::string& added) {
+      return node == added || node.starts_with(added + "::");
+    });
+  };
+  for (size_t i = 0; i < m_pages.size(); ++i) {
+    for (const auto& [target, record] : m_pages[i]->m_pending) {
+      const auto found = before.pages[i].pending.find(target);
+      if (found != before.pages[i].pending.end() && found->second == record) continue;
+      if (target != m_path && !isNew(target) && m_tree->Find(target)) nodes.push_back(target);
+    }
+  }
+  return nodes;
+}
+
+void Host::BeginEvent() {
+  m_added.clear();
+  for (CTesselPropertyPage* page : m_pages) page->m_saves.clear();
+  machine::BeginEvent();
+}
+
+std::vector<std::string> Host::FailedSaves() const {
+  std::vector<std::string> sentences;
+  for (const CTesselPropertyPage* page : m_pages) {
+    for (const CTesselPropertyPage::Saved& save : page->m_saves) {
+      if (save.status == ERROR_SUCCESS) continue;
+      const std::string what =
+          save.value.empty() ? " can't be opened: " : " does not take " + save.value + ": ";
+      sentences.push_back("\"" + save.target + "\" could not be stored: the key HKEY_LOCAL_MACHINE\\" +
+                          save.key + what + SystemText(save.status) + ".");
+    }
+  }
+  return sentences;
+}
+
+std::string Host::KeyOf(std::string_view node) const {
+  const CTesselPropertyPage* page = nullptr;
+  if (const auto found = m_tree->Find(node)) page = found->page;
+  for (size_t i = page == nullptr ? 0 : page->m_saves.size(); i > 0; --i) {
+    if (page->m_saves[i - 1].target == node) return page->m_saves[i - 1].key;
+  }
+  std::string server = ServerRoot("");
+  for (const std::string& root : m_tree->Roots()) {
+    if (root.empty() || !node.starts_with(root + "::")) continue;
+    server = ServerRoot(root);
+    node.remove_prefix(root.size() + 2);
+  }
+  for (const PrincipalFolder& folder : kPrincipalFolders) {
+    if (!node.starts_with(std::string(folder.title) + "::")) continue;
+    node.remove_prefix(folder.title.size() + 2);
+    std::string name(node.substr(0, node.find("::")));
+    std::replace(name.begin(), name.end(), '\\', '?');
+    return server + "\\" + std::string(folder.key) + "\\" + name;
+  }
+  return server + "\\SSHD";
 }

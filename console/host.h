@@ -5,6 +5,7 @@
 // in a process.
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "configuration/settings_engine.h"
+#include "console/computer.h"
 #include "console/library.h"
 #include "console/tree.h"
 #include "window/property_sheet.h"
@@ -23,7 +25,8 @@ class Host {
     bool configServerMode = false;  // edit the named configurations instead of the computer's own settings
   };
 
-  // Null, with one sentence in `why`, when the library can't be loaded or the computer can't be reached.
+  // Null, with one sentence in `why`, when the library can't be loaded or the computer can't be reached. An
+  // embedded computer is the local one until the host ends; so start and end hosts outside events.
   static std::unique_ptr<Host> Start(const Options& options, std::string& why);
   ~Host();
   Host(const Host&) = delete;
@@ -40,15 +43,47 @@ class Host {
   CTesselPropertyPage* Page() const { return m_page; }
   const std::string& NodePath() const { return m_path; }
 
+  // Apply and Cancel, and then the tree as the store is. Where the node that was shown has gone with that,
+  // the one above it is shown. Apply is false when a page refused, and the tree stays.
+  bool Apply();
+  void Cancel();
+  // The last part of both, for whatever else may have changed the store.
+  void FollowStore();
+
   // Whether any page holds edits that are not written.
   bool HasUnsavedChanges() const;
+
+  // Edits that wait on the pages, behind the one in front.
+  struct WaitingEdits {
+    struct OfPage {
+      std::map<CString, std::shared_ptr<void>> pending;
+      bool modified = false;
+    };
+    std::vector<OfPage> pages;
+  };
+  WaitingEdits Waiting() const;
+  void PutBack(const WaitingEdits& edits);
+  // The nodes other than the one in front that wait now and did not so before. Principals that came since
+  // then are new with all their nodes, and are not told.
+  std::vector<std::string> ChangedBesides(const WaitingEdits& before) const;
+
+  // Begins an event of the store, in which pages tell anew of what they wrote.
+  void BeginEvent();
+  // A sentence for each target that the pages could not write in this event.
+  std::vector<std::string> FailedSaves() const;
+
+  // The key, under HKEY_LOCAL_MACHINE, in which a node's values lie.
+  std::string KeyOf(std::string_view node) const;
+  // Under which name keys are reached: empty for the local computer.
+  const std::string& ComputerName() const { return m_computer.Name(); }
 
   // Asked before a settings file for this product is imported; false keeps the store as it is, and the page
   // is told ERROR_CANCELLED. Without it every such file is imported.
   std::function<bool(const std::string& file)> confirmImport;
 
  private:
-  explicit Host(const Options& options, const Library& library);
+  explicit Host(const Options& options);
+  void TakePages(std::vector<std::string> roots);
   void ReadPrincipals();
   void RemoveNode(const std::string& path);
   unsigned ImportSettings(const CString& product, const CString& file);
@@ -56,12 +91,14 @@ class Host {
   std::string ServerRoot(const std::string& root) const;
 
   Options m_options;
-  Library m_library;
+  ActingOn m_computer;
+  Library m_library{};
   PropExtContext m_context{};
   std::vector<CTesselPropertyPage*> m_pages;
   std::unique_ptr<Tree> m_tree;
   CPropertySheet m_sheet;
   CTesselPropertyPage* m_page = nullptr;
+  std::vector<std::string> m_added;  // nodes of principals that came in this event
   std::string m_path;
 };
 

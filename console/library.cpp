@@ -17,11 +17,13 @@ void* Load(const std::string& file) { return reinterpret_cast<void*>(::LoadLibra
 void* Find(void* module, const char* name) {
   return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(module), name));
 }
+void Unload(void* module) { ::FreeLibrary(static_cast<HMODULE>(module)); }
 #else
 constexpr char kFileName[] = "libMarrowenMgr.so";
 
 void* Load(const std::string& file) { return dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL); }
 void* Find(void* module, const char* name) { return dlsym(module, name); }
+void Unload(void* module) { dlclose(module); }
 #endif
 
 template <class Function>
@@ -51,6 +53,7 @@ std::optional<Library> LoadExtension(std::string& why) {
     return std::nullopt;
   }
   Library library{};
+  library.module = module;
   if (!Take(module, "InitPropExt", library.initPropExt) ||
       !Take(module, "GetPropPage", library.getPropPage) ||
       !Take(module, "ClosePropExt", library.closePropExt)) {
@@ -59,3 +62,5 @@ std::optional<Library> LoadExtension(std::string& why) {
   }
   return library;
 }
+
+void UnloadExtension(const Library& library) { Unload(library.module); }

@@ -13,11 +13,15 @@ struct Library {
   CTesselPropertyPage* (*getPropPage)(char const* computer, std::uint32_t* pageFlags, std::uint32_t* pageId,
                                       std::int32_t useProductWord);
   void (*closePropExt)();
+  void* module;
 };
 
-// Loads the library that lies beside the program; it stays loaded. Nothing, with one sentence in `why`, when
-// it is missing or lacks a function.
+// Loads the library that lies beside the program. Nothing, with one sentence in `why`, when it is missing or
+// lacks a function.
 std::optional<Library> LoadExtension(std::string& why);
+
+// After closePropExt: the library serves pages once in its life, so that another host needs it loaded anew.
+void UnloadExtension(const Library& library);
 
 // The folder of the program that is running.
 std::string ProgramFolder();

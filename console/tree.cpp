@@ -14,6 +14,9 @@ std::string Under(std::string_view root, std::string_view path) {
   return std::string(root) + std::string(kSeparator) + std::string(path);
 }
 
+// As the lists of users and ranges sort.
+bool StandsBefore(const std::string& a, const std::string& b) { return text::CompareNoCase(a, b) < 0; }
+
 // The path without its last node; empty for a node at the top.
 std::string_view ParentOf(std::string_view path) {
   const size_t end = path.rfind(kSeparator);
@@ -21,16 +24,6 @@ std::string_view ParentOf(std::string_view path) {
 }
 
 }  // namespace
-
-const std::vector<PrincipalFolder>& Tree::Folders() {
-  static const std::vector<PrincipalFolder> folders{
-      {"Users", R"(SSHD\Users)", false},       {"Groups", R"(SSHD\Groups)", true},
-      {"IP Range", R"(SSHD\IPs)", false},      {"SFTP Users", R"(SFTP\Users)", false},
-      {"SFTP Groups", R"(SFTP\Groups)", true}, {"SCP Users", R"(SCP\Users)", false},
-      {"SCP Groups", R"(SCP\Groups)", true},
-  };
-  return folders;
-}
 
 Tree::Tree(const std::vector<CTesselPropertyPage*>& pages, std::vector<std::string> roots)
     : m_roots(std::move(roots)) {
@@ -49,6 +42,15 @@ Tree::Tree(const std::vector<CTesselPropertyPage*>& pages, std::vector<std::stri
       m_patterns.push_back({head, perPrincipal, std::string(suffix), page});
     }
   }
+  std::vector<std::string> known;
+  const auto add = [&known](std::string_view head) {
+    if (!head.empty() && std::find(known.begin(), known.end(), head) == known.end()) known.emplace_back(head);
+  };
+  for (const Pattern& pattern : m_patterns) {
+    add(ParentOf(pattern.head));
+    add(pattern.head);
+  }
+  AppendHeads(known, {});
 }
 
 const std::vector<std::string>* Tree::PrincipalsOf(const std::string& folderPath) const {
@@ -66,21 +68,30 @@ bool Tree::HasFolder(std::string_view title) const {
                      [title](const Pattern& pattern) { return pattern.head == title; });
 }
 
-void Tree::SetPrincipals(std::string_view root, std::string_view folder, std::vector<std::string> names) {
+void Tree::SetPrincipals(std::string_view root, const PrincipalFolder& folder,
+                         std::vector<std::string> names) {
+  if (!folder.ordered && !std::is_sorted(names.begin(), names.end(), StandsBefore)) {
+    std::stable_sort(names.begin(), names.end(), StandsBefore);
+  }
+  Principals& principals = m_principals[Under(root, folder.title)];
+  if (principals.names == names) return;
   ++m_changes;
-  Principals& principals = m_principals[Under(root, folder)];
   principals.known = {names.begin(), names.end()};
   principals.names = std::move(names);
 }
 
 void Tree::AddPrincipal(std::string_view nodePath) {
   for (const std::string& root : m_roots) {
-    for (const PrincipalFolder& folder : Folders()) {
+    for (const PrincipalFolder& folder : kPrincipalFolders) {
       const std::string start = Under(root, folder.title) + std::string(kSeparator);
       if (!nodePath.starts_with(start)) continue;
       Principals& principals = m_principals[Under(root, folder.title)];
       const std::string name(nodePath.substr(start.size()));
-      if (principals.known.insert(name).second) principals.names.push_back(name);
+      if (!principals.known.insert(name).second) return;
+      const auto place = folder.ordered ? principals.names.end()
+                                        : std::upper_bound(principals.names.begin(), principals.names.end(),
+                                                           name, StandsBefore);
+      principals.names.insert(place, name);
       ++m_changes;
       return;
     }
@@ -123,31 +134,18 @@ std::optional<TreeNode> Tree::Find(std::string_view path) const {
   return std::nullopt;
 }
 
-// The nodes above all principals, children behind their parent.
-std::vector<std::string> Tree::Heads() const {
-  std::vector<std::string> heads;
-  const auto addHead = [&](const std::string& head) {
-    if (std::find(heads.begin(), heads.end(), head) == heads.end()) heads.push_back(head);
-  };
-  for (const Pattern& pattern : m_patterns) {
-    const std::string_view parent = ParentOf(pattern.head);
-    if (!parent.empty()) addHead(std::string(parent));
-    addHead(pattern.head);
+// Children follow their parent; among themselves all stand in the order of their pages.
+void Tree::AppendHeads(const std::vector<std::string>& known, std::string_view parent) {
+  for (const std::string& head : known) {
+    if (ParentOf(head) != parent) continue;
+    m_heads.push_back(head);
+    AppendHeads(known, head);
   }
-  // Children follow their parent, in the order of the pages.
-  std::stable_sort(heads.begin(), heads.end(), [&heads](const std::string& a, const std::string& b) {
-    const auto place = [&heads](const std::string& head) {
-      const std::string_view parent = ParentOf(head);
-      return std::find(heads.begin(), heads.end(), parent.empty() ? head : std::string(parent));
-    };
-    return place(a) < place(b);
-  });
-  return heads;
 }
 
 void Tree::AppendRoot(const std::string& root, std::vector<TreeNode>& nodes) const {
   if (!root.empty()) nodes.push_back({root, nullptr});
-  for (const std::string& head : Heads()) {
+  for (const std::string& head : m_heads) {
     CTesselPropertyPage* own = nullptr;
     for (const Pattern& pattern : m_patterns) {
       if (!pattern.perPrincipal && pattern.head == head) own = pattern.page;
@@ -179,8 +177,7 @@ std::vector<std::string> Tree::Nearest(std::string_view path) const {
 }
 
 size_t Tree::CountBelowHead(const std::string& root, const std::string& head) const {
-  const std::vector<std::string> heads = Heads();
-  const auto below = std::count_if(heads.begin(), heads.end(),
+  const auto below = std::count_if(m_heads.begin(), m_heads.end(),
                                    [&head](const auto& other) { return ParentOf(other) == head; });
   const auto* names = PrincipalsOf(Under(root, head));
   return static_cast<size_t>(below) + (names == nullptr ? 0 : names->size());
@@ -213,7 +210,7 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
         }));
   };
   const auto addHeads = [&](const std::string& root, std::string_view parent) {
-    for (const std::string& head : Heads()) {
+    for (const std::string& head : m_heads) {
       if (ParentOf(head) != parent || !wanted()) continue;
       const std::string full = Under(root, head);
       add(full, pageOf(head, false), parent.empty() ? head : head.substr(parent.size() + kSeparator.size()),
@@ -233,7 +230,7 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
       }
       continue;
     }
-    for (const std::string& head : Heads()) {
+    for (const std::string& head : m_heads) {
       const std::string full = Under(root, head);
       const std::string start = full + std::string(kSeparator);
       const auto* names = PrincipalsOf(full);

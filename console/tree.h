@@ -2,7 +2,8 @@
 
 // The nodes of the console: every page's title gives one, and the pattern of a principal's page one under
 // each principal of its folders. A node's path is its titles with "::" between; where named configurations
-// are edited, the configuration's name stands before it.
+// are edited, the configuration's name stands before it. Nodes stand in the pages' order, principals as their
+// list shows them.
 
 #include <map>
 #include <optional>
@@ -12,17 +13,11 @@
 #include <vector>
 
 #include "framework/tessel_property_page.h"
+#include "store/places.h"
 
 struct TreeNode {
   std::string path;
   CTesselPropertyPage* page = nullptr;  // null for a node that only holds others
-};
-
-// Where a folder's principals are stored, below a server's settings.
-struct PrincipalFolder {
-  std::string_view title;
-  std::string_view key;
-  bool ordered;  // the value Order tells their order, else they stand by name
 };
 
 class Tree {
@@ -34,8 +29,9 @@ class Tree {
 
   // Whether a page stands at the folder, or under each of its principals.
   bool HasFolder(std::string_view title) const;
-  // The principals of a folder below a root, in display form and in the order in which they are to stand.
-  void SetPrincipals(std::string_view root, std::string_view folder, std::vector<std::string> names);
+  // The principals of a folder below a root, in display form; those of an ordered one in their order.
+  void SetPrincipals(std::string_view root, const PrincipalFolder& folder, std::vector<std::string> names);
+  // Puts a new one where its list shows it: at the end of an ordered folder, else by its name.
   void AddPrincipal(std::string_view nodePath);
   // False if there is no such principal.
   bool RemovePrincipal(std::string_view nodePath);
@@ -59,8 +55,6 @@ class Tree {
   // Up to three paths that resemble `path`.
   std::vector<std::string> Nearest(std::string_view path) const;
 
-  static const std::vector<PrincipalFolder>& Folders();
-
  private:
   struct Pattern {
     std::string head;  // the folder, or the whole path of a page without principals
@@ -75,10 +69,11 @@ class Tree {
   bool IsPrincipal(const std::string& folderPath, std::string_view name) const;
   const std::vector<std::string>* PrincipalsOf(const std::string& folderPath) const;
   void AppendRoot(const std::string& root, std::vector<TreeNode>& nodes) const;
-  std::vector<std::string> Heads() const;
+  void AppendHeads(const std::vector<std::string>& known, std::string_view parent);
   size_t CountBelowHead(const std::string& root, const std::string& head) const;
 
   std::vector<Pattern> m_patterns;
+  std::vector<std::string> m_heads;  // the nodes above all principals, children behind their parent
   std::vector<std::string> m_roots;
   std::map<std::string, Principals> m_principals;  // by the folder's path
   unsigned m_changes = 0;

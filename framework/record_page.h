@@ -178,6 +178,7 @@ long RecordPage<Page, Record>::OnQuerySiblings(unsigned code, unsigned) {
   const Hears hears = Page::kTable.hears;
   if (hears == Hears::Nothing) return 0;
   if (code == static_cast<unsigned>(SiblingCode::Reload)) {
+    if (m_target.empty()) return 0;
     // The screen follows when the page is next shown.
     if (WasShown()) LoadRecord(m_current, m_target);
   } else if ((code == static_cast<unsigned>(SiblingCode::Apply) && hears != Hears::ReloadOnly) ||

@@ -57,8 +57,9 @@ struct Change {
 };
 
 // What the event at hand has changed so far, compared with what stood there before it: what was written as it
-// was before, or put back, is no change. Keys in order of their paths; the coming or going of a key stands
-// before its values. Nothing outside an event.
+// was before, or put back, is no change. Keys in order of their paths, the local computer's first; the coming
+// or going of a key stands before its values, and these in order of their names. `visit` may read the
+// registry, not write it. Nothing outside an event.
 void ForEachChange(const std::function<void(const Change& change)>& visit);
 
 // Windows and computers reached over the network tell changes by a picture of the key, with all below it, as
@@ -66,8 +67,9 @@ void ForEachChange(const std::function<void(const Change& change)>& visit);
 // transaction tells of every key.
 void KeepPicture(const std::string& computer, const std::string& path);
 
-// The keys that the event has read and that others have changed since, from their hives on. Known from the
-// event's first write on; empty where the machine can't tell.
+// The keys that the event has read and that others have changed since, from their hives on; those of another
+// computer begin with its name, as "\\srv1\HKEY_LOCAL_MACHINE\...". Known from the event's first write to its
+// end; empty where the machine can't tell.
 std::vector<std::string> ChangedByOthers();
 
 // The process waits now, for a person or for its end, and holds nothing that keeps others from reusing what
@@ -80,8 +82,12 @@ Outcome AddComputer(std::string_view name);
 Outcome RemoveComputer(std::string_view name);
 std::vector<std::string> Computers();
 
-// Makes the named computer the local one of this process: its registry, name, drives and protection. What was
-// opened before is closed. Fails within an event and for a name that no computer has.
+// Makes the named computer, or for an empty name the home's own one, the local one of this process: its
+// registry, name, drives and protection. What was opened before is closed. Fails within an event and for a
+// name that no computer has.
 Outcome StandOn(std::string_view name);
+
+// The name of the computer that StandOn has chosen; empty for the home's own one.
+std::string StandsOn();
 
 }  // namespace machine

@@ -24,7 +24,12 @@ def main():
                 sys.exit(f"{arguments}: {answer['error']}")
             return answer["data"]
 
-        for page in run("show", "--all"):
+        pages = run("show", "--all")
+        # A visit makes the keys of lists, which are there without a value.
+        with open(folder + "/visits", "w", encoding="utf-8") as visits:
+            visits.writelines(f"node {page['node']}\n" for page in pages)
+        run("run", folder + "/visits")
+        for page in pages:
             change = find_change(page["controls"])
             if change is None:
                 if any(is_open(control) for control in page["controls"]):

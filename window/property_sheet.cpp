@@ -2,6 +2,12 @@
 
 #include <algorithm>
 
+CPropertyPage::~CPropertyPage() {
+  if (m_sheet == nullptr) return;
+  std::erase(m_sheet->m_pages, this);
+  if (m_sheet->m_active == this) m_sheet->m_active = nullptr;
+}
+
 bool CPropertyPage::OnApply() {
   OnOK();
   return true;
@@ -12,10 +18,13 @@ void CPropertyPage::SetModified(bool modified) { m_modified = modified; }
 long CPropertyPage::QuerySiblings(unsigned code, unsigned parameter) {
   if (m_sheet == nullptr) return 0;
   for (CPropertyPage* page : m_sheet->m_pages) {
-    if (!page->IsCreated()) continue;
     if (const long answer = page->OnQuerySiblings(code, parameter); answer != 0) return answer;
   }
   return 0;
+}
+
+CPropertySheet::~CPropertySheet() {
+  for (CPropertyPage* page : m_pages) page->m_sheet = nullptr;
 }
 
 void CPropertySheet::AddPage(CPropertyPage& page) {
@@ -47,7 +56,6 @@ bool CPropertySheet::PressApply() {
   CPropertyPage* const active = m_active;
   if (active != nullptr && !active->OnKillActive()) return false;
   for (CPropertyPage* page : m_pages) {
-    if (!page->IsCreated()) continue;
     if (!page->OnApply()) return false;
     page->m_modified = false;
   }
@@ -57,7 +65,6 @@ bool CPropertySheet::PressApply() {
 
 void CPropertySheet::PressCancel() {
   for (CPropertyPage* page : m_pages) {
-    if (!page->IsCreated()) continue;
     page->OnCancel();
     page->m_modified = false;
   }

@@ -13,6 +13,8 @@ class CPropertySheet;
 class CPropertyPage : public CDialog {
  public:
   using CDialog::CDialog;
+  // Takes the page out of its sheet.
+  ~CPropertyPage() override;
 
   // The page comes to the front; false keeps it from being shown.
   virtual bool OnSetActive() { return true; }
@@ -33,8 +35,8 @@ class CPropertyPage : public CDialog {
   void SetModified(bool modified);
   bool IsModified() const { return m_modified; }
 
-  // Sends a message to every page of the sheet that has a window, this one included, in order, until one
-  // answers other than 0, and returns that answer.
+  // Sends a message to every page of the sheet, this one included, in order, until one answers other than 0,
+  // and returns that answer.
   long QuerySiblings(unsigned code, unsigned parameter);
 
   const std::string& Title() const { return m_title; }
@@ -49,12 +51,17 @@ class CPropertyPage : public CDialog {
 
 class CPropertySheet {
  public:
-  // Pages are borrowed and outlive the sheet.
+  CPropertySheet() = default;
+  ~CPropertySheet();
+  CPropertySheet(const CPropertySheet&) = delete;
+  CPropertySheet& operator=(const CPropertySheet&) = delete;
+
+  // Pages are borrowed.
   void AddPage(CPropertyPage& page);
   const std::vector<CPropertyPage*>& Pages() const { return m_pages; }
 
-  // Leaves the active page and shows another, which may be the same one for another node; the page's window
-  // is made the first time. False when the active page will not be left, or the other one not be shown.
+  // Leaves the active page and shows another, which may be the same one for another node; a page without a
+  // window gets it. False when the active page will not be left, or the other one not be shown.
   bool SetActivePage(CPropertyPage* page);
   // Leaves the active page without showing another.
   bool LeaveActivePage();
@@ -62,10 +69,10 @@ class CPropertySheet {
 
   // Whether Apply is enabled.
   bool IsModified() const;
-  // Leaves the active page, applies every page that has a window in order until one refuses, and shows the
-  // active page again, so that it reloads. False when a page refused.
+  // Leaves the active page, applies every page in order until one refuses, and shows the active page again,
+  // so that it reloads. False when a page refused.
   bool PressApply();
-  // Resets every page that has a window and shows the active page again.
+  // Resets every page and shows the active page again.
   void PressCancel();
 
  private:

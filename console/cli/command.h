@@ -24,12 +24,20 @@ struct Outcome {
   std::vector<std::string> warnings;  // notes that stand apart from the result, on standard error
   std::vector<std::string> messages;  // what message boxes have told
   nlohmann::ordered_json data;        // the result for a program
+  bool partly = false;                // not done in full, but what was written counts
+  bool disturbed = false;             // not done because others wrote meanwhile: another try may succeed
 };
 
 inline Outcome Failed(std::string_view sentence, Status status = Status::NotDone) {
   Outcome outcome;
   outcome.status = status;
   outcome.error = sentence;
+  return outcome;
+}
+
+// For commands that tell in words of their own what they did, if anything.
+inline Outcome WithoutText(Outcome outcome) {
+  outcome.text.clear();
   return outcome;
 }
 

@@ -174,7 +174,10 @@ int Main(int argc, char** argv) {
       return Print(line.settings, Failed(opened.sentence));
     }
   }
-  return Print(line.settings, line.run());
+  const Outcome outcome = line.run();
+  // Who reads what is printed may take his time.
+  machine::GoIdle();
+  return Print(line.settings, outcome);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 
+#include "console/key_name.h"
 #include "platform/text.h"
 
 namespace {
@@ -42,11 +43,11 @@ std::string NodeOf(const Kind& kind, const Words& words) {
   return words.configuration.empty() ? kind.node : words.configuration + "::" + kind.node;
 }
 
-// The row of the page's list with this text, without case; nothing if there is none.
+// The row of the page's list whose key has this name; nothing if there is none.
 std::optional<std::string> RowOf(const CDialog& page, const Kind& kind, std::string_view text) {
   const CWnd* list = page.Find(kind.node).control;
   for (size_t row = 0; list != nullptr && row < list->RowCount(); ++row) {
-    if (text::EqualNoCase(list->RowText(row), text)) return std::string(list->RowText(row));
+    if (SameKeyName(list->RowText(row), text)) return std::string(list->RowText(row));
   }
   return std::nullopt;
 }
@@ -70,7 +71,7 @@ Outcome Make(const Settings& settings, const Kind& kind, const Words& words, con
   if (!words.source.empty()) steps = Selected(kind, words.source);
   steps.insert(steps.end(), answers.begin(), answers.end());
   const std::string& button = words.source.empty() ? kind.newButton : kind.copyButton;
-  return PressButton(settings, NodeOf(kind, words), button, steps, finish);
+  return WithoutText(PressButton(settings, NodeOf(kind, words), button, steps, finish));
 }
 
 // Tells a principal that the page took but the store did not.
@@ -131,6 +132,14 @@ Outcome MakeGroup(const Settings& settings, const Words& words) {
   });
 }
 
+// A blank address counts as 0.0.0.0.
+std::string Dotted(const CIPAddressCtrl& address) {
+  std::string text;
+  for (const std::uint8_t part : address.GetAddress())
+    text += (text.empty() ? "" : ".") + std::to_string(part);
+  return text;
+}
+
 Outcome MakeRange(const Settings& settings, const Words& words) {
   std::string begin = words.begin;
   std::string end = words.end;
@@ -147,9 +156,9 @@ Outcome MakeRange(const Settings& settings, const Words& words) {
     CIPAddressCtrl last;
     first.Put(begin);
     last.Put(end.empty() ? begin : end);
-    CheckStored(outcome, page, kRange, first.Value() + "-" + last.Value());
+    CheckStored(outcome, page, kRange, Dotted(first) + "-" + Dotted(last));
     if (outcome.status == Status::Done && last.GetAddress() < first.GetAddress()) {
-      outcome.notes.push_back(last.Value() + " lies before " + first.Value() +
+      outcome.notes.push_back(Dotted(last) + " lies before " + Dotted(first) +
                               "; the range was stored as it stands.");
     }
   });
@@ -158,12 +167,12 @@ Outcome MakeRange(const Settings& settings, const Words& words) {
 Outcome Delete(const Settings& settings, const Kind& kind, const Words& words) {
   Steps steps = Selected(kind, words.name);
   steps.insert(steps.end(), {"--press", "Yes"});
-  return PressButton(
-      settings, NodeOf(kind, words), kind.deleteButton, steps, [&](Outcome& outcome, const CDialog& page) {
-        if (TurnMessageIntoFailure(outcome) || outcome.status != Status::Done) return;
-        if (!RowOf(page, kind, words.name)) return;
-        outcome = Failed("The " + kind.noun + " " + Quoted(words.name) + " could not be deleted.");
-      });
+  const auto check = [&](Outcome& outcome, const CDialog& page) {
+    if (TurnMessageIntoFailure(outcome) || outcome.status != Status::Done) return;
+    if (!RowOf(page, kind, words.name)) return;
+    outcome = Failed("The " + kind.noun + " " + Quoted(words.name) + " could not be deleted.");
+  };
+  return WithoutText(PressButton(settings, NodeOf(kind, words), kind.deleteButton, steps, check));
 }
 
 Outcome List(const Settings& settings, const Kind& kind, const Words& words) {
@@ -216,7 +225,8 @@ void AddPrincipalCommands(CLI::App& app, const Settings& settings, const AddComm
   for (const auto& [verb, button] : {std::pair("up", "Up"), std::pair("down", "Down")}) {
     add(*group, verb, std::string("Move the named one ") + verb + " by one rank",
         [&settings, words, button = std::string(button)] {
-          return PressButton(settings, NodeOf(kGroup, *words), button, Selected(kGroup, words->name));
+          return WithoutText(
+              PressButton(settings, NodeOf(kGroup, *words), button, Selected(kGroup, words->name)));
         })
         ->add_option("NAME", words->name)
         ->required();

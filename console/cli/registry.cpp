@@ -4,8 +4,10 @@
 #include <array>
 
 #include "console/cli/command.h"
+#include "console/computer.h"
 #include "platform/machine.h"
 #include "platform/text.h"
+#include "store/places.h"
 #include "store/registry_object.h"
 
 namespace {
@@ -100,8 +102,6 @@ bool IsConfigurationName(std::string_view name) {
   return !name.empty() && name.size() <= 255 && name.find_first_of("\\:") == std::string_view::npos;
 }
 
-constexpr char kConfigServer[] = R"(Software\TesselWorks\ConfigServer)";
-
 // What a new configuration copies from the computer's own settings.
 constexpr const char* kServices[] = {"SSHD", "SFTP", "SCP"};
 
@@ -155,8 +155,10 @@ Outcome QueryRegistry(const Settings& settings, const std::string& key, const st
                       "HKEY_CLASSES_ROOT and HKEY_USERS.",
                   Status::WrongUse);
   }
+  const ActingOn computer(settings.host.computer);
+  if (!computer.Why().empty()) return Failed(computer.Why());
   CTesselRegObject open;
-  if (const DWORD status = open.OpenKey(settings.host.computer.c_str(), root->key, path.c_str());
+  if (const DWORD status = open.OpenKey(computer.Name().c_str(), root->key, path.c_str());
       status != ERROR_SUCCESS) {
     return Failed("\"" + key + "\" can't be opened: " + SystemText(status) + ".");
   }
@@ -193,7 +195,9 @@ Outcome ChangeComputers(const std::string& verb, const std::string& name) {
 }
 
 Outcome ChangeConfigurations(const Settings& settings, const std::string& verb, const std::string& name) {
-  const std::string& computer = settings.host.computer;
+  const ActingOn actingOn(settings.host.computer);
+  if (!actingOn.Why().empty()) return Failed(actingOn.Why());
+  const std::string& computer = actingOn.Name();
   const std::vector<std::string> names = ConfigurationNames(computer);
   if (verb == "list") return List(names);
   if (!IsConfigurationName(name)) {
@@ -218,7 +222,7 @@ Outcome ChangeConfigurations(const Settings& settings, const std::string& verb, 
       CTesselRegObject source(server.GetRoot());
       CTesselRegObject copy(server.GetRoot());
       const bool made =
-          source.CreateKey((R"(Software\TesselWorks\)" + std::string(service)).c_str()) != 0 &&
+          source.CreateKey((std::string(kSettingsRoot) + "\\" + service).c_str()) != 0 &&
           copy.CreateKey((std::string(kConfigServer) + "\\" + name + "\\" + service).c_str()) != 0;
       status = made ? static_cast<DWORD>(CopyTree(source.GetKey(), copy.GetKey())) : ERROR_ACCESS_DENIED;
       if (status != ERROR_SUCCESS) break;

@@ -12,6 +12,7 @@
 #include "configuration/settings_export.h"
 #include "configuration/settings_import.h"
 #include "configuration/value_text.h"
+#include "console/computer.h"
 #include "console/describe.h"
 #include "platform/machine.h"
 
@@ -31,24 +32,16 @@ struct Words {
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
-bool IsThisComputer(const std::string& name) {
-  char own[MAX_COMPUTERNAME_LENGTH + 1] = "";
-  DWORD size = sizeof own;
-  return name.empty() || (GetComputerNameA(own, &size) && text::EqualNoCase(name, own));
-}
-
-// Settings files are those of the local computer, so a command for another one runs there.
-std::optional<Outcome> GoToComputer(Settings& settings) {
+// Why the command can't be done on the computer that is named.
+std::optional<Outcome> WhyNotThere(const Settings& settings, const ActingOn& computer) {
   if (settings.host.configServerMode) {
     return Failed("A settings file holds a computer's own settings, not those of a named configuration.",
                   Status::WrongUse);
   }
-  if (!IsThisComputer(settings.host.computer)) {
-    const machine::Outcome there = machine::StandOn(settings.host.computer);
-    if (!there) return Failed(there.sentence);
-  }
-  settings.host.computer.clear();
-  return std::nullopt;
+  if (!computer.Why().empty()) return Failed(computer.Why());
+  if (computer.Name().empty()) return std::nullopt;
+  return Failed("There is no embedded computer " + Quoted(computer.Name()) +
+                ", and settings files are written and read by the computer itself only.");
 }
 
 std::string WhyNotReadable(const std::string& file) {
@@ -157,8 +150,9 @@ class FileInPlace {
   bool m_direct = false;
 };
 
-Outcome Export(Settings settings, const Words& words) {
-  if (auto failed = GoToComputer(settings)) return *failed;
+Outcome Export(const Settings& settings, const Words& words) {
+  const ActingOn computer(settings.host.computer);
+  if (auto failed = WhyNotThere(settings, computer)) return *failed;
   const FileInPlace file(words.file);
   if (const std::string why = file.WhyNotWritable(); !why.empty()) return Failed(why);
   if (file.Written() != file.Final()) fs::remove(file.Written());
@@ -174,8 +168,8 @@ Outcome Export(Settings settings, const Words& words) {
     FailUnlessTold(outcome, "Settings saved in ");
     if (outcome.status == Status::Done) outcome.warnings = LossesOfExport(words.credentials != "no");
   };
-  Outcome outcome =
-      PressButton(settings, kPage, "Export Settings", {"--path", file.Written()}, finish, prepare);
+  Outcome outcome = WithoutText(
+      PressButton(settings, kPage, "Export Settings", {"--path", file.Written()}, finish, prepare));
   if (outcome.status == Status::Done) {
     if (const std::string why = file.MoveThere(); !why.empty()) return Failed(why);
     outcome.messages = {"Settings saved in " + file.Final() + "."};
@@ -271,19 +265,22 @@ std::string WhyNotUnderstood(const std::string& file, Read read) {
   return reader.GetErrorText().empty() ? "" : Quoted(file) + ": " + OneLine(reader.GetErrorText());
 }
 
-Outcome Import(Settings settings, const Words& words) {
-  if (auto failed = GoToComputer(settings)) return *failed;
+Outcome Import(const Settings& settings, const Words& words) {
+  const ActingOn computer(settings.host.computer);
+  if (auto failed = WhyNotThere(settings, computer)) return *failed;
   const std::string file = AbsolutePath(words.file);
   if (const std::string why = WhyNotReadable(file); !why.empty()) return Failed(why);
   const auto finish = [](Outcome& outcome, const CDialog&) { FailUnlessTold(outcome, "Settings from "); };
-  Outcome outcome = PressButton(settings, kPage, "Import Settings", {"Yes", "--path", file}, finish);
+  Outcome outcome =
+      WithoutText(PressButton(settings, kPage, "Import Settings", {"Yes", "--path", file}, finish));
   outcome.data = {{"file", file}};
   return outcome;
 }
 
 // Presses the button too, and refuses the import once the page has checked the file.
-Outcome Preview(Settings settings, const Words& words) {
-  if (auto failed = GoToComputer(settings)) return *failed;
+Outcome Preview(const Settings& settings, const Words& words) {
+  const ActingOn computer(settings.host.computer);
+  if (auto failed = WhyNotThere(settings, computer)) return *failed;
   const std::string file = AbsolutePath(words.file);
   if (const std::string why = WhyNotReadable(file); !why.empty()) return Failed(why);
   ChangeList changes;
@@ -309,12 +306,13 @@ Outcome Preview(Settings settings, const Words& words) {
   return outcome;
 }
 
-Outcome RestoreDefaults(Settings settings) {
-  if (auto failed = GoToComputer(settings)) return *failed;
+Outcome RestoreDefaults(const Settings& settings) {
+  const ActingOn computer(settings.host.computer);
+  if (auto failed = WhyNotThere(settings, computer)) return *failed;
   const auto finish = [](Outcome& outcome, const CDialog&) {
     FailUnlessTold(outcome, "System restored to default settings.");
   };
-  return PressButton(settings, kPage, "Restore Settings", {"Yes"}, finish);
+  return WithoutText(PressButton(settings, kPage, "Restore Settings", {"Yes"}, finish));
 }
 
 std::string ReadSettings(const std::string& name, SettingsSnapshot& snapshot) {
@@ -340,8 +338,9 @@ SettingsSnapshot ReadStore(const SettingsSnapshot& file) {
   return SnapshotOfStore(kExportedKeys, &tokens, ui);
 }
 
-Outcome Diff(Settings settings, const Words& words) {
-  if (auto failed = GoToComputer(settings)) return *failed;
+Outcome Diff(const Settings& settings, const Words& words) {
+  const ActingOn computer(settings.host.computer);
+  if (auto failed = WhyNotThere(settings, computer)) return *failed;
   SettingsSnapshot before;
   SettingsSnapshot after;
   std::string why = ReadSettings(words.file, before);

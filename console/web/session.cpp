@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "console/describe.h"
 #include "console/web/acts.h"
 #include "console/web/describe_window.h"
 #include "platform/machine.h"
@@ -96,6 +97,7 @@ void Session::Unfollow(int eventFile) {
 
 void Session::NextAct() {
   for (;;) {
+    machine::GoIdle();
     std::unique_ptr<Request> request = Take(true);
     if (request->read) {
       request->response.set_value({Dump(request->read())});
@@ -109,7 +111,8 @@ void Session::NextAct() {
     m_act = std::move(request);
     m_refusal.clear();
     const unsigned long number = ++m_actNumber;
-    machine::BeginEvent();
+    m_host.BeginEvent();
+    m_waited = act.window == 0 ? std::nullopt : std::optional(m_host.Waiting());
     std::string refusal = Do(act);
     // Where the act has opened a dialog it is answered already, and another one may wait by now.
     if (number == m_actNumber) m_refusal = std::move(refusal);
@@ -120,14 +123,29 @@ void Session::NextAct() {
 void Session::Settle() {
   m_work.reset();
   m_stop = false;
+  m_notice = Notice();
   if (machine::InEvent()) {
-    if (const machine::Outcome written = machine::CommitEvent(); !written) m_refusal = written.sentence;
+    if (const machine::Outcome written = machine::CommitEvent(); !written) {
+      m_refusal = written.sentence;
+      m_host.FollowStore();
+    }
   }
   m_transfers.Settled(m_windows.size());
   Publish();
   if (m_act == nullptr) return;
   const std::unique_ptr<Request> act = std::move(m_act);
   Answer(*act, m_refusal);
+}
+
+// What a person should know of the act beside what the windows show.
+std::string Session::Notice() {
+  std::vector<std::string> sentences = m_host.FailedSaves();
+  if (m_waited) {
+    const std::vector<std::string> others = m_host.ChangedBesides(*m_waited);
+    if (!others.empty()) sentences.push_back("This changes " + AllOf(others) + " too.");
+  }
+  m_waited.reset();
+  return text::Joined(sentences, " ");
 }
 
 void Session::Publish() {
@@ -140,7 +158,9 @@ void Session::Publish() {
 }
 
 void Session::Answer(Request& request, const std::string& refusal) {
-  const std::string head = Dump({{"refusal", refusal}, {"beeps", m_beeps}, {"opened", m_opened}});
+  const std::string head =
+      Dump({{"refusal", refusal}, {"notice", m_notice}, {"beeps", m_beeps}, {"opened", m_opened}});
+  m_notice.clear();
   m_beeps = 0;
   m_opened.clear();
   const std::lock_guard lock(m_mutex);
@@ -256,12 +276,13 @@ std::string Session::Do(const PersonsAct& act) {
   CTesselPropertyPage* const page = m_host.Page();
   if (page == nullptr) return "No page is shown.";
   if (act.window != 0) return DoAtControl(*page, act, m_rows);
+  const std::string node = m_host.NodePath();
   if (act.name == "apply") {
-    if (!m_host.Sheet().PressApply()) return "The page refuses to be applied.";
-    PageWasShown(false);
+    if (!m_host.Apply()) return "The page refuses to be applied.";
+    EditEnded(node);
   } else if (act.name == "cancel") {
-    m_host.Sheet().PressCancel();
-    PageWasShown(false);
+    m_host.Cancel();
+    EditEnded(node);
   } else if (act.name == "help") {
     page->WinHelp();
   } else {
@@ -337,6 +358,12 @@ std::string Session::GoTo(const std::string& node) {
   m_pageWindow = ++m_lastWindow;
   PageWasShown(pending);
   return {};
+}
+
+// The node that was shown may have gone with that.
+void Session::EditEnded(const std::string& shownBefore) {
+  if (m_host.NodePath() != shownBefore) m_pageWindow = ++m_lastWindow;
+  PageWasShown(false);
 }
 
 void Session::PageWasShown(bool pending) {

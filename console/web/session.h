@@ -63,7 +63,7 @@ class Session final : public FrontEnd {
   };
 
   // From any thread.
-  // {"refusal", "beeps", "opened", "state"}, once the act has settled.
+  // {"refusal", "notice", "beeps", "opened", "state"}, once the act has settled.
   Response Act(PersonsAct act);
   // What `work` returns, run on the page thread between two acts or while one waits for a person.
   std::string Read(std::function<nlohmann::ordered_json()> work);
@@ -113,6 +113,7 @@ class Session final : public FrontEnd {
   // The event is over: writes it, publishes the state and answers the act that waits for it.
   void Settle();
   void Publish();
+  std::string Notice();
   void Answer(Request& request, const std::string& refusal);
   void ShowWork(Work work);
   Response StateNow() const;  // under m_mutex
@@ -128,6 +129,7 @@ class Session final : public FrontEnd {
   CWnd* ListOf(unsigned window, size_t control) const;
   nlohmann::ordered_json DescribeState() const;
   void PageWasShown(bool pending);
+  void EditEnded(const std::string& shownBefore);
   bool NodeWaits() const;
   std::vector<std::string> Marks() const;
 
@@ -148,6 +150,8 @@ class Session final : public FrontEnd {
   std::unique_ptr<Request> m_act;  // the act that has not settled
   unsigned long m_actNumber = 0;
   std::string m_refusal;
+  std::string m_notice;
+  std::optional<Host::WaitingEdits> m_waited;  // before the act, if it is one at a window
   std::vector<std::string> m_opened;
   int m_beeps = 0;
   std::optional<Work> m_work;

@@ -26,15 +26,15 @@ std::string Lower(std::string_view text) {
 void Tell(const std::string& home, const Host::Options& options, int pipe) {
   std::string why;
   if (!machine::OpenHome(home)) return;
-  machine::BeginEvent();
   const std::unique_ptr<Host> host = Host::Start(options, why);
   if (host == nullptr) return;
+  machine::BeginEvent();
   ordered_json all = ordered_json::array();
   const auto& pages = host->Sheet().Pages();
   for (size_t i = 0; i < pages.size(); ++i) {
     auto& page = static_cast<CTesselPropertyPage&>(*pages[i]);
     const std::string node = host->GetTree().NodeOf(page, {});
-    if (node.empty() || !host->Select(node, why)) page.Create();
+    if (!node.empty()) host->Select(node, why);
     for (ordered_json& control : DescribeControls(page)) {
       if (control["visible"] == false) continue;
       control["page"] = i;
@@ -122,7 +122,7 @@ ordered_json SettingsIndex::Find(Host& host, const std::string& text, size_t mos
     }
   }
   for (const std::string& root : host.GetTree().Roots()) {
-    for (const PrincipalFolder& folder : Tree::Folders()) {
+    for (const PrincipalFolder& folder : kPrincipalFolders) {
       const std::string path = (root.empty() ? "" : root + "::") + std::string(folder.title);
       size_t total = 0;
       for (const Tree::Child& child : host.GetTree().Children(path, 0, 1000000, total)) {

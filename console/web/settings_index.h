@@ -1,7 +1,7 @@
 #pragma once
 
-// What the search knows: the controls of every page. Pages that a person has not opened have no controls yet,
-// and making them would change what Apply reaches, so another process makes them and tells.
+// What the search knows: the controls of every page, with the rows that lists get when they are shown.
+// Showing a page may make keys and let edits wait, so another process shows them and tells.
 
 #include <memory>
 #include <mutex>

@@ -2,9 +2,11 @@
 
 #include <time.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
+#include "platform/embedded/changes.h"
 #include "platform/embedded/keysecurity.h"
 #include "platform/embedded/names.h"
 #include "platform/text.h"
@@ -139,9 +141,11 @@ LONG EditKey(Transaction& txn, KeyId key, KeyRecord*& record) {
 void Touch(KeyRecord& record, bool structure) {
   timespec now;
   clock_gettime(CLOCK_REALTIME_COARSE, &now);
-  // FILETIME counts from 1601 in units of 100 ns.
-  record.last_write = (static_cast<uint64_t>(now.tv_sec) + 11644473600u) * 10000000u +
-                      static_cast<uint64_t>(now.tv_nsec) / 100u;
+  // FILETIME counts from 1601 in units of 100 ns. The clock is coarse and may be set back, but two changes
+  // must not leave the same record.
+  const uint64_t time = (static_cast<uint64_t>(now.tv_sec) + 11644473600u) * 10000000u +
+                        static_cast<uint64_t>(now.tv_nsec) / 100u;
+  record.last_write = std::max(time, record.last_write + 1);
   if (!structure) return;
   ++record.generation;
   Transaction::Changed();
@@ -205,6 +209,7 @@ LONG RemoveKey(Transaction& txn, KeyId key) {
     }
     if (status != ERROR_NO_MORE_ITEMS) return status;
   }
+  NoteRemoved(key);
   int result = txn.Remove(key);
   if (result == 0) result = txn.Delete(kKeys, AsValue(ChildKey(record.parent, folded.Text()).Text()));
   if (result != 0) return Status(result);

@@ -243,7 +243,8 @@ Outcome AddComputer(std::string_view name) {
 }
 
 Outcome StandOn(std::string_view name) {
-  if (!IsComputerName(name)) return NotAName(name);
+  if (name.empty()) name = kLocalComputer;
+  if (name != kLocalComputer && !IsComputerName(name)) return NotAName(name);
   if (InEvent()) return {ERROR_BUSY, "Another computer cannot be the local one within an event."};
   {
     const Reading read;
@@ -258,6 +259,8 @@ Outcome StandOn(std::string_view name) {
   SetStandsOn(name);
   return {};
 }
+
+std::string StandsOn() { return embedded::StandsOn() == kLocalComputer ? "" : embedded::StandsOn(); }
 
 Outcome RemoveComputer(std::string_view name) {
   if (!IsComputerName(name)) return NotAName(name);

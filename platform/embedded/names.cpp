@@ -1,7 +1,10 @@
 #include "platform/embedded/names.h"
 
 #include <algorithm>
+#include <compare>
 #include <cstring>
+
+#include "platform/embedded/win32/system.h"
 
 namespace embedded {
 namespace {
@@ -164,3 +167,20 @@ FoldedName::FoldedName(std::string_view name) {
 }
 
 }  // namespace embedded
+
+int WINAPI CompareStringOrdinal(LPCWCH a, int a_size, LPCWCH b, int b_size, BOOL ignore_case) {
+  if (a == nullptr || b == nullptr || a_size < -1 || b_size < -1) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return 0;
+  }
+  const auto view = [](LPCWCH text, int size) {
+    return size < 0 ? std::u16string_view(text) : std::u16string_view(text, static_cast<size_t>(size));
+  };
+  const auto folded = [&](WCHAR c) { return ignore_case != FALSE ? embedded::UpperCase(c) : char32_t{c}; };
+  const std::u16string_view first = view(a, a_size);
+  const std::u16string_view second = view(b, b_size);
+  const auto order =
+      std::lexicographical_compare_three_way(first.begin(), first.end(), second.begin(), second.end(),
+                                             [&](WCHAR x, WCHAR y) { return folded(x) <=> folded(y); });
+  return std::is_lt(order) ? CSTR_LESS_THAN : std::is_gt(order) ? CSTR_GREATER_THAN : CSTR_EQUAL;
+}

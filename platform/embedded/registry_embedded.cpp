@@ -1,6 +1,7 @@
 #include <cstring>
 
 #include "platform/embedded/access.h"
+#include "platform/embedded/changes.h"
 #include "platform/embedded/controls.h"
 #include "platform/embedded/hive.h"
 #include "platform/embedded/keysecurity.h"
@@ -62,6 +63,7 @@ class EmbeddedKey final : public Key {
     std::string_view rest;
     LONG status = FollowPath(*read.txn, id_, path, access, &key, &rest);
     if (status != 0) return status;
+    NoteRead(key);
     KeyInfo info;
     // Whoever may do everything needs no list, and a child that was found is there.
     if (!rest.empty() || key == id_ || !machine::GetCaller().AllPowerful()) {
@@ -117,6 +119,7 @@ class EmbeddedKey final : public Key {
     if ((granted_ & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
+    NoteUse();
     KeyInfo info;
     LONG status = LoadKey(*read.txn, id_, info);
     if (status != 0) return status;
@@ -143,6 +146,7 @@ class EmbeddedKey final : public Key {
     if ((granted_ & KEY_ENUMERATE_SUB_KEYS) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
+    NoteUse();
     KeyInfo info;
     KeyId child = 0;
     LONG status = SubkeyAt(*read.txn, id_, index, subkeys_, &child);
@@ -159,6 +163,7 @@ class EmbeddedKey final : public Key {
     if ((granted_ & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
+    NoteUse();
     Value value;
     const LONG status = ValueAt(*read.txn, id_, index, values_, value);
     return status != 0 ? status : GiveValue(value, out);
@@ -168,6 +173,7 @@ class EmbeddedKey final : public Key {
     if ((granted_ & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
+    NoteUse();
     Value value;
     const LONG status = FindValue(*read.txn, id_, name, value);
     if (status == 0) return GiveValue(value, out);
@@ -199,6 +205,7 @@ class EmbeddedKey final : public Key {
   LONG Save(const char* file) override {
     if (!MayUse(SE_BACKUP_NAME)) return ERROR_PRIVILEGE_NOT_HELD;
     Reading read;
+    NoteUse();
     return read.status != 0 ? read.status : SaveHive(*read.txn, id_, file);
   }
 
@@ -217,6 +224,7 @@ class EmbeddedKey final : public Key {
     if ((granted_ & READ_CONTROL) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
+    NoteUse();
     KeyInfo info;
     std::string_view current;
     LONG status = LoadKey(*read.txn, id_, info);
@@ -253,6 +261,13 @@ class EmbeddedKey final : public Key {
   void Lose() override { id_ = 0; }
 
  private:
+  // The first use of a handle within an event reads the key, whenever it was opened.
+  void NoteUse() {
+    if (noted_ == reading_event) return;
+    noted_ = reading_event;
+    NoteRead(id_);
+  }
+
   // Makes the first key of `path` under *key, which becomes that key. The last of the path gets the class and
   // descriptor; the right to make keys comes from the parent's list, whatever its handle was opened for.
   static LONG CreateOne(Transaction& txn, const NewKey& wanted, std::string_view& path, KeyId* key) {
@@ -304,6 +319,7 @@ class EmbeddedKey final : public Key {
 
   KeyId id_;
   REGSAM granted_;
+  uint32_t noted_ = 0;  // The event in which its use was noted.
   Position values_;
   Position subkeys_;
 };

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "platform/embedded/changes.h"
 #include "platform/embedded/environment.h"
 
 namespace embedded {
@@ -22,7 +23,6 @@ struct State {
   LONG failure = 0;  // Why a write of the open write transaction failed: nothing of it can count.
   size_t snapshot = 0;
   KeyId next_id = 0;                // Of the write transaction; 0 until it is read.
-  KeyId first_id = 0;               // The first that the write transaction gave; 0 for none.
   std::vector<std::string> doomed;  // Folders that go with the write transaction's commit.
 };
 
@@ -52,23 +52,27 @@ LONG BeginWriting() {
   if (state.write.handle != nullptr) return 0;
   int dead = 0;
   mdb_reader_check(state.environment.env.get(), &dead);
-  EndReading();
   const int code = mdb_txn_begin(state.environment.env.get(), nullptr, 0, &state.write.handle);
   if (code != 0) {
     state.write.handle = nullptr;
     return Status(code);
   }
   state.failure = 0;
-  state.next_id = state.first_id = 0;
+  state.next_id = 0;
+  Transaction::made_from = Transaction::kNoneMade;
   Transaction::Changed();
   state.write.Begun();
+  // The event has read from a state that is not the newest when others have written since.
+  const bool outdated = state.reading && mdb_txn_id(state.read.handle) + 1 < mdb_txn_id(state.write.handle);
+  EndNotesOfReading(outdated ? &state.read : nullptr, &state.write);
+  EndReading();
   return 0;
 }
 
 // Handles of keys that were made in a transaction that does not count must not come to mean other keys, which
 // get the same identifiers later.
 void ForgetMadeKeys() {
-  if (state.first_id != 0) LoseKeys(state.first_id);
+  if (Transaction::made_from != Transaction::kNoneMade) LoseKeys(Transaction::made_from);
 }
 
 void EndWriting() {
@@ -265,7 +269,7 @@ int Transaction::NewId(KeyId* id) {
   }
   if (state.next_id == ~KeyId{0}) return MDB_MAP_FULL;
   *id = state.next_id++;
-  if (state.first_id == 0) state.first_id = *id;
+  if (made_from == kNoneMade) made_from = *id;
   return 0;
 }
 
@@ -281,7 +285,7 @@ int Transaction::Flush() {
       edited_.dirty = false;
     }
   }
-  if (result == 0 && state.first_id != 0) {
+  if (result == 0 && made_from != kNoneMade) {
     MDB_val data = {sizeof state.next_id, &state.next_id};
     result = Put(kRecords, NumberKey(0), &data);
   }
@@ -331,6 +335,17 @@ LONG Writing::Finish(LONG result) {
 
 Writing::~Writing() { Finish(ERROR_OPERATION_ABORTED); }
 
+EventStates::EventStates() {
+  if (!state.in_event || state.write.handle == nullptr || state.failure != 0 || BeginReading() != 0) return;
+  before = &state.read;
+  now = &state.write;
+  made_until = state.next_id;
+}
+
+EventStates::~EventStates() {
+  if (before != nullptr) EndReading();
+}
+
 // The environment in use.
 
 machine::Outcome UseEnvironment(Environment environment) {
@@ -353,6 +368,7 @@ void CloseEnvironmentInUse() {
   AbandonWriting();
   EndReading();
   state.in_event = false;
+  EndNotes();
   state.read.CloseCursors();
   mdb_txn_abort(state.read.handle);
   state.read.handle = nullptr;
@@ -372,6 +388,7 @@ using embedded::state;
 
 void BeginEvent() {
   embedded::EndReading();
+  embedded::BeginNotes();
   state.in_event = true;
 }
 bool InEvent() { return state.in_event; }
@@ -379,6 +396,7 @@ bool UndoesEvents() { return true; }
 
 Outcome CommitEvent() {
   state.in_event = false;
+  embedded::EndNotes();
   embedded::EndReading();
   const LONG status = embedded::CommitWriting();
   if (status == 0) return {};
@@ -390,13 +408,11 @@ Outcome CommitEvent() {
 
 void AbandonEvent() {
   state.in_event = false;
+  embedded::EndNotes();
   embedded::EndReading();
   embedded::AbandonWriting();
 }
 
-void ForEachChange(const std::function<void(const Change& change)>&) {}
-void KeepPicture(const std::string&, const std::string&) {}
-std::vector<std::string> ChangedByOthers() { return {}; }
 void GoIdle() {}
 
 }  // namespace machine

@@ -77,6 +77,9 @@ class Transaction {
   // Changes when a value or key came or went, here or in another process.
   static uint64_t Stamp() { return stamp; }
   static void Changed() { ++stamp; }
+  // Identifiers from this one on were given by the write transaction that is open, if one is.
+  static constexpr KeyId kNoneMade = ~KeyId{0};
+  static inline KeyId made_from = kNoneMade;
 
   int Load(KeyId id, KeyInfo& info);
   // The record of a key for changing; it is written when another is edited, or at the end. Null with the
@@ -154,6 +157,20 @@ class Writing {
 
  private:
   bool finished_ = false;
+};
+
+// The state before the writes of the event under way, and the one that it makes. Null where it has written
+// nothing.
+class EventStates {
+ public:
+  EventStates();
+  ~EventStates();
+  EventStates(const EventStates&) = delete;
+  EventStates& operator=(const EventStates&) = delete;
+
+  Transaction* before = nullptr;
+  Transaction* now = nullptr;
+  KeyId made_until = 0;  // The identifier after the last one that was given.
 };
 
 // The open home and the folder of a computer in it (drives/, keys), by the computer's name; empty is the

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "platform/embedded/changes.h"
 #include "platform/embedded/names.h"
 
 namespace embedded {
@@ -12,10 +13,11 @@ uint64_t ValuePlace(KeyId key, uint32_t sequence) { return uint64_t{key} << 32 |
 
 // Finds the value by the sequences that share its name's hash, which is nearly always one. The cursor of
 // kValues stays at the value, `*sequences` holds all of them.
-LONG Seek(Transaction& txn, KeyId key, std::string_view name, MDB_val* sequences, uint32_t* sequence,
+LONG Seek(Transaction& txn, uint64_t place, std::string_view name, MDB_val* sequences, uint32_t* sequence,
           Value& value) {
   *sequences = {0, nullptr};
-  const int result = txn.Get(kNames, NumberKey(NamePlace(key, name)), sequences);
+  const auto key = static_cast<KeyId>(place >> 32);
+  const int result = txn.Get(kNames, NumberKey(place), sequences);
   if (result != 0) return Status(result);
   for (size_t at = 0; at + sizeof *sequence <= sequences->mv_size; at += sizeof *sequence) {
     std::memcpy(sequence, static_cast<const char*>(sequences->mv_data) + at, sizeof *sequence);
@@ -42,9 +44,9 @@ LONG Write(Transaction& txn, KeyId key, uint32_t sequence, const Value& value) {
   return ERROR_SUCCESS;
 }
 
-LONG WriteSequences(Transaction& txn, KeyId key, std::string_view name, std::string_view sequences) {
+LONG WriteSequences(Transaction& txn, uint64_t place, std::string_view sequences) {
   MDB_val data = AsValue(sequences);
-  return Status(txn.Put(kNames, NumberKey(NamePlace(key, name)), &data));
+  return Status(txn.Put(kNames, NumberKey(place), &data));
 }
 
 }  // namespace
@@ -52,7 +54,22 @@ LONG WriteSequences(Transaction& txn, KeyId key, std::string_view name, std::str
 LONG FindValue(Transaction& txn, KeyId key, std::string_view name, Value& value) {
   MDB_val sequences{};
   uint32_t sequence;
-  return Seek(txn, key, name, &sequences, &sequence, value);
+  return Seek(txn, NamePlace(key, name), name, &sequences, &sequence, value);
+}
+
+void NamesAt(Transaction& txn, uint64_t place, std::vector<std::string>& names) {
+  MDB_val sequences{};
+  if (txn.Get(kNames, NumberKey(place), &sequences) != 0) return;
+  std::string_view rest = AsText(sequences);
+  for (uint32_t sequence; rest.size() >= sizeof sequence; rest.remove_prefix(sizeof sequence)) {
+    std::memcpy(&sequence, rest.data(), sizeof sequence);
+    MDB_val data{};
+    Value value;
+    const uint64_t entry = ValuePlace(static_cast<KeyId>(place >> 32), sequence);
+    if (txn.Get(kValues, NumberKey(entry), &data) == 0 && ReadValue(data, value) == 0) {
+      names.emplace_back(value.name);
+    }
+  }
 }
 
 LONG PutValue(Transaction& txn, KeyId key, std::string_view name, DWORD type, std::string_view data) {
@@ -62,7 +79,9 @@ LONG PutValue(Transaction& txn, KeyId key, std::string_view name, DWORD type, st
   MDB_val sequences{};
   uint32_t sequence;
   Value old;
-  status = Seek(txn, key, name, &sequences, &sequence, old);
+  const uint64_t place = NamePlace(key, name);
+  NoteValue(place);
+  status = Seek(txn, place, name, &sequences, &sequence, old);
   if (status == 0) {
     Touch(*record, false);
     const std::string spelling(old.name);
@@ -75,7 +94,7 @@ LONG PutValue(Transaction& txn, KeyId key, std::string_view name, DWORD type, st
   sequence = record->next_sequence++;
   std::string all(AsText(sequences));
   all.append(reinterpret_cast<const char*>(&sequence), sizeof sequence);
-  status = WriteSequences(txn, key, name, all);
+  status = WriteSequences(txn, place, all);
   return status != 0 ? status : Write(txn, key, sequence, {type, name, data});
 }
 
@@ -86,8 +105,10 @@ LONG RemoveValue(Transaction& txn, KeyId key, std::string_view name) {
   MDB_val sequences{};
   uint32_t sequence;
   Value old;
-  status = Seek(txn, key, name, &sequences, &sequence, old);
+  const uint64_t place = NamePlace(key, name);
+  status = Seek(txn, place, name, &sequences, &sequence, old);
   if (status != 0) return status;
+  NoteValue(place);
   std::string others;
   for (size_t at = 0; at + sizeof sequence <= sequences.mv_size; at += sizeof sequence) {
     const std::string_view one = AsText(sequences).substr(at, sizeof sequence);
@@ -97,7 +118,7 @@ LONG RemoveValue(Transaction& txn, KeyId key, std::string_view name) {
   if (status != 0) return status;
   Touch(*record, true);
   --record->values;
-  if (!others.empty()) return WriteSequences(txn, key, name, others);
+  if (!others.empty()) return WriteSequences(txn, place, others);
   return Status(txn.DeleteHere(kNames));
 }
 

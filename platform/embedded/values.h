@@ -4,7 +4,9 @@
 // at access lists.
 
 #include <cstring>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/embedded/keytree.h"
 
@@ -25,6 +27,8 @@ struct Value {
 // ERROR_FILE_NOT_FOUND when the key has no such value.
 LONG FindValue(Transaction& txn, KeyId key, std::string_view name, Value& value);
 LONG PutValue(Transaction& txn, KeyId key, std::string_view name, DWORD type, std::string_view data);
+// Adds the names of the values that share an entry of kNames.
+void NamesAt(Transaction& txn, uint64_t place, std::vector<std::string>& names);
 LONG RemoveValue(Transaction& txn, KeyId key, std::string_view name);
 // The value in an entry of kValues.
 inline LONG ReadValue(const MDB_val& entry, Value& value) {

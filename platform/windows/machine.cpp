@@ -2,6 +2,8 @@
 
 #include "platform/machine.h"
 
+#include "platform/windows/pictures.h"
+
 namespace machine {
 
 namespace {
@@ -17,17 +19,25 @@ bool inEvent = false;
 
 Outcome OpenHome(std::string_view) { return {}; }
 
-void BeginEvent() { inEvent = true; }
+void BeginEvent() {
+  pictures::DropAll();
+  inEvent = true;
+}
 Outcome CommitEvent() {
-  inEvent = false;
+  AbandonEvent();
   return {};
 }
-void AbandonEvent() { inEvent = false; }
+void AbandonEvent() {
+  pictures::DropAll();
+  inEvent = false;
+}
 bool InEvent() { return inEvent; }
 bool UndoesEvents() { return false; }
 
-void ForEachChange(const std::function<void(const Change& change)>&) {}
-void KeepPicture(const std::string&, const std::string&) {}
+void ForEachChange(const std::function<void(const Change& change)>& visit) { pictures::ForEachChange(visit); }
+void KeepPicture(const std::string& computer, const std::string& path) {
+  if (inEvent) pictures::Keep(computer, path);
+}
 std::vector<std::string> ChangedByOthers() { return {}; }
 void GoIdle() {}
 
@@ -35,5 +45,6 @@ Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
 Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }
 std::vector<std::string> Computers() { return {}; }
 Outcome StandOn(std::string_view) { return NoEmbeddedComputers(); }
+std::string StandsOn() { return {}; }
 
 }  // namespace machine

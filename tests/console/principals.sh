@@ -72,5 +72,23 @@ unset input
 expect 0 '^\s*$' --config-server user add dave --in branch7
 expect 0 '(?m)^dave$' --config-server user list --in branch7
 
+# The settings of a new user reach an export that saves changes first, though none of their pages was shown.
+input=$'node Users\nanswer User Name=joe\nanswer OK\npress New User\nnode Configuration Management\nanswer Yes
+answer No\npath '$home$'/saved.xml\npress Export Settings'
+expect 0 'Settings saved' run -
+expect 0 'HomeDir  REG_SZ  44 3A 5C' reg query 'HKLM\Software\TesselWorks\SSHD\Users\joe'
+grep -A9 'k name="joe"' "$home/saved.xml" | grep -q 'HomeDir" value="D:' || { echo "FAILED: the file lacks joe's settings"; failures=$((failures + 1)); }
+
+# The tree stands as the lists do, in the pages' order, and follows Apply and Cancel.
+for name in b_z bay; do expect 0 '' user add "$name"; done
+expect 0 '\nb_z\nbay\n' user list
+expect 0 'Users::b_z\n(Users::b_z::.*\n)*Users::bay\n' tree
+expect 0 '^General Settings\nGeneral Settings::Cipher\n(.*\n)*General Settings::MAC\nAuthentication\n(.*\n)*Authentication::Public Key Options\n(.*\n)*Banner\n' tree
+input=$'node Users\nanswer User Name=Bb\nanswer OK\npress New User\nnode Users::Bb\ncancel\nnode Users::Bb'
+expect 1 'Line 7: There is no node "Users::Bb"' run -
+input=$'node Users\nset Users=bay\nanswer Yes\npress Delete User\ncancel\nnode Users::bay\nshow'
+expect 0 'Users::bay\n  Default Screen Mode' run -
+unset input
+
 [ "$failures" -eq 0 ] && echo "principals: all as expected"
 exit "$failures"

@@ -59,6 +59,12 @@ expect 0 '' set "$page" "Level=2"
 expect 0 '' --computer srv1 diff a.xml
 expect 1 'CompressionLevel: 7 -> 2' --computer builder7 diff a.xml
 expect 0 '' --computer srv1 export b.xml
+# The page's own button, and whatever else acts on the local computer, act on the one that is named.
+expect 0 '' --computer srv1 set Banner 'Consent Banner=there'
+expect 0 'Settings saved' --computer SRV1 press 'Configuration Management' 'Export Settings' \
+  --path pressed.xml --press No
+grep -q 'name="ConsentBanner" value="there"' pressed.xml || fail "the button exports another computer's settings"
+expect 0 '' --computer srv1 import b.xml
 expect 0 '' diff a.xml b.xml
 expect 1 '"status": 1,\s+"error": "",[^}]*"added": \[\],\s+"changed": \[\s+\{' --json diff a.xml
 
@@ -114,10 +120,20 @@ expect 2 'No such file' diff nothing.xml
 expect 1 'is a folder' import .
 expect 1 "can't be written: No such file" export nowhere/x.xml
 expect 2 'named configuration' --config-server export x.xml
-expect 1 'no computer' --computer nowhere export x.xml
+for command in 'export x.xml' 'import a.xml' 'diff a.xml' restore-defaults; do
+  expect 1 'no embedded computer "nowhere"' --computer nowhere $command
+done
 [ "$before" = "$("$program" reg query "$server")" ] || fail "a refused command changed the store"
 rm "$folder/home/local/drives/c/TesselWorks/SSHD/Shared Files/marrowen_default_settings.xml"
 expect 1 'does not exist in the default location' restore-defaults
+
+# What only reads leaves nothing behind, although a page that is shown may make keys.
+printf "$head$chain"'<k name="Users"><k name="bare"/></k></k></k></k></k></registry>' >bare.xml
+expect 0 '' import bare.xml
+"$program" show --all >/dev/null
+expect 0 'Users::bare::Environment' tree
+expect 0 '' find HomeDir
+expect 0 'Users\\bare\n$' reg query "$server\\Users\\bare"
 
 [ "$failures" -eq 0 ] && echo "settings file: all as expected"
 exit "$failures"

@@ -128,6 +128,35 @@ TEST(CodePages, ConvertAndTellTheirSizes) {
   EXPECT_EQ(narrowed(1252, 0, WIDE("abc"), 3, nullptr, nullptr), -ERROR_INSUFFICIENT_BUFFER);
 }
 
+TEST(Texts, CompareAsNamesOfKeysDo) {
+  struct Case {
+    const WCHAR* a;
+    int a_size;
+    const WCHAR* b;
+    BOOL ignore_case;
+    int order;
+  };
+  const Case cases[] = {
+      {WIDE("J\x00D6RG"), -1, WIDE("j\x00F6rg"), TRUE, CSTR_EQUAL},
+      {WIDE("J\x00D6RG"), -1, WIDE("j\x00F6rg"), FALSE, CSTR_LESS_THAN},
+      {WIDE("\x0436\x0430"), -1, WIDE("\x0416\x0410"), TRUE, CSTR_EQUAL},
+      // One character for one: a sharp s is not two of them.
+      {WIDE("\x00DF"), -1, WIDE("ss"), TRUE, CSTR_GREATER_THAN},
+      // By upper case: "_" stands between the cases.
+      {WIDE("a"), -1, WIDE("_"), TRUE, CSTR_LESS_THAN},
+      {WIDE("a"), -1, WIDE("_"), FALSE, CSTR_GREATER_THAN},
+      {WIDE("ab"), -1, WIDE("ABC"), TRUE, CSTR_LESS_THAN},
+      {WIDE("abcd"), 3, WIDE("ABC"), TRUE, CSTR_EQUAL},
+      {WIDE(""), -1, WIDE(""), TRUE, CSTR_EQUAL},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(CompareStringOrdinal(c.a, c.a_size, c.b, -1, c.ignore_case), c.order) << &c - cases;
+    EXPECT_EQ(CompareStringOrdinal(c.b, -1, c.a, c.a_size, c.ignore_case), 4 - c.order) << &c - cases;
+  }
+  EXPECT_EQ(ErrorOf([] { return CompareStringOrdinal(nullptr, -1, WIDE(""), -1, TRUE); }),
+            DWORD{ERROR_INVALID_PARAMETER});
+}
+
 TEST(WideFormats, MeanWhatWindowsMeans) {
   EXPECT_EQ(FormatWide(60, WIDE("%s|%S|%d|%5u|%-5x|%05d|%c|%%|%.2s|%X"), WIDE("wide"), "narrow", -7, 42u, 255,
                        42, 'z', WIDE("cut"), 0xABCD),

@@ -59,6 +59,7 @@ TEST(Exports, ServePagesOnceAndInOrder) {
   EXPECT_TRUE(pages.contains(library->getPropPage(nullptr, &flags, &id, 0)));
   EXPECT_TRUE(titled.empty());
   library->closePropExt();
+  UnloadExtension(*library);
 }
 
 }  // namespace

@@ -303,6 +303,30 @@ test('a user is added and deleted through dialogs, by keys', async () => {
   await until(() => alice.count(), 0);
 });
 
+test('what an act changes on other nodes is told, and Cancel gives a deleted user back to the tree', async () => {
+  const ssh1 = page.getByRole('checkbox', { name: 'Allow SSH1 protocol' });
+  home.run('user', 'add', 'rita');
+  await show('General Settings::Cipher');
+  await show('General Settings');
+  await ssh1.uncheck();
+  await apply().click();
+  await until(() => apply().isEnabled(), false);
+  await ssh1.check();
+  await page.getByText('This changes "General Settings::Cipher" too.').waitFor();
+  await cancel().click();
+  await until(() => apply().isEnabled(), false);
+
+  await show('Users');
+  const node = page.getByRole('treeitem', { name: 'rita', exact: true });
+  await page.getByRole('treeitem', { name: 'Users', exact: true }).press('ArrowRight');
+  await page.getByRole('option', { name: 'rita' }).click();
+  await page.getByRole('button', { name: 'Delete User' }).click();
+  await page.getByRole('button', { name: 'Yes' }).click();
+  await until(() => node.count(), 0);
+  await cancel().click();
+  await node.waitFor();
+});
+
 test('another computer is chosen at the top, after a question when edits wait', async () => {
   await level().fill('2');
   await until(() => apply().isEnabled(), true);

@@ -133,6 +133,11 @@ int WINAPI MultiByteToWideChar(UINT page, DWORD flags, LPCCH source, int source_
                                int destination_size);
 int WINAPI WideCharToMultiByte(UINT page, DWORD flags, LPCWCH source, int source_size, LPSTR destination,
                                int destination_size, LPCCH default_character, LPBOOL default_used);
+#define CSTR_LESS_THAN 1
+#define CSTR_EQUAL 2
+#define CSTR_GREATER_THAN 3
+// Without case two texts are equal when they name the same key. A size of -1 measures the text.
+int WINAPI CompareStringOrdinal(LPCWCH a, int a_size, LPCWCH b, int b_size, BOOL ignore_case);
 int WINAPI lstrlenA(LPCSTR text);
 int WINAPI lstrlenW(LPCWSTR text);
 

@@ -85,6 +85,7 @@ export interface Act {
 
 interface Reply {
   refusal: string;
+  notice?: string;
   beeps?: number;
   opened?: string[];
   state?: State;
@@ -200,6 +201,7 @@ async function work() {
       if (reply.state) take(reply.state);
       if (reply.beeps) store.beeps += reply.beeps;
       for (const link of reply.opened ?? []) open(link);
+      if (reply.notice) tell({ text: reply.notice });
       if (refusal && !next.quiet) tell({ text: refusal, error: true });
       else if (reply.beeps) store.changed();
     } else {

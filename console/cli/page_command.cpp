@@ -1,0 +1,103 @@
+#include "console/cli/page_command.h"
+
+#include "console/describe.h"
+#include "framework/page_directory.h"
+#include "platform/machine.h"
+
+PageCommand::PageCommand(const Settings& settings) : m_json(settings.json), m_before(SetFrontEnd(&frontEnd)) {
+  host = Host::Start(settings.host, why);
+}
+
+PageCommand::~PageCommand() {
+  machine::AbandonEvent();
+  host.reset();
+  SetFrontEnd(m_before);
+}
+
+void PageCommand::BeginReading() {
+  if (!machine::InEvent()) host->BeginEvent();
+}
+
+void PageCommand::BeginWriting() {
+  if (machine::InEvent()) return;
+  host->BeginEvent();
+  machine::KeepPicture(host->ComputerName(), kSettingsRoot);
+}
+
+bool PageCommand::Select(const std::string& node) {
+  if (host->Page() == nullptr) OpenFirstPage(node);
+  return host->Select(node, why);
+}
+
+// A console opens on the first page of its settings, and some pages go by what stands on that one. So a
+// command on one node shows what a person would see who clicks it.
+void PageCommand::OpenFirstPage(std::string_view node) {
+  const std::string root =
+      host->GetOptions().configServerMode ? std::string(node.substr(0, node.find(':'))) : "";
+  size_t count = 0;
+  for (const Tree::Child& first : host->GetTree().Children(root, 0, kPageCount, count)) {
+    if (first.node.page == nullptr) continue;
+    host->Select(first.node.path, why);
+    return;
+  }
+}
+
+Outcome PageCommand::Apply(bool withNodes) {
+  if (!host->Apply()) return Failed("The page refuses to be applied.");
+  if (std::vector<std::string> failures = host->FailedSaves(); !failures.empty()) {
+    if (machine::UndoesEvents()) failures.emplace_back("Nothing was stored.");
+    return Failed(text::Joined(failures, " "));
+  }
+  using Keep = StoredChanges::Keep;
+  const auto changes = StoredChanges::OfEvent(m_json || !edits.Empty() ? Keep::All : Keep::Counts);
+  m_count = changes.Count() + "\n";
+  Edits::Report report = edits.Look(*host, changes, withNodes);
+  edits.Forget();
+  Outcome outcome;
+  outcome.text = std::move(report.text);
+  outcome.notes = std::move(report.notes);
+  outcome.data = {{"assignments", std::move(report.json)}, {"changes", changes.Json()}};
+  if (!report.notStored.empty()) {
+    outcome.status = Status::NotDone;
+    outcome.partly = true;
+    outcome.error = text::Joined(report.notStored, " ");
+  }
+  return outcome;
+}
+
+Outcome PageCommand::End(Outcome outcome, bool alone) {
+  if (outcome.status != Status::Done && !outcome.partly) {
+    machine::AbandonEvent();
+    return outcome;
+  }
+  if (const std::vector<std::string> keys = machine::ChangedByOthers(); !keys.empty()) {
+    if (alone) {
+      machine::AbandonEvent();
+      Outcome disturbed = Failed("Nothing was stored: others were changing " + keys.front() + " meanwhile.");
+      disturbed.disturbed = true;
+      return disturbed;
+    }
+    outcome.notes.push_back("Others have meanwhile changed " + keys.front() +
+                            ", which this command had read before.");
+  }
+  const machine::Outcome committed = machine::CommitEvent();
+  return committed ? outcome : Failed(committed.sentence);
+}
+
+std::optional<Outcome> Unfinished(const ScriptedFrontEnd& frontEnd) {
+  if (!frontEnd.Refusal().empty()) return Failed(frontEnd.Refusal());
+  if (frontEnd.Unanswered().empty()) return std::nullopt;
+  return Failed("\"" + frontEnd.Unanswered() + "\" was not answered.", Status::Unanswered);
+}
+
+void NoteOthers(const Host& host, const Host::WaitingEdits& before, std::vector<std::string>& notes) {
+  const std::vector<std::string> others = host.ChangedBesides(before);
+  if (!others.empty()) notes.push_back("This changes " + AllOf(others) + " too.");
+}
+
+Outcome DescribePage(Host& host) {
+  Outcome outcome;
+  outcome.text = host.NodePath() + "\n" + PrintControls(*host.Page());
+  outcome.data = {{"node", host.NodePath()}, {"controls", DescribeControls(*host.Page())}};
+  return outcome;
+}

@@ -1,0 +1,265 @@
+#include "platform/embedded/changes.h"
+
+#include <span>
+
+#include "platform/embedded/answers.h"
+#include "platform/embedded/computer_keys.h"
+#include "platform/embedded/names.h"
+#include "platform/embedded/values.h"
+
+namespace embedded {
+namespace {
+
+using machine::Change;
+using machine::StoredValue;
+
+// Where a key stands. `place` orders keys as the registry does: by the folded names from the computer on,
+// of which none holds a zero byte.
+struct KeyPath {
+  int depth = 0;  // 0: the home, 1: a computer, 2: one of its roots.
+  std::string computer;
+  std::string key;
+  std::string place;
+};
+
+KeyPath Below(const KeyPath& above, std::string_view name) {
+  KeyPath path = above;
+  ++path.depth;
+  if (path.depth == 1) {
+    if (!SameName(name, StandsOn())) path.computer = name;
+    name = path.computer;
+  } else if (path.depth == 2) {
+    path.key = name == "USER" ? "HKEY_USERS" : "HKEY_LOCAL_MACHINE";
+  } else {
+    path.key += '\\';
+    path.key += name;
+  }
+  path.place += '\0';
+  path.place += FoldedName(name).Text();
+  return path;
+}
+
+KeyPath PathOf(Transaction& txn, KeyId key) {
+  KeyInfo info;
+  if (key == kHomeKey || LoadKey(txn, key, info) != 0) return {};
+  const std::string name(info.name);
+  return Below(PathOf(txn, info.record.parent), name);
+}
+
+std::string InCodePage(const std::string& text) { return IsPlain(text) ? text : Utf8ToAcp(text); }
+
+// The subkeys of a key, one after the other in their order; of key 0 none.
+class Subkeys {
+ public:
+  Subkeys(Transaction& txn, KeyId key) : txn_(txn), key_(key) { Next(); }
+  void Next() {
+    id = 0;
+    if (key_ == 0 || SubkeyAt(txn_, key_, index_++, at_, &id) != 0) return;
+    KeyInfo info;
+    if (LoadKey(txn_, id, info) != 0) id = 0;
+    name = info.name;
+    folded = FoldedName(name).Text();
+  }
+
+  KeyId id = 0;  // 0 at the end.
+  std::string name;
+  std::string folded;
+
+ private:
+  Transaction& txn_;
+  KeyId key_;
+  DWORD index_ = 0;
+  Position at_;
+};
+
+// A key with something changed: it came, went, became another of the same name, or stayed with the noted
+// values touched.
+struct Touched {
+  KeyPath path;
+  KeyId before = 0;
+  KeyId now = 0;
+  std::span<const uint64_t> values{};
+};
+
+class Comparison {
+ public:
+  Comparison(const EventStates& states, const std::function<void(const Change&)>& visit)
+      : before_(*states.before), now_(*states.now), made_until_(states.made_until), visit_(visit) {}
+
+  void Run() {
+    std::vector<Touched> all = TouchedKeys();
+    std::ranges::stable_sort(
+        all, {}, [](const Touched& one) -> const auto& { return one.path.place; });
+    for (size_t i = 0; i < all.size(); ++i) {
+      Touched& one = all[i];
+      if (i + 1 < all.size() && all[i + 1].path.place == one.path.place) {  // Deleted, and made again.
+        one.now = all[i + 1].now;
+        one.path = std::move(all[++i].path);
+      }
+      if (one.before != one.now) {
+        CompareTrees(one.path, one.before, one.now);
+      } else if (one.path.depth > 1) {
+        CompareNoted(one);
+      }
+    }
+  }
+
+ private:
+  // Of trees that came or went, the highest key alone. Those that went come before those that came.
+  std::vector<Touched> TouchedKeys() {
+    std::vector<Touched> all;
+    KeyInfo info;
+    const std::vector<KeyId>& removed = notes->removed.Sorted();
+    for (const KeyId key : removed) {
+      if (LoadKey(before_, key, info) != 0 || std::ranges::binary_search(removed, info.record.parent)) {
+        continue;
+      }
+      all.push_back({PathOf(before_, key), key, 0});
+    }
+    for (KeyId key = Transaction::made_from; key < made_until_; ++key) {
+      if (LoadKey(now_, key, info) != 0 || info.record.parent >= Transaction::made_from) continue;
+      all.push_back({PathOf(now_, key), 0, key});
+    }
+    const std::span<const uint64_t> values = notes->values.Sorted();
+    for (size_t i = 0, end = 0; i < values.size(); i = end) {
+      const auto key = static_cast<KeyId>(values[i] >> 32);
+      while (end < values.size() && values[end] >> 32 == key) ++end;
+      if (std::ranges::binary_search(removed, key)) continue;
+      all.push_back({PathOf(before_, key), key, key, values.subspan(i, end - i)});
+    }
+    return all;
+  }
+
+  void CompareTrees(const KeyPath& path, KeyId before, KeyId now) {
+    if (path.depth > 1) {
+      Change change{path.computer, InCodePage(path.key), true, "", std::nullopt, std::nullopt};
+      if (before != 0) change.before.emplace();
+      if (now != 0) change.after.emplace();
+      if (before == 0 || now == 0) visit_(change);
+      std::vector<std::string> names;
+      AddNames(before_, before, names);
+      AddNames(now_, now, names);
+      CompareValues(path, before, now, names);
+    }
+    Subkeys old(before_, before);
+    Subkeys young(now_, now);
+    while (old.id != 0 || young.id != 0) {
+      const int order = old.id == 0 ? 1 : young.id == 0 ? -1 : old.folded.compare(young.folded);
+      CompareTrees(Below(path, order < 0 ? old.name : young.name), order <= 0 ? old.id : 0,
+                   order >= 0 ? young.id : 0);
+      if (order <= 0) old.Next();
+      if (order >= 0) young.Next();
+    }
+  }
+
+  void CompareNoted(const Touched& one) {
+    std::vector<std::string> names;
+    for (const uint64_t place : one.values) {
+      NamesAt(before_, place, names);
+      NamesAt(now_, place, names);
+    }
+    CompareValues(one.path, one.before, one.now, names);
+  }
+
+  static void AddNames(Transaction& txn, KeyId key, std::vector<std::string>& names) {
+    Position at;
+    Value value;
+    for (DWORD i = 0; key != 0 && ValueAt(txn, key, i, at, value) == 0; ++i) names.emplace_back(value.name);
+  }
+
+  void CompareValues(const KeyPath& path, KeyId before, KeyId now, const std::vector<std::string>& names) {
+    std::vector<std::pair<std::string, const std::string*>> ordered;
+    ordered.reserve(names.size());
+    for (const std::string& name : names) ordered.emplace_back(FoldedName(name).Text(), &name);
+    std::ranges::sort(
+        ordered, {}, [](const auto& one) -> const auto& { return one.first; });
+    Change change{path.computer, InCodePage(path.key), false, "", std::nullopt, std::nullopt};
+    const std::string* last = nullptr;
+    for (const auto& [folded, name] : ordered) {
+      if (last != nullptr && SameName(*last, *name)) continue;
+      last = name;
+      std::string spelling;
+      change.before = Stored(before_, before, *name, spelling);
+      change.after = Stored(now_, now, *name, spelling);
+      if (change.before && change.after && change.before->type == change.after->type &&
+          change.before->data == change.after->data) {
+        continue;
+      }
+      change.name = InCodePage(spelling);
+      visit_(change);
+    }
+  }
+
+  static std::optional<StoredValue> Stored(Transaction& txn, KeyId key, const std::string& name,
+                                           std::string& spelling) {
+    Value value;
+    if (key == 0 || FindValue(txn, key, name, value) != 0) return std::nullopt;
+    spelling = value.name;
+    return StoredValue{value.type, std::string(value.data)};
+  }
+
+  Transaction& before_;
+  Transaction& now_;
+  KeyId made_until_;
+  const std::function<void(const Change&)>& visit_;
+};
+
+// The paths of the keys whose records are not the same in both states, in order.
+std::vector<std::string> Differing(const std::vector<KeyId>& keys, Transaction& before, Transaction& now) {
+  std::vector<KeyPath> paths;
+  for (const KeyId key : keys) {
+    MDB_val old{};
+    MDB_val young{};
+    if (before.Get(kRecords, NumberKey(key), &old) != 0) continue;
+    if (now.Get(kRecords, NumberKey(key), &young) == 0 && AsText(old) == AsText(young)) continue;
+    KeyPath path = PathOf(before, key);
+    if (path.depth > 1) paths.push_back(std::move(path));
+  }
+  std::ranges::sort(paths, {}, &KeyPath::place);
+  std::vector<std::string> texts;
+  texts.reserve(paths.size());
+  for (const KeyPath& path : paths) {
+    texts.push_back((path.computer.empty() ? "" : "\\\\" + path.computer + "\\") + InCodePage(path.key));
+  }
+  return texts;
+}
+
+}  // namespace
+
+void BeginNotes() {
+  static uint32_t last_event = 0;
+  EndNotes();
+  notes = new EventNotes;
+  if (++last_event == 0) last_event = 1;
+  reading_event = last_event;
+}
+
+void EndNotes() {
+  delete notes;
+  notes = nullptr;
+  reading_event = 0;
+}
+
+void EndNotesOfReading(Transaction* before, Transaction* now) {
+  if (notes == nullptr) return;
+  if (before != nullptr) notes->changed_by_others = Differing(notes->read.Sorted(), *before, *now);
+  notes->read = {};
+  reading_event = 0;
+}
+
+}  // namespace embedded
+
+namespace machine {
+
+void ForEachChange(const std::function<void(const Change& change)>& visit) {
+  const embedded::EventStates states;
+  if (embedded::notes != nullptr && states.before != nullptr) embedded::Comparison(states, visit).Run();
+}
+
+void KeepPicture(const std::string&, const std::string&) {}
+
+std::vector<std::string> ChangedByOthers() {
+  return embedded::notes == nullptr ? std::vector<std::string>() : embedded::notes->changed_by_others;
+}
+
+}  // namespace machine

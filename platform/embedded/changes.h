@@ -1,0 +1,64 @@
+#pragma once
+
+// What the event under way has touched, noted in few bytes as it happens. What that amounts to is looked up
+// when it is asked for: in the state before the event, and in the one that it makes.
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "platform/embedded/store.h"
+
+namespace embedded {
+
+// A set of numbers to which adding is cheap: what was added twice is dropped when it has grown.
+template <typename Number>
+class NotedNumbers {
+ public:
+  void Add(Number number) {
+    if (!numbers_.empty() && numbers_.back() == number) return;
+    if (numbers_.size() >= limit_) limit_ = std::max(kSmallestLimit, 2 * Sorted().size());
+    numbers_.push_back(number);
+  }
+  const std::vector<Number>& Sorted() {
+    std::ranges::sort(numbers_);
+    numbers_.erase(std::unique(numbers_.begin(), numbers_.end()), numbers_.end());
+    return numbers_;
+  }
+
+ private:
+  static constexpr size_t kSmallestLimit = size_t{1} << 20;
+  std::vector<Number> numbers_;
+  size_t limit_ = kSmallestLimit;
+};
+
+// Keys and values that the write transaction has made need no note: it tells their identifiers from others.
+struct EventNotes {
+  NotedNumbers<uint64_t> values;  // As kNames has them.
+  NotedNumbers<KeyId> removed;
+  NotedNumbers<KeyId> read;
+  std::vector<std::string> changed_by_others;
+};
+
+// Null outside an event.
+inline EventNotes* notes = nullptr;
+// The number of the event under way as long as it has only read; else 0.
+inline uint32_t reading_event = 0;
+
+inline void NoteValue(uint64_t place) {
+  if (notes != nullptr && place >> 32 < Transaction::made_from) notes->values.Add(place);
+}
+inline void NoteRemoved(KeyId key) {
+  if (notes != nullptr && key < Transaction::made_from) notes->removed.Add(key);
+}
+inline void NoteRead(KeyId key) {
+  if (reading_event != 0) notes->read.Add(key);
+}
+
+void BeginNotes();
+void EndNotes();
+// The event writes from here on. `before` is null where it has read nothing; else the keys that it has read
+// are compared in the two states.
+void EndNotesOfReading(Transaction* before, Transaction* now);
+
+}  // namespace embedded

@@ -1,0 +1,125 @@
+// What an event tells of its writes: what is not as it was before, whatever was written in between.
+
+#include "platform/machine.h"
+#include "platform/text.h"
+#include "tests/support/registry_support.h"
+
+namespace {
+
+using namespace registry_test;
+
+std::string Shown(const std::optional<machine::StoredValue>& value) {
+  return value ? std::to_string(value->type) + ":" + value->data : "-";
+}
+
+// One line for each change below the scratch key: its path, the value's name in brackets, before and after.
+Names Changes() {
+  const std::string scratch = std::string("HKEY_LOCAL_MACHINE\\") + kScratch;
+  Names lines;
+  machine::ForEachChange([&](const machine::Change& change) {
+    EXPECT_TRUE(text::EqualNoCase(change.key.substr(0, scratch.size()), scratch)) << change.key;
+    EXPECT_EQ(change.computer, "");
+    lines.push_back(change.key.substr(scratch.size()) + (change.isKey ? " " : " [" + change.name + "] ") +
+                    Shown(change.before) + " > " + Shown(change.after));
+  });
+  return lines;
+}
+
+class EventChanges : public ScratchKey {
+ protected:
+  void TearDown() override {
+    machine::AbandonEvent();
+    ScratchKey::TearDown();
+  }
+  static void Begin() {
+    machine::BeginEvent();
+    machine::KeepPicture("", kScratch);
+  }
+  HKEY Below(const char* path) const {
+    HKEY below = nullptr;
+    EXPECT_EQ(RegCreateKeyExA(key, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &below, nullptr), 0);
+    return below;
+  }
+};
+
+TEST_F(EventChanges, OfValuesAreThoseThatDiffer) {
+  for (const char* name : {"same", "Changed", "back", "gone", "again", "type", "z"}) Set(key, name, "1234");
+  Begin();
+  EXPECT_EQ(Changes(), Names{});
+  Set(key, "same", "1234");
+  Set(key, "z", "");
+  Set(key, "CHANGED", "1");
+  Set(key, "CHANGED", "5678");
+  Set(key, "back", "1");
+  Set(key, "BACK", "1234");
+  RegDeleteValueA(key, "gone");
+  RegDeleteValueA(key, "again");
+  Set(key, "again", "1234");
+  Set(key, "type", "1234", REG_DWORD);
+  Set(key, "brief", "1");
+  RegDeleteValueA(key, "brief");
+  Set(key, "New", "1");
+  Set(key, nullptr, "default");
+  const Names changes = {
+      " [] - > 3:default", " [Changed] 3:1234 > 3:5678", " [gone] 3:1234 > -",
+      " [New] - > 3:1",    " [type] 3:1234 > 4:1234",    " [z] 3:1234 > 3:",
+  };
+  EXPECT_EQ(Changes(), changes);
+  EXPECT_EQ(Changes(), changes) << "asking changes nothing";
+  ASSERT_TRUE(machine::CommitEvent());
+  EXPECT_EQ(Changes(), Names{});
+  Begin();
+  EXPECT_EQ(Changes(), Names{});
+}
+
+TEST_F(EventChanges, OfKeysTellWhatWasInThem) {
+  HKEY old = Below("old");
+  HKEY deep = Below("old\\b\\deep");
+  HKEY remade = Below("Remade\\below");
+  Set(old, "v", "1");
+  Set(deep, "w", "2");
+  for (const char* name : {"same", "other", "gone"}) Set(remade, name, "1");
+  for (const HKEY open : {old, deep, remade}) RegCloseKey(open);
+  Make(key, "swapped\\first");
+  Begin();
+  DeleteTree(key, "old");
+  DeleteTree(key, "remade");
+  remade = Below("remade\\below");
+  Set(remade, "same", "1");
+  Set(remade, "other", "2");
+  Set(remade, "new", "3");
+  RegCloseKey(remade);
+  DeleteTree(key, "swapped");
+  Make(key, "swapped\\second");
+  Make(key, "brief\\below");
+  DeleteTree(key, "brief");
+  HKEY made = Below("a\\Inner");
+  Set(made, "x", "1");
+  RegCloseKey(made);
+  Make(key, "a b");
+  EXPECT_EQ(Changes(), (Names{
+                           "\\a - > 0:",
+                           "\\a\\Inner - > 0:",
+                           "\\a\\Inner [x] - > 3:1",
+                           "\\a b - > 0:",
+                           "\\old 0: > -",
+                           "\\old [v] 3:1 > -",
+                           "\\old\\b 0: > -",
+                           "\\old\\b\\deep 0: > -",
+                           "\\old\\b\\deep [w] 3:2 > -",
+                           "\\remade\\below [gone] 3:1 > -",
+                           "\\remade\\below [new] - > 3:3",
+                           "\\remade\\below [other] 3:1 > 3:2",
+                           "\\swapped\\first 0: > -",
+                           "\\swapped\\second - > 0:",
+                       }));
+}
+
+TEST_F(EventChanges, OfTheKeyItselfStandFirst) {
+  Set(key, "v", "1");
+  Begin();
+  DeleteTree(HKEY_LOCAL_MACHINE, kScratch);
+  EXPECT_EQ(Changes(), (Names{" 0: > -", " [v] 3:1 > -"}));
+}
+
+}  // namespace

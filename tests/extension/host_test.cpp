@@ -1,0 +1,105 @@
+// The host with the library's own pages: one after another in a process, and on other computers.
+
+#include <gtest/gtest.h>
+
+#include "console/host.h"
+#include "console/key_name.h"
+#include "platform/machine.h"
+#include "store/registry_object.h"
+#include "tests/support/scratch_home.h"
+#include "window/scripted_front_end.h"
+
+namespace {
+
+constexpr char kServer[] = R"(Software\TesselWorks\SSHD)";
+constexpr char kCompression[] = "General Settings::Compression";
+
+class HostTest : public ::testing::Test {
+ protected:
+  HostTest() : m_before(SetFrontEnd(&frontEnd)) {}
+  ~HostTest() override {
+    if (machine::InEvent()) machine::AbandonEvent();
+    SetFrontEnd(m_before);
+  }
+
+  static std::unique_ptr<Host> Start(const std::string& computer = "") {
+    std::string why;
+    auto host = Host::Start({computer, false}, why);
+    EXPECT_NE(host, nullptr) << why;
+    return host;
+  }
+  static void Show(Host& host, std::string_view node) {
+    std::string why;
+    EXPECT_TRUE(host.Select(node, why)) << why;
+  }
+  static std::string Level(Host& host) {
+    Show(host, kCompression);
+    return host.Page()->Find("Level").control->Value();
+  }
+
+  ScriptedFrontEnd frontEnd;
+
+ private:
+  FrontEnd* m_before;
+};
+
+TEST_F(HostTest, AnotherHostInTheProcessKnowsNothingOfTheFirstOnesEdits) {
+  auto host = Start();
+  host->BeginEvent();
+  Show(*host, "Authentication");
+  ASSERT_TRUE(host->Page()->Put("Password", "off"));
+  Show(*host, "Banner");
+  EXPECT_TRUE(host->HasUnsavedChanges());
+  machine::AbandonEvent();
+  host.reset();
+
+  host = Start();
+  host->BeginEvent();
+  EXPECT_FALSE(host->HasUnsavedChanges());
+  Show(*host, "Authentication");
+  EXPECT_EQ(host->Page()->Find("Password").control->Value(), "on");
+}
+
+TEST_F(HostTest, NewUsersSettingsAreDroppedByCancelThoughNoPageOfTheirsWasShown) {
+  const auto host = Start();
+  host->BeginEvent();
+  Show(*host, "Users");
+  frontEnd.AddAnswer("User Name=zoe");
+  frontEnd.AddAnswer("OK");
+  ASSERT_TRUE(host->Page()->Press("New User"));
+  Show(*host, "Users::zoe");
+  Show(*host, "Banner");
+  EXPECT_TRUE(host->HasUnsavedChanges());
+  host->Cancel();
+  EXPECT_FALSE(host->HasUnsavedChanges());
+  EXPECT_FALSE(host->GetTree().Find("Users::zoe"));
+  for (const CPropertyPage* page : host->Sheet().Pages()) {
+    EXPECT_TRUE(static_cast<const CTesselPropertyPage*>(page)->m_pending.empty()) << page->Title();
+  }
+}
+
+TEST_F(HostTest, StandsOnAnEmbeddedComputerAsLongAsItLives) {
+  if (!machine::AddComputer("srv1")) GTEST_SKIP() << "no embedded computers here";
+  auto host = Start("SRV1");
+  CTesselRegObject key(HKEY_LOCAL_MACHINE);
+  ASSERT_TRUE(key.CreateKey(kServer));
+  ASSERT_EQ(key.SetStringValue("AllowCompression", "yes"), 0u);
+  ASSERT_EQ(key.SetStringValue("CompressionLevel", "8"), 0u);
+  EXPECT_EQ(Level(*host), "8");
+  EXPECT_EQ(host->GetOptions().computer, "SRV1");
+  host.reset();
+  EXPECT_EQ(machine::StandsOn(), "");
+  host = Start();
+  EXPECT_NE(Level(*host), "8");
+  host.reset();
+  EXPECT_TRUE(machine::RemoveComputer("srv1"));
+}
+
+TEST(KeyNames, FoldLettersAsTheRegistryDoes) {
+  EXPECT_TRUE(SameKeyName("JOE", "joe"));
+  EXPECT_TRUE(SameKeyName("J\xC3\x96RG", "j\xC3\xB6rg"));
+  EXPECT_FALSE(SameKeyName("J\xC3\x96RG", "jorg"));
+  EXPECT_FALSE(SameKeyName("a", "ab"));
+}
+
+}  // namespace
