@@ -2,11 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
 #include <set>
 #include <string>
 
 #include "console/library.h"
 #include "framework/page_directory.h"
+#include "store/diagnostic_log.h"
+#include "store/registry_object.h"
+#include "tests/support/scratch_home.h"
+#include "window/property_sheet.h"
 
 namespace {
 
@@ -25,10 +31,66 @@ PropExtContext Context() {
   return context;
 }
 
-TEST(Exports, ServePagesOnceAndInOrder) {
-  std::string why;
-  const std::optional<Library> library = LoadExtension(why);
-  ASSERT_TRUE(library) << why;
+// Closing ends the library for good, so all tests share one.
+class Exports : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    std::string why;
+    library = LoadExtension(why);
+    ASSERT_TRUE(library) << why;
+  }
+  static void TearDownTestSuite() {
+    if (!library) return;
+    library->closePropExt();
+    UnloadExtension(*library);
+  }
+  void SetUp() override { ASSERT_TRUE(library); }
+
+  static inline std::optional<Library> library;
+};
+
+// Host and pages are one process, whose log either side opens and both write. (First, while no page
+// is of another computer.)
+TEST_F(Exports, PagesWriteIntoTheLogThatTheHostOpened) {
+  constexpr char kFolder[] = R"(C:\marrowen-exports-test)";
+  constexpr char kLog[] = R"(C:\marrowen-exports-test\sshd.log)";
+  constexpr char kConfiguration[] = R"(Software\TesselWorks\ConfigServer\exportstest)";
+  PropExtContext context = Context();
+  context.configServerMode = 1;
+  library->initPropExt(&context, 100);
+  std::uint32_t flags = 0;
+  std::uint32_t id = 0;
+  CTesselPropertyPage* const page = library->getPropPage("", &flags, &id, 1);
+  ASSERT_NE(page, nullptr);
+  CTesselRegObject key(HKEY_LOCAL_MACHINE);
+  ASSERT_TRUE(key.CreateKey((std::string(kConfiguration) + R"(\SSHD)").c_str()));
+  CreateDirectoryA(kFolder, nullptr);
+  DeleteFileA(kLog);
+  ASSERT_EQ(LogOpen(kLog), 0);
+
+  CPropertySheet sheet;
+  sheet.AddPage(*page);
+  page->m_refData.text = "exportstest::General Settings";
+  ASSERT_TRUE(sheet.SetActivePage(page));
+  const Act act = page->Put("FIPS Mode", "on");
+  EXPECT_TRUE(act) << act.refusal;
+  EXPECT_TRUE(sheet.PressApply());
+
+  std::array<char, 4096> text{};
+  if (FILE* file = _fsopen(kLog, "r", _SH_DENYNO)) {
+    const size_t length = std::fread(text.data(), 1, text.size() - 1, file);
+    std::fclose(file);
+    EXPECT_NE(std::string(text.data(), length).find("Save Changes called for PrpSession"), std::string::npos);
+  } else {
+    ADD_FAILURE() << kLog;
+  }
+  DeleteFileA(kLog);
+  RemoveDirectoryA(kFolder);
+  key.CloseKey();
+  DeleteRegistryKeyA(HKEY_LOCAL_MACHINE, kConfiguration, KEY_ALL_ACCESS);
+}
+
+TEST_F(Exports, ServePagesOnceAndInOrder) {
   PropExtContext context = Context();
   EXPECT_EQ(library->initPropExt(&context, 100), 1u);
   EXPECT_EQ(initialised, "Software\\TesselWorks\\SSHD 100");
@@ -58,8 +120,6 @@ TEST(Exports, ServePagesOnceAndInOrder) {
   library->initPropExt(&context, 0);
   EXPECT_TRUE(pages.contains(library->getPropPage(nullptr, &flags, &id, 0)));
   EXPECT_TRUE(titled.empty());
-  library->closePropExt();
-  UnloadExtension(*library);
 }
 
 }  // namespace

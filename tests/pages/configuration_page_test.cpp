@@ -13,7 +13,6 @@ namespace {
 
 using test_support::PageDriver;
 
-constexpr const char* kExported = R"(Software\TesselWorks\SSHD)";  // whichever key the page shows
 constexpr const char* kCredential = R"(Software\TesselWorks\SSHD\PAD\anna)";
 constexpr const char* kFolder = "C:\\PageTest\\";
 constexpr const char* kFile = "C:\\PageTest\\Shared Files\\page.xml";

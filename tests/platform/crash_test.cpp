@@ -113,7 +113,6 @@ TEST_F(Crash, AKilledProcessLosesAnEventWholeOrKeepsItWhole) {
   constexpr int kKills = 220;
   uint32_t random = 4711;
   int last = 0;
-  int moved = 0;
   for (int round = 0; round < kKills; ++round) {
     random = random * 1664525u + 1013904223u;
     shared->stored = last;
@@ -124,7 +123,9 @@ TEST_F(Crash, AKilledProcessLosesAnEventWholeOrKeepsItWhole) {
         shared->stored = event;
       }
     });
-    // Some die before they have begun, the others anywhere.
+    // Some die before they have begun or at their first event, the others anywhere behind it.
+    const bool begun = round % 4 != 0;
+    while (begun && shared->stored.load() == last && waitpid(child, nullptr, WNOHANG) == 0) usleep(200);
     usleep((random >> 8) % (round % 8 == 0 ? 3000 : 40000));
     Kill(child);
     const machine::Outcome opened = machine::OpenHome(home);
@@ -132,11 +133,10 @@ TEST_F(Crash, AKilledProcessLosesAnEventWholeOrKeepsItWhole) {
     const int found = Stored();
     ASSERT_GE(found, shared->stored.load()) << "of what was stored";
     ASSERT_LE(found, shared->stored.load() + 1);
-    if (found != last) ++moved;
+    ASSERT_TRUE(!begun || found > last) << "a process ended by itself";
     last = found;
     machine::CloseHome();
   }
-  EXPECT_GT(moved, kKills / 2) << "most of the killed had done something";
 }
 
 TEST_F(Crash, AHomeWhoseMakerWasKilledCanBeMade) {

@@ -210,7 +210,8 @@ TEST_F(SecurityOnEmbedded, TheTokenShowsTheCaller) {
   EXPECT_EQ(embedded::SidOf(reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid), caller[0]);
   const auto* list = reinterpret_cast<const TOKEN_GROUPS*>(groups.data());
   ASSERT_EQ(list->GroupCount, 2u);
-  EXPECT_EQ(embedded::SidOf(list->Groups[0].Sid), caller[1]);
-  EXPECT_EQ(embedded::SidOf(list->Groups[1].Sid), caller[2]);
+  const SID_AND_ATTRIBUTES* const first = list->Groups;  // the header declares one
+  EXPECT_EQ(embedded::SidOf(first[0].Sid), caller[1]);
+  EXPECT_EQ(embedded::SidOf(first[1].Sid), caller[2]);
   CloseHandle(token);
 }

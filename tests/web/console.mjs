@@ -7,6 +7,9 @@ import { chromium } from 'playwright-core';
 
 const program = process.env.MARROWEN;
 
+/** For how long a test waits, in milliseconds, for what a busy machine does late. */
+export const patience = 180000;
+
 /** A scratch home, and the command line on it. */
 export class Home {
   constructor() {
@@ -84,6 +87,7 @@ export async function startBrowser(more = []) {
       ...more,
     ],
   });
+  context.setDefaultTimeout(patience);
   return {
     context,
     async stop() {

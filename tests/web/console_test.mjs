@@ -5,7 +5,7 @@ import { createRequire } from 'node:module';
 import { join } from 'node:path';
 import { after, before, beforeEach, test } from 'node:test';
 import { fileURLToPath } from 'node:url';
-import { Home, serve, startBrowser } from './console.mjs';
+import { Home, patience, serve, startBrowser } from './console.mjs';
 
 const axe = readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
 const compression = 'General Settings::Compression';
@@ -26,7 +26,6 @@ before(async () => {
   console_ = await serve(home);
   browser = await startBrowser();
   page = await browser.context.newPage();
-  page.setDefaultTimeout(10000);
   page.on('console', (message) => said.push(`${message.type()}: ${message.text()}`));
   page.on('pageerror', (error) => said.push(String(error)));
   await page.goto(console_.address);
@@ -49,7 +48,7 @@ async function show(node) {
 }
 
 async function until(what, wanted) {
-  for (let i = 0; i < 100; ++i) {
+  for (const end = Date.now() + patience; Date.now() < end; ) {
     if ((await what()) === wanted) return;
     await new Promise((done) => setTimeout(done, 20));
   }

@@ -7,7 +7,7 @@ import { request as httpsRequest } from 'node:https';
 import { connect } from 'node:net';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
-import { Home, serve } from './console.mjs';
+import { Home, patience, serve } from './console.mjs';
 
 let home;
 let console_;
@@ -89,6 +89,7 @@ function raw(...chunks) {
     socket.on('close', () => done({ text, seconds: (Date.now() - began) / 1000 }));
     socket.on('connect', async () => {
       for (const chunk of chunks) {
+        if (socket.destroyed) return;
         if (typeof chunk === 'number') await new Promise((next) => setTimeout(next, chunk));
         else socket.write(chunk);
       }
@@ -185,8 +186,9 @@ test('requests that are too large, too slow or malformed end, and the console go
   const smuggled = await raw(`POST /api/act HTTP/1.1\r\nHost: evil.example\r\nContent-Length: ${start.length + 2}\r\n\r\n${start}\r\n`);
   assert.match(smuggled.text, /^HTTP\/1\.1 421/);
   assert.doesNotMatch(smuggled.text, /"version"/);
-  const slow = await raw('GET / HTTP/1.1\r\n', 3000, 'X-A: b\r\n', 3000, 'X-B: b\r\n', 3000, 'X-C: b\r\n', 3000, 'X-D: b\r\n', 3000, '\r\n');
-  assert.ok(slow.seconds < 14, `a slow request was waited for ${slow.seconds} s`);
+  // One that trickles on is ended in the midst, however late a busy machine does it.
+  const slow = await raw('GET / HTTP/1.1\r\n', ...Array(patience / 3000).fill([3000, 'X-A: b\r\n']).flat());
+  assert.ok(slow.seconds < patience / 2000, `a slow request was waited for ${slow.seconds} s`);
   for (const wrong of ['', '[]', 'null', '{"act":5}', '{"window":"x","act":"click"}', '{"act":"click","window":1,"control":-1}', '{'.repeat(50000)]) {
     const answer = await ask('/api/act', { method: 'POST', body: wrong, headers });
     assert.ok([200, 400].includes(answer.status), wrong.slice(0, 40));
@@ -244,7 +246,7 @@ test('tabs beyond the number that there may be wait, and keep no one else out', 
   assert.equal(last, 503);
   assert.equal((await ask('/api/state', { headers: { Cookie: cookie } })).status, 200);
   for (const tab of tabs) tab.destroy();
-  for (let i = 0; last === 503 && i < 50; ++i) {
+  for (const end = Date.now() + patience; last === 503 && Date.now() < end; ) {
     const { status, socket } = await askSocket();
     last = status;
     socket?.destroy();
@@ -279,13 +281,13 @@ test('the file picker stays under its roots', async () => {
 
 test('others reach it over TLS only, unless that is said to be wanted', async () => {
   const words = (...more) => ['--home', join(home.folder, 'home'), 'serve', '--listen', '0.0.0.0:0', ...more];
-  const refused = spawnSync(process.env.MARROWEN, words(), { encoding: 'utf8', timeout: 10000 });
+  const refused = spawnSync(process.env.MARROWEN, words(), { encoding: 'utf8', timeout: patience });
   assert.equal(refused.status, 1);
   assert.match(refused.stderr, /--tls-cert/);
   const key = join(home.folder, 'key.pem');
   const certificate = join(home.folder, 'certificate.pem');
   execFileSync('openssl', ['req', '-x509', '-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:P-256', '-nodes', '-days', '2', '-subj', '/CN=localhost', '-keyout', key, '-out', certificate], { stdio: 'ignore' });
-  const unfit = spawnSync(process.env.MARROWEN, words('--tls-cert', key, '--tls-key', key), { encoding: 'utf8', timeout: 10000 });
+  const unfit = spawnSync(process.env.MARROWEN, words('--tls-cert', key, '--tls-key', key), { encoding: 'utf8', timeout: patience });
   assert.equal(unfit.status, 1);
   const secure = await serve(home, ['--tls-cert', certificate, '--tls-key', key]);
   try {
