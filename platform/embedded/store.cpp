@@ -43,10 +43,14 @@ bool Outdated() {
   return info.me_last_txnid != state.snapshot;
 }
 
-// An event, and an operation with those within it, reads one state.
+// Whether an event reads one state. Writers use the pages of an old one again where they cannot know that it
+// is read: there each operation reads the newest.
+bool EventsKeepTheirState() { return state.in_event && !state.environment.unlocked; }
+
+// An operation, with those within it, reads one state.
 LONG BeginReading() {
   if (state.reading) {
-    if (state.in_event || state.depth > 0 || !Outdated()) return 0;
+    if (EventsKeepTheirState() || state.depth > 0 || !Outdated()) return 0;
     EndReading();
   }
   const int code = mdb_txn_renew(state.read.handle);
@@ -317,7 +321,7 @@ void Reading::Begin() {
   }
   ++state.depth;
   counted_ = true;
-  if (state.in_event && status == 0) held = txn;
+  if (EventsKeepTheirState() && status == 0) held = txn;
 }
 
 void Reading::End() { --state.depth; }
