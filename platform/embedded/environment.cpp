@@ -1,6 +1,8 @@
 #include "platform/embedded/environment.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -47,7 +49,7 @@ machine::Outcome Failed(const std::string& file, int code, bool create) {
   }
 }
 
-int OpenMapped(const std::string& folder, Environment& result) {
+int OpenMapped(const std::string& folder, unsigned flags, Environment& result) {
   for (size_t map = kLargestMap;; map /= 2) {
     MDB_env* env = nullptr;
     int code = mdb_env_create(&env);
@@ -55,9 +57,18 @@ int OpenMapped(const std::string& folder, Environment& result) {
     result.env.reset(env);
     mdb_env_set_maxdbs(env, kTables);
     mdb_env_set_mapsize(env, map);
-    code = mdb_env_open(env, folder.c_str(), MDB_NOTLS, 0600);
+    code = mdb_env_open(env, folder.c_str(), MDB_NOTLS | flags, 0600);
     if (code != ENOMEM || map <= kSmallestMap) return code;
   }
+}
+
+// Who may not write reads all the same; without locks where the file of the locks may not be written.
+int OpenAsAllowed(const std::string& folder, bool create, Environment& result) {
+  const int code = OpenMapped(folder, 0, result);
+  if (create || (code != EACCES && code != EPERM && code != EROFS)) return code;
+  const std::string locks = folder + "/lock.mdb";
+  result.unlocked = faccessat(AT_FDCWD, locks.c_str(), W_OK, AT_EACCESS) != 0;
+  return OpenMapped(folder, MDB_RDONLY | (result.unlocked ? MDB_NOLOCK : 0), result);
 }
 
 // A file shorter than its last page is damaged, unless that page is a free one that was never written.
@@ -104,7 +115,7 @@ machine::Outcome OpenEnvironment(const std::string& folder, bool create, Environ
     if (stat(file.c_str(), &status) != 0) return Failed(file, errno, create);
     if (!S_ISREG(status.st_mode) || status.st_size == 0) return Failed(file, MDB_INVALID, create);
   }
-  int code = OpenMapped(folder, result);
+  int code = OpenAsAllowed(folder, create, result);
   if (code == 0 && !create && IsShort(result.env.get(), file)) code = MDB_CORRUPTED;
   if (code == 0) code = OpenTables(result, create);
   if (code != 0) {

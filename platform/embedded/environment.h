@@ -19,10 +19,12 @@ struct CloseEnvironment {
 struct Environment {
   std::unique_ptr<MDB_env, CloseEnvironment> env;
   std::array<MDB_dbi, kTables> tables{};
+  bool unlocked = false;  // Others cannot know that this process reads.
 };
 
-// Opens the environment in `folder`; with `create`, an empty folder, its tables are made. Fails with one
-// sentence on a file that is damaged, short, or of another kind, and then has changed nothing.
+// Opens the environment in `folder`; with `create`, an empty folder, its tables are made. Who may only read
+// the folder's files gets an environment whose write transactions fail with EACCES. Fails with one sentence
+// on a file that is damaged, short, or of another kind, and then has changed nothing.
 machine::Outcome OpenEnvironment(const std::string& folder, bool create, Environment& result);
 
 // Whether every page that the store in `file` refers to lies within the file. LMDB maps the file, and

@@ -146,7 +146,9 @@ Outcome NotAName(std::string_view name) {
 
 Outcome ComputerFailed(std::string_view name, const char* what, LONG status) {
   if (status == 0) return {};
-  const std::string why = status == ERROR_DISK_FULL ? "the disk is full" : "error " + std::to_string(status);
+  const std::string why = status == ERROR_DISK_FULL       ? "the disk is full"
+                          : status == ERROR_ACCESS_DENIED ? "access is denied"
+                                                          : "error " + std::to_string(status);
   return {static_cast<DWORD>(status),
           "The computer " + std::string(name) + " could not be " + what + ": " + why + "."};
 }

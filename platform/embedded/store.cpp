@@ -15,7 +15,7 @@ namespace {
 
 struct State {
   Environment environment;
-  Transaction read;   // Kept from one operation or event to the next; between them it holds no snapshot.
+  Transaction read;   // Holds a snapshot while `reading`, from one operation or event to the next.
   Transaction write;  // Open during an operation that writes, or from an event's first write to its end.
   bool reading = false;
   bool in_event = false;
@@ -36,8 +36,23 @@ void EndReading() {
   Reading::held = nullptr;
 }
 
+// Whether there is a newer state than the one that is held.
+bool Outdated() {
+  MDB_envinfo info;
+  mdb_env_info(state.environment.env.get(), &info);
+  return info.me_last_txnid != state.snapshot;
+}
+
+// Whether an event reads one state. Writers use the pages of an old one again where they cannot know that it
+// is read: there each operation reads the newest.
+bool EventsKeepTheirState() { return state.in_event && !state.environment.unlocked; }
+
+// An operation, with those within it, reads one state.
 LONG BeginReading() {
-  if (state.reading) return 0;
+  if (state.reading) {
+    if (EventsKeepTheirState() || state.depth > 0 || !Outdated()) return 0;
+    EndReading();
+  }
   const int code = mdb_txn_renew(state.read.handle);
   if (code != 0) return Status(code);
   state.reading = true;
@@ -306,13 +321,10 @@ void Reading::Begin() {
   }
   ++state.depth;
   counted_ = true;
-  if (state.in_event && status == 0) held = txn;
+  if (EventsKeepTheirState() && status == 0) held = txn;
 }
 
-// A snapshot keeps every page of its state from being used again: a process that waits must not hold one.
-void Reading::End() {
-  if (--state.depth == 0 && !state.in_event) EndReading();
-}
+void Reading::End() { --state.depth; }
 
 Writing::Writing() {
   status = Ready();
@@ -413,6 +425,9 @@ void AbandonEvent() {
   embedded::AbandonWriting();
 }
 
-void GoIdle() {}
+// A snapshot keeps every page of its state from being used again. That of an event is needed to its end.
+void GoIdle() {
+  if (!state.in_event && state.depth == 0) embedded::EndReading();
+}
 
 }  // namespace machine

@@ -228,4 +228,20 @@ TEST_F(EventOnEmbedded, TellsWhatOthersChangedOfWhatItHasRead) {
   }
 }
 
+TEST_F(EventOnEmbedded, OutsideEventsEveryOperationReadsTheNewestState) {
+  Set(key, "v", "1");
+  machine::CloseHome();
+  const OtherProcess other([&] {
+    OpenHome();
+    Set(key, "v", "2");
+    Set(key, "w", "2");
+  });
+  OpenHome();
+  EXPECT_EQ(Get(key, "v"), "1");
+  EXPECT_EQ(Values(key), (Names{"v"}));
+  other.Run();
+  EXPECT_EQ(Get(key, "v"), "2");
+  EXPECT_EQ(Values(key), (Names{"v", "w"}));
+}
+
 }  // namespace

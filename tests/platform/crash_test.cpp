@@ -215,6 +215,7 @@ TEST_F(Crash, NeitherAKilledReaderNorAnIdleOneKeepsOldPages) {
       machine::OpenHome(home);
       if (!idle) machine::BeginEvent();
       Stored();
+      if (idle) machine::GoIdle();
       shared->step = 1;
       pause();
     });

@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -197,6 +198,47 @@ TEST_F(RegistryHome, AFullDiskLosesTheEventWholeAndNothingElse) {
   machine::CloseHome();
   ASSERT_TRUE(machine::OpenHome(Path("home")));
   EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "after");
+}
+
+TEST_F(RegistryHome, CanBeReadByWhoMayNotWriteIt) {
+  const std::string home = Path("home");
+  const std::string data = home + "/registry/data.mdb";
+  const std::string locks = home + "/registry/lock.mdb";
+  ASSERT_TRUE(machine::OpenHome(home));
+  ASSERT_TRUE(machine::AddComputer("srv1"));
+  ASSERT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "1"), 0);
+  machine::CloseHome();
+  const std::string bytes = Bytes(data);
+  chmod(folder.c_str(), 0755);
+  for (const mode_t mode_of_locks : {0444, 0666}) {
+    chmod(locks.c_str(), mode_of_locks);
+    chmod(data.c_str(), 0444);
+    for (const char* place : {"home/registry", "home"}) chmod(Path(place).c_str(), 0555);
+    const pid_t child = fork();
+    if (child == 0) {
+      constexpr uid_t kNobody = 65534;
+      EXPECT_TRUE(geteuid() != 0 || (setgid(kNobody) == 0 && setuid(kNobody) == 0));
+      const machine::Outcome outcome = machine::OpenHome(home);
+      EXPECT_TRUE(outcome) << outcome.sentence;
+      EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "1");
+      EXPECT_EQ(machine::Computers(), (Names{"srv1"}));
+      EXPECT_NE(embedded::ComputerFolder("srv1"), "");
+      EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "2"), ERROR_ACCESS_DENIED);
+      EXPECT_EQ(Make(HKEY_LOCAL_MACHINE, "Software\\new"), ERROR_ACCESS_DENIED);
+      EXPECT_EQ(machine::AddComputer("srv2").code, DWORD{ERROR_ACCESS_DENIED});
+      machine::BeginEvent();
+      EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "1");
+      EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "2"), ERROR_ACCESS_DENIED);
+      EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "1");
+      EXPECT_TRUE(machine::CommitEvent()) << "of nothing";
+      _exit(HasFailure() ? 1 : 0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << std::oct << mode_of_locks;
+    for (const char* place : {"home", "home/registry"}) chmod(Path(place).c_str(), 0700);
+  }
+  EXPECT_EQ(Bytes(data), bytes);
 }
 
 TEST_F(RegistryHome, ComputersAreKeptApartByName) {
