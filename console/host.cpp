@@ -200,9 +200,15 @@ bool Host::Select(std::string_view path, std::string& why) {
 }
 
 bool Host::Apply() {
-  if (!m_sheet.PressApply()) return false;
+  if (!m_sheet.PressApply([this] { m_beforeApply = Waiting(); })) return false;
   FollowStore();
   return true;
+}
+
+void Host::TakeBackApply() {
+  PutBack(m_beforeApply);
+  FollowStore();
+  if (m_page != nullptr) m_page->OnSetActive();
 }
 
 void Host::Cancel() {
@@ -271,7 +277,7 @@ std::vector<std::string> Host::FailedSaves() const {
   std::vector<std::string> sentences;
   for (const CTesselPropertyPage* page : m_pages) {
     for (const CTesselPropertyPage::Saved& save : page->m_saves) {
-      if (save.status == ERROR_SUCCESS) continue;
+      if (save.status == ERROR_SUCCESS || !m_tree->Find(save.target)) continue;
       const std::string what =
           save.value.empty() ? " can't be opened: " : " does not take " + save.value + ": ";
       sentences.push_back("\"" + save.target + "\" could not be stored: the key HKEY_LOCAL_MACHINE\\" +

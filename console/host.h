@@ -47,6 +47,8 @@ class Host {
   // the one above it is shown. Apply is false when a page refused, and the tree stays.
   bool Apply();
   void Cancel();
+  // After an Apply whose event was abandoned: what waited before it waits again.
+  void TakeBackApply();
   // The last part of both, for whatever else may have changed the store.
   void FollowStore();
 
@@ -69,7 +71,8 @@ class Host {
 
   // Begins an event of the store, in which pages tell anew of what they wrote.
   void BeginEvent();
-  // A sentence for each target that the pages could not write in this event.
+  // A sentence for each target that the pages could not write in this event. What waited for a principal that
+  // has gone is lost with it, and not told.
   std::vector<std::string> FailedSaves() const;
 
   // Under which name keys are reached: empty for the local computer.
@@ -96,6 +99,7 @@ class Host {
   std::unique_ptr<Tree> m_tree;
   CPropertySheet m_sheet;
   CTesselPropertyPage* m_page = nullptr;
+  WaitingEdits m_beforeApply;
   std::vector<std::string> m_added;  // nodes of principals that came in this event
   std::string m_path;
 };

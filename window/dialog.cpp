@@ -99,7 +99,12 @@ void CDialog::PressEnter() {
     control->Click();
     return;
   }
-  OnOK();
+  CWnd* const ok = Find("OK").control;
+  if (ok != nullptr && ok->Kind() == ControlKind::Button) {
+    ok->Click();
+  } else {
+    OnOK();
+  }
 }
 
 std::string CDialog::NameOf(size_t index) const {

@@ -43,7 +43,8 @@ class CDialog {
 
   // A person pressed Enter or Esc, or clicked the button of that meaning.
   virtual void OnOK() { EndDialog(Reply::Ok); }
-  // Enter presses the default button, and OK where there is none.
+  // Enter presses the default button, else the one that is called OK, and leaves by OK where there is
+  // neither.
   void PressEnter();
   virtual void OnCancel() { EndDialog(Reply::Cancel); }
 

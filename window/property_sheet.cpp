@@ -52,9 +52,10 @@ bool CPropertySheet::IsModified() const {
                      [](const CPropertyPage* page) { return page->IsModified(); });
 }
 
-bool CPropertySheet::PressApply() {
+bool CPropertySheet::PressApply(const std::function<void()>& left) {
   CPropertyPage* const active = m_active;
   if (active != nullptr && !active->OnKillActive()) return false;
+  if (left) left();
   for (CPropertyPage* page : m_pages) {
     if (!page->OnApply()) return false;
     page->m_modified = false;

@@ -2,6 +2,7 @@
 
 // The property sheet and its pages, as a Windows property sheet behaves.
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -70,8 +71,9 @@ class CPropertySheet {
   // Whether Apply is enabled.
   bool IsModified() const;
   // Leaves the active page, applies every page in order until one refuses, and shows the active page again,
-  // so that it reloads. False when a page refused.
-  bool PressApply();
+  // so that it reloads. False when a page refused. `left`, if there is one, runs once the active page is
+  // left.
+  bool PressApply(const std::function<void()>& left = {});
   // Resets every page and shows the active page again.
   void PressCancel();
 

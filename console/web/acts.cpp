@@ -31,6 +31,8 @@ constexpr ControlAct kActs[] = {
     {"select", [](CWnd& control, const PersonsAct& act) { return control.Select(act.row, act.on); }},
     {"check", [](CWnd& control, const PersonsAct& act) { return control.Check(act.row, act.on); }},
     {"open", [](CWnd& control, const PersonsAct& act) { return control.DoubleClick(act.row); }},
+    {"editRow", [](CWnd& control, const PersonsAct& act) { return control.EditRow(act.row, act.text); }},
+    {"removeRow", [](CWnd& control, const PersonsAct& act) { return control.RemoveRow(act.row); }},
     {"drag", [](CWnd& control, const PersonsAct& act) { return control.Drag(act.number); }},
     {"spin", [](CWnd& control, const PersonsAct& act) { return control.Spin(act.number); }},
 };

@@ -23,6 +23,7 @@ void DescribeEdit(const CEdit& edit, ordered_json& json) {
   if (edit.multiLine) json["multiLine"] = true;
   if (edit.readOnly) json["readOnly"] = true;
   if (const std::string takes = edit.Takes(); !takes.empty()) json["takes"] = takes;
+  if (edit.maxLength != 0) json["length"] = edit.maxLength;
   if (edit.spin) json["spin"] = {edit.spin->min, edit.spin->max};
 }
 
@@ -49,6 +50,15 @@ ordered_json Describe(const CDialog& dialog, size_t index) {
   switch (control.Kind()) {
     case ControlKind::Edit:
       DescribeEdit(static_cast<const CEdit&>(control), json);
+      break;
+    case ControlKind::Button:
+      if (static_cast<const CButton&>(control).isDefault) json["default"] = true;
+      break;
+    case ControlKind::Picture:
+      json["image"] = static_cast<const CStatic&>(control).image;
+      break;
+    case ControlKind::EditableList:
+      json["choices"] = static_cast<const CVSListBox&>(control).GetRows();
       break;
     case ControlKind::RadioButton:
       json["radioGroup"] = static_cast<const CButton&>(control).radioGroup;

@@ -55,6 +55,7 @@ ordered_json DescribeModal(const ModalWindow& window) {
       break;
     case ModalWindow::Kind::Folder:
       json["kind"] = "folder";
+      json["fileName"] = window.request.fileName;
       json["text"] = window.text;
       break;
   }

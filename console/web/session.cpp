@@ -127,9 +127,10 @@ void Session::Settle() {
   if (machine::InEvent()) {
     if (const machine::Outcome written = machine::CommitEvent(); !written) {
       m_refusal = written.sentence;
-      m_host.FollowStore();
+      m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
     }
   }
+  m_applied = false;
   m_transfers.Settled(m_windows.size());
   Publish();
   if (m_act == nullptr) return;
@@ -229,6 +230,7 @@ std::optional<std::string> Session::PickFile(const FileRequest& request) {
 
 std::optional<std::string> Session::PickFolder(std::string_view title, std::string_view start) {
   ModalWindow window{.kind = ModalWindow::Kind::Folder, .text = std::string(title)};
+  window.request.fileName = start;
   WaitFor(window);
   return window.path;
 }
@@ -279,6 +281,16 @@ std::string Session::Do(const PersonsAct& act) {
   const std::string node = m_host.NodePath();
   if (act.name == "apply") {
     if (!m_host.Apply()) return "The page refuses to be applied.";
+    m_applied = true;
+    // An Apply is whole or not at all.
+    if (const std::vector<std::string> failures = m_host.FailedSaves();
+        !failures.empty() && machine::UndoesEvents()) {
+      machine::AbandonEvent();
+      m_host.BeginEvent();
+      m_host.TakeBackApply();
+      PageWasShown(true);
+      return text::Joined(failures, " ") + " Nothing was stored, and all edits wait as before.";
+    }
     EditEnded(node);
   } else if (act.name == "cancel") {
     m_host.Cancel();
@@ -294,6 +306,10 @@ std::string Session::Do(const PersonsAct& act) {
 std::string Session::DoAtModal(ModalWindow& window, const PersonsAct& act) {
   if (window.kind == ModalWindow::Kind::Dialog) {
     CDialog& dialog = *window.dialog;
+    if (act.name == "enterKey") {
+      dialog.PressEnter();
+      return {};
+    }
     const bool ok = act.name == "ok";
     if (!ok && act.name != "close") return DoAtControl(dialog, act, m_rows);
     // Enter and Esc press the button of that meaning, which need not stand among the controls.

@@ -25,6 +25,9 @@ export interface Control {
   radioGroup?: number;
   selected?: number;
   multiple?: boolean;
+  default?: boolean;
+  image?: string;
+  length?: number;
   checkBoxes?: boolean;
   columns?: { title: string; width: number }[];
   count?: number;

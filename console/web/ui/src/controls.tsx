@@ -114,6 +114,7 @@ function Edit(props: Props) {
         <input
           {...shared}
           type={control.password ? 'password' : 'text'}
+          maxLength={control.length}
           placeholder={control.password && control.filled ? '••••••••' : undefined}
           inputMode={control.takes === 'digits only' ? 'numeric' : undefined}
           role={control.spin ? 'spinbutton' : undefined}
@@ -265,6 +266,69 @@ function Address(props: Props) {
   );
 }
 
+function Day(props: Props) {
+  const { control, index, window } = props;
+  const draft = useDraft(control.value);
+  return (
+    <Labelled {...props}>
+      <input
+        {...common(props)}
+        type="date"
+        value={draft.shown}
+        onChange={(event) => {
+          const text = event.currentTarget.value;
+          void draft.change(text, () => act({ act: 'enter', window, control: index, text }));
+        }}
+      />
+    </Labelled>
+  );
+}
+
+/** Rows that are typed in place; the empty one behind them is a new row, and a row without text goes. */
+function EditableList(props: Props) {
+  const { control, index, window } = props;
+  const rows = control.choices ?? [];
+  const [typed, setTyped] = useState<{ row: number; text: string } | null>(null);
+  async function leave(row: number, text: string) {
+    if (row === rows.length ? text : text !== rows[row]) {
+      await act(
+        text ? { act: 'editRow', window, control: index, row, text } : { act: 'removeRow', window, control: index, row },
+      );
+    }
+    setTyped(null);
+  }
+  const label = nameOf(props);
+  return (
+    <div class="editable" role="group" aria-label={label}>
+      {[...rows, ''].map((text, row) => (
+        <span class="field" key={row}>
+          <input
+            id={row ? undefined : idOf(window, index)}
+            aria-label={row < rows.length ? `${label} ${row + 1}` : `New in ${label}`}
+            placeholder={row < rows.length ? undefined : 'New'}
+            disabled={control.disabled}
+            spellcheck={false}
+            autoComplete="off"
+            value={typed?.row === row ? typed.text : text}
+            onInput={(event) => setTyped({ row, text: event.currentTarget.value })}
+            onBlur={(event) => void leave(row, event.currentTarget.value)}
+          />
+          {row < rows.length && (
+            <button
+              type="button"
+              aria-label={`Remove ${text}`}
+              disabled={control.disabled}
+              onClick={() => void act({ act: 'removeRow', window, control: index, row })}
+            >
+              ×
+            </button>
+          )}
+        </span>
+      ))}
+    </div>
+  );
+}
+
 function One(props: Props) {
   const { control, index, window } = props;
   const { text, key } = plain(control.caption);
@@ -273,7 +337,7 @@ function One(props: Props) {
     case 'text':
       return <p class="note">{text}</p>;
     case 'picture':
-      return <span class="picture" role="img" aria-label={nameOf(props)} />;
+      return <span class={`picture ${control.image ?? ''}`} role="img" aria-label={nameOf(props)} />;
     case 'link':
       return (
         <button type="button" class="link" id={idOf(window, index)} disabled={control.disabled} onClick={click}>
@@ -285,7 +349,7 @@ function One(props: Props) {
         <button
           type="button"
           id={idOf(window, index)}
-          class={text === 'OK' ? 'primary' : ''}
+          class={control.default || text === 'OK' ? 'primary' : ''}
           accessKey={key}
           disabled={control.disabled}
           onClick={click}
@@ -304,6 +368,10 @@ function One(props: Props) {
       return <Slider {...props} />;
     case 'address':
       return <Address {...props} />;
+    case 'date':
+      return <Day {...props} />;
+    case 'editable list':
+      return <EditableList {...props} />;
     default: {
       const label = nameOf(props);
       return (
@@ -330,6 +398,7 @@ function widthOf(control: Control, next: Control | undefined): string {
       if (control.spin || control.takes) return 'short';
       return next?.kind === 'button' && next.group === control.group ? 'grow edit' : 'wide';
     case 'address':
+    case 'date':
       return 'short';
     default:
       return 'wide';

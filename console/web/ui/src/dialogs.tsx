@@ -50,9 +50,9 @@ function Dialog({ modal }: { modal: ModalWindow }) {
   const controls = modal.controls ?? [];
   const has = (caption: string) =>
     controls.some((control) => control.kind === 'button' && plain(control.caption).text.toLowerCase() === caption);
-  const press = (name: 'ok' | 'close') => void act({ act: name, window: modal.window });
+  const press = (name: 'ok' | 'close' | 'enterKey') => void act({ act: name, window: modal.window });
   return (
-    <Modal label={modal.caption || 'Dialog'} onClose={() => press('close')} onEnter={() => press('ok')} wide>
+    <Modal label={modal.caption || 'Dialog'} onClose={() => press('close')} onEnter={() => press('enterKey')} wide>
       <h2>{modal.caption}</h2>
       <div class="body">
         <Controls controls={controls} window={modal.window} title={modal.caption || 'Dialog'} />
@@ -140,7 +140,7 @@ function Picker({ modal }: { modal: ModalWindow }) {
     if (next) setListing(next);
   }
   useEffect(() => {
-    const end = proposed.search(/[\\/][^\\/]*$/);
+    const end = folderOnly ? proposed.length : proposed.search(/[\\/][^\\/]*$/);
     void enter(end < 0 ? '' : proposed.slice(0, end));
   }, []);
 
