@@ -287,25 +287,3 @@ std::vector<std::string> Host::FailedSaves() const {
   }
   return sentences;
 }
-
-std::string Host::KeyOf(std::string_view node) const {
-  const CTesselPropertyPage* page = nullptr;
-  if (const auto found = m_tree->Find(node)) page = found->page;
-  for (size_t i = page == nullptr ? 0 : page->m_saves.size(); i > 0; --i) {
-    if (page->m_saves[i - 1].target == node) return page->m_saves[i - 1].key;
-  }
-  std::string server = ServerRoot("");
-  for (const std::string& root : m_tree->Roots()) {
-    if (root.empty() || !node.starts_with(root + "::")) continue;
-    server = ServerRoot(root);
-    node.remove_prefix(root.size() + 2);
-  }
-  for (const PrincipalFolder& folder : kPrincipalFolders) {
-    if (!node.starts_with(std::string(folder.title) + "::")) continue;
-    node.remove_prefix(folder.title.size() + 2);
-    std::string name(node.substr(0, node.find("::")));
-    std::replace(name.begin(), name.end(), '\\', '?');
-    return server + "\\" + std::string(folder.key) + "\\" + name;
-  }
-  return server + "\\SSHD";
-}

@@ -75,8 +75,6 @@ class Host {
   // has gone is lost with it, and not told.
   std::vector<std::string> FailedSaves() const;
 
-  // The key, under HKEY_LOCAL_MACHINE, in which a node's values lie.
-  std::string KeyOf(std::string_view node) const;
   // Under which name keys are reached: empty for the local computer.
   const std::string& ComputerName() const { return m_computer.Name(); }
 

@@ -13,6 +13,7 @@ using nlohmann::ordered_json;
 namespace {
 
 constexpr std::string_view kHive = R"(HKEY_LOCAL_MACHINE\)";
+constexpr const char* kResults[] = {"no setting", "stored", "stored as", "nothing to store", "not stored"};
 constexpr std::string_view kSwitches[] = {"on", "off", "yes", "no"};
 
 // The lines of a text end in CR LF, however they were given.
@@ -93,13 +94,17 @@ std::string Replaced(const machine::Change& change) {
 }  // namespace
 
 Act Edits::Assign(Host& host, std::string_view assignment, std::vector<std::string>& notes) {
-  CDialog& page = *host.Page();
+  CTesselPropertyPage& page = *host.Page();
   const auto parts = SplitAssignment(assignment);
   if (!parts) return {"\"" + std::string(assignment) + "\" is not of the form CAPTION=VALUE."};
   const auto& [name, value] = *parts;
   const CDialog::Found found = ControlFor(page, name, value);
-  Assignment made{
-      host.NodePath(), std::string(name), std::string(value), "", "", found.control, "", {}, false};
+  Assignment made;
+  made.node = host.NodePath();
+  made.key = page.m_shownKey;
+  made.caption = name;
+  made.value = value;
+  made.control = found.control;
   if (found.row >= 0) made.row = found.control->RowText(static_cast<size_t>(found.row));
   Act act = page.Put(name, value);
   if (!act) return act;
@@ -122,12 +127,15 @@ Edits::Verdict Edits::Judge(const Host& host, const Assignment& made, const Stor
   using Kind = Verdict::Kind;
   if (made.names.empty()) return {};
   if (host.NodePath() != made.node) return {Kind::NotStored, "", "", "its node is no longer there"};
-  const std::string key = host.KeyOf(made.node);
+  if (const DWORD status = host.Page()->m_shownStatus; status != ERROR_SUCCESS) {
+    return {Kind::NotStored, "", "",
+            "the key HKEY_LOCAL_MACHINE\\" + made.key + " can't be opened: " + SystemText(status)};
+  }
   Verdict verdict;
   bool pageWrote = false;
   bool verbatim = true;
   for (const machine::Change& change : changes.All()) {
-    if (!IsValueOf(change, key)) continue;
+    if (!IsValueOf(change, made.key)) continue;
     pageWrote = true;
     if (!Holds(made.names, change.name)) continue;
     const std::string text = change.after ? TextOf(*change.after) : "";
@@ -145,7 +153,7 @@ Edits::Verdict Edits::Judge(const Host& host, const Assignment& made, const Stor
   }
   std::string texts;
   for (const std::string& name : made.names) {
-    const std::string text = StoredText(host.ComputerName(), key, name);
+    const std::string text = StoredText(host.ComputerName(), made.key, name);
     texts += (texts.empty() ? "" : ", ") + name + "=" + QuotedShort(text);
     if (!made.plain) continue;
     const bool same = Lines(text) == made.asked || Lines(text) == made.became;
@@ -160,36 +168,23 @@ Edits::Verdict Edits::Judge(const Host& host, const Assignment& made, const Stor
 }
 
 std::string Edits::Describe(const Verdict& verdict) {
-  switch (verdict.kind) {
-    case Verdict::Kind::NoSetting:
-      return "no setting";
-    case Verdict::Kind::Stored:
-      return "stored";
-    case Verdict::Kind::StoredAs:
-      return "stored as " + verdict.stored + (verdict.shown.empty() ? "" : ", shown as " + verdict.shown);
-    case Verdict::Kind::NothingToStore:
-      return "nothing to store";
-    case Verdict::Kind::NotStored:
-      return "not stored: " + verdict.why;
-  }
-  return {};
+  std::string text = kResults[static_cast<size_t>(verdict.kind)];
+  if (verdict.kind == Verdict::Kind::StoredAs) text += " " + verdict.stored;
+  if (!verdict.shown.empty()) text += ", shown as " + verdict.shown;
+  return verdict.why.empty() ? text : text + ": " + verdict.why;
 }
 
 // Other values of the keys that were edited: a page writes all of its values when one was edited.
-std::vector<std::string> Edits::Besides(const Host& host, const StoredChanges& changes) const {
+std::vector<std::string> Edits::Besides(const StoredChanges& changes) const {
   std::vector<std::string> notes;
   size_t fresh = 0;
-  std::vector<std::pair<std::string, const Assignment*>> keys;
-  for (const Assignment& made : m_all) {
-    if (!made.names.empty()) keys.emplace_back(host.KeyOf(made.node), &made);
-  }
   for (const machine::Change& change : changes.All()) {
     bool edited = false;
     bool asked = false;
-    for (const auto& [key, made] : keys) {
-      if (!IsValueOf(change, key)) continue;
+    for (const Assignment& made : m_all) {
+      if (made.names.empty() || !IsValueOf(change, made.key)) continue;
       edited = true;
-      asked = asked || Holds(made->names, change.name);
+      asked = asked || Holds(made.names, change.name);
     }
     if (!edited || asked) continue;
     std::string note = Replaced(change);
@@ -206,28 +201,31 @@ Edits::Report Edits::Look(Host& host, const StoredChanges& changes, bool withNod
   Report report;
   const std::string front = host.NodePath();
   const Host::WaitingEdits waiting = host.Waiting();
-  std::string why;
+  std::string ignored;
+  // By node and reason, so that a list of boxes with one reason gives one sentence.
+  std::vector<std::pair<std::string, std::vector<std::string>>> notStored;
   for (const Assignment& made : m_all) {
-    if (!made.names.empty() && made.node != host.NodePath()) host.Select(made.node, why);
+    if (!made.names.empty() && made.node != host.NodePath()) host.Select(made.node, ignored);
     const Verdict verdict = Judge(host, made, changes);
-    const std::string result = Describe(verdict);
     const std::string said = made.caption + "=" + OneLine(made.value);
-    if (!made.names.empty()) report.text += (withNodes ? made.node + ": " : "") + said + ": " + result + "\n";
-    if (verdict.kind == Verdict::Kind::NotStored) {
-      report.notStored.push_back("\"" + said + "\" of \"" + made.node + "\" was not stored: " + verdict.why +
-                                 ".");
-    }
     report.json.push_back({{"node", made.node},
                            {"caption", made.caption},
                            {"value", made.value},
-                           {"result", result.substr(0, std::min(result.find(": "), result.find(" as ")))},
+                           {"result", kResults[static_cast<size_t>(verdict.kind)]},
                            {"stored", verdict.stored},
                            {"shown", verdict.shown},
                            {"why", verdict.why}});
+    if (made.names.empty()) continue;
+    report.text += (withNodes ? made.node + ": " : "") + said + ": " + Describe(verdict) + "\n";
+    if (verdict.kind != Verdict::Kind::NotStored) continue;
+    const std::string rest = " of \"" + made.node + "\" not stored: " + verdict.why + ".";
+    if (notStored.empty() || notStored.back().first != rest) notStored.push_back({rest, {}});
+    notStored.back().second.push_back(said);
   }
+  for (const auto& [rest, edits] : notStored) report.notStored.push_back(AllOf(edits) + rest);
   // To look at a page is no edit.
-  if (host.NodePath() != front) host.Select(front, why);
+  if (host.NodePath() != front) host.Select(front, ignored);
   host.PutBack(waiting);
-  report.notes = Besides(host, changes);
+  report.notes = Besides(changes);
   return report;
 }

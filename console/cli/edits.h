@@ -31,6 +31,7 @@ class Edits {
  private:
   struct Assignment {
     std::string node;
+    std::string key;  // under HKEY_LOCAL_MACHINE
     std::string caption;
     std::string value;   // as it was given
     std::string asked;   // what the control is to show for it
@@ -50,7 +51,7 @@ class Edits {
   };
   static Verdict Judge(const Host& host, const Assignment& assignment, const StoredChanges& changes);
   static std::string Describe(const Verdict& verdict);
-  std::vector<std::string> Besides(const Host& host, const StoredChanges& changes) const;
+  std::vector<std::string> Besides(const StoredChanges& changes) const;
 
   std::vector<Assignment> m_all;
 };

@@ -43,6 +43,8 @@ for name in ' blanks ' 'a,b' "$(printf 'y%.0s' {1..255})" 'grüße'; do
   expect 0 '^\s*$' user add "$name"
   expect 0 "(?m)^$name\$" user list
 done
+expect 0 '^\s*$' user add jörg
+expect 0 '"JÖRG" and "jörg" are one user' user add JÖRG
 
 expect 0 '^\s*$' range add 10.0.0.1 10.0.0.9
 expect 0 'lies before' range add 10.0.0.9-10.0.0.1
@@ -51,6 +53,8 @@ expect 1 'takes four numbers' range add 10.0.0.256
 expect 0 '^\s*$' range copy 10.0.0.1-10.0.0.9 10.0.0.7
 expect 0 '(?m)^10.0.0.1-10.0.0.9\n10.0.0.7-10.0.0.7\n10.0.0.9-10.0.0.1$' range list
 expect 0 '^\s*$' range delete 10.0.0.9-10.0.0.1
+expect 0 '^\s*$' range add ''
+expect 0 '(?m)^0.0.0.0-0.0.0.0$' range list
 
 expect 0 'listed as "BUILTIN\\Users"' group add users
 expect 0 '^\s*$' group add 'BUILTIN\Guests'
@@ -77,7 +81,7 @@ input=$'node Users\nanswer User Name=joe\nanswer OK\npress New User\nnode Config
 answer No\npath '$home$'/saved.xml\npress Export Settings'
 expect 0 'Settings saved' run -
 expect 0 'HomeDir  REG_SZ  44 3A 5C' reg query 'HKLM\Software\TesselWorks\SSHD\Users\joe'
-grep -A9 'k name="joe"' "$home/saved.xml" | grep -q 'HomeDir" value="D:' || { echo "FAILED: the file lacks joe's settings"; failures=$((failures + 1)); }
+grep -A4 'k name="joe"' "$home/saved.xml" | grep -q 'HomeDir" value="D:' || { echo "FAILED: the file lacks joe's settings"; failures=$((failures + 1)); }
 
 # The tree stands as the lists do, in the pages' order, and follows Apply and Cancel.
 for name in b_z bay; do expect 0 '' user add "$name"; done

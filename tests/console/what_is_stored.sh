@@ -49,10 +49,79 @@ expect 0 'Home Directory=D:\\HOME: stored\nUser Session Limit=on: stored\n' \
   set Users::joe 'Home Directory=D:\HOME' 'User Session Limit=on'
 algorithms=$("$program" --json show 'General Settings::Cipher' | grep -oP '"text": "\K[^"]+')
 mapfile -t off < <(sed 's/$/=off/' <<<"$algorithms")
+expect 0 'blowfish=off: stored\n' set 'General Settings::Cipher' blowfish=off
 expect 0 'aes256-ctr=off: stored as CiphersUsed=, shown as on\n' set 'General Settings::Cipher' "${off[@]}"
 stored '' CiphersUsed ''
 expect 0 'Allow SSH1 protocol=on: stored as AllowSSH1Protocol=no, shown as off\nFIPS Mode=on: stored\n' \
-  set 'General Settings' 'FIPS Mode=off' 'Allow SSH1 protocol=on' 'FIPS Mode=on'
+  set 'General Settings' 'Allow SSH1 protocol=on' 'FIPS Mode=on'
+expect 0 'FIPS Mode=off: stored\n' set 'General Settings' 'FIPS Mode=off'
+
+# What the page takes for no difference is told, and the rest of the command counts.
+printf '<?xml version="1.0" encoding="UTF-8"?>\r\n<registry>\r\n<product name="Tessel Marrowen SSH Server"/>\r\n' >"$home/odd.xml"
+printf '<k name="HKEY_LOCAL_MACHINE"><k name="SOFTWARE"><k name="TesselWorks"><k name="SSHD">' >>"$home/odd.xml"
+printf '<v name="SessionLimit" value="20000"/><v name="CiphersUsed" value="AES128-CTR"/>' >>"$home/odd.xml"
+printf '<v name="SplashBanner" value="%05000d"/></k></k></k></k></registry>' 0 >>"$home/odd.xml"
+expect 0 'imported' import "$home/odd.xml"
+expect 1 'Maximum Connections=10000: not stored: the page takes it for no difference .*SessionLimit="20000"' \
+  set 'General Settings' 'Maximum Connections=10000'
+expect 1 'aes128-ctr=on: not stored: .*CiphersUsed="AES128-CTR"' set 'General Settings::Cipher' aes128-ctr=on
+expect 0 'Prompt=x: stored\nSplashBanner held 5000 bytes, which the page can.t show; it is empty now\.\n' set Banner Prompt=x
+expect 0 '"after": "y",\n.*"typeAfter": "REG_SZ"\n.*\n.*\n.*\n\}' --json set Banner Prompt=y
+expect 1 '"result": "not stored"' --json set Users::joe 'Home Directory=d:\home'
+
+# A refusal ends the command with nothing applied.
+expect 1 'takes digits only' set Users::joe minutes=7 hours=x
+stored '\Users\joe' IdleSessionTimeOut 5400
+
+# Buttons, and each "apply" of a script, tell what they have stored; a script what it has left.
+expect 0 '^16 values and 3 keys stored\.\n$' press Users 'New User' --fill 'User Name=kim' --press OK
+expect 0 '^16 values and 3 keys removed\.\n$' press Users 'Delete User' --select Users=kim --press Yes
+script 0 '^Banner: Prompt=q: stored\nAuthentication: Password=off: stored\n2 values stored\.\nNothing was stored\.\n$' \
+  $'node Banner\nset Prompt=q\nnode Authentication\nset Password=off\napply\napply'
+script 1 'without an "apply" for what it edited of "Authentication" and "Banner"\.' \
+  $'node Authentication\nset Password=on\nnode Banner\nset Prompt=z\nnode Users'
+stored '' ConsentPrompt q
+script 0 '^General Settings::Cipher\n' $'node General Settings::Cipher\nshow'
+
+# One page lets edits wait on others.
+expect 0 '' set 'General Settings' 'Allow SSH1 protocol=off'
+script 0 'This changes "General Settings::Cipher" and "General Settings::MAC" too\.' \
+  $'node General Settings::Cipher\nnode General Settings::MAC\nnode General Settings\nset Allow SSH1 protocol=on\napply'
+
+# A key that is gone when Apply comes leaves nothing of the whole Apply.
+mkfifo "$home/lines"
+"$program" run - <"$home/lines" >"$home/told" 2>&1 &
+running=$!
+exec 3>"$home/lines"
+printf 'node Users::joe\nset Home Directory=first\napply\n' >&3
+until "$program" reg query "$server\\Users\\joe" HomeDir | grep -q '66 69 72 73 74'; do sleep 0.05; done
+expect 0 '' user delete joe
+printf 'set Home Directory=second\nnode Banner\nset Prompt=lost\napply\n' >&3
+exec 3>&-
+wait "$running" && fail 'a script whose page could not open its key was done'
+grep -qP 'Line 7: "Users::joe" could not be stored: the key .*\\joe can.t be opened: .*\. Nothing was stored\.' "$home/told" ||
+  fail "a key that can't be opened: $(cat "$home/told")"
+stored '' ConsentPrompt q
+
+# Commands side by side lose nothing.
+together() { local running=() id; for id in $(jobs -rp); do running+=("$id"); done; for id in "${running[@]}"; do wait "$id" || fail "one of $1 failed"; done; }
+for i in 0 1 2 3 4 5 6 7 8 9; do "$program" user add "user$i" >/dev/null & done
+together 'ten users'
+expect 0 'user0\nuser1\nuser2\nuser3\nuser4\nuser5\nuser6\nuser7\nuser8\nuser9\n' user list
+"$program" --json show 'Access Control' | grep -oP '"name": "\K[^"]+' >"$home/boxes"
+while read -r box; do "$program" set 'Access Control' "$box=off" >/dev/null & done <"$home/boxes"
+together 'the settings of a page'
+"$program" show 'Access Control' | grep -q ' on$' && fail 'a setting was lost'
+
+# A home that can only be read is read by whoever may not write it; for this, root is another person.
+chmod -R a-w,a+rX "$home"
+reader=()
+[ -w "$home/store" ] && reader=(setpriv --reuid 65534 --regid 65534 --clear-groups)
+for words in tree 'show Users::user1' 'find HomeDir' 'user list'; do
+  "${reader[@]}" "$program" $words 2>&1 | grep -q 'Users::user1\|^user1$' || fail "a home that can only be read: $words"
+done
+"${reader[@]}" "$program" set Banner Prompt=no >/dev/null 2>&1 && fail 'a home that can only be read was written'
+chmod -R u+w "$home"
 
 [ "$failures" -eq 0 ] && echo "what is stored: all as expected"
 exit "$failures"
