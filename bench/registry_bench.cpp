@@ -87,23 +87,23 @@ class Bare {
  public:
   explicit Bare(const fs::path& folder) {
     fs::create_directory(folder);
-    Check(mdb_env_create(&env_) == 0, "mdb_env_create");
-    mdb_env_set_mapsize(env_, size_t{8} << 30);
-    Check(mdb_env_open(env_, folder.c_str(), MDB_NOTLS, 0600) == 0, "mdb_env_open");
+    Check(mdb_env_create(&m_env) == 0, "mdb_env_create");
+    mdb_env_set_mapsize(m_env, size_t{8} << 30);
+    Check(mdb_env_open(m_env, folder.c_str(), MDB_NOTLS, 0600) == 0, "mdb_env_open");
   }
-  ~Bare() { mdb_env_close(env_); }
+  ~Bare() { mdb_env_close(m_env); }
   Bare(const Bare&) = delete;
   Bare& operator=(const Bare&) = delete;
 
   void Write(const Names& names) {
     MDB_txn* txn = Begin(0);
-    Check(mdb_dbi_open(txn, nullptr, 0, &table_) == 0, "mdb_dbi_open");
+    Check(mdb_dbi_open(txn, nullptr, 0, &m_table) == 0, "mdb_dbi_open");
     for (const std::string& key : names.keys) {
       for (const std::string& value : names.values) {
         const std::string place = key + '\0' + value;
         MDB_val k = {place.size(), const_cast<char*>(place.data())};
         MDB_val data = {kSize, const_cast<char*>(kData)};
-        Check(mdb_put(txn, table_, &k, &data, 0) == 0, "mdb_put");
+        Check(mdb_put(txn, m_table, &k, &data, 0) == 0, "mdb_put");
       }
     }
     Check(mdb_txn_commit(txn) == 0, "mdb_txn_commit");
@@ -125,7 +125,7 @@ class Bare {
       std::memcpy(place + a.size() + 1, b.data(), b.size());
       MDB_val k = {a.size() + 1 + b.size(), place};
       MDB_val data;
-      Check(mdb_get(txn, table_, &k, &data) == 0, "mdb_get");
+      Check(mdb_get(txn, m_table, &k, &data) == 0, "mdb_get");
       std::memcpy(buffer, data.mv_data, data.mv_size);
     }
     mdb_txn_abort(txn);
@@ -135,7 +135,7 @@ class Bare {
   void Walk(bool copy) {
     MDB_txn* txn = Begin(MDB_RDONLY);
     MDB_cursor* cursor;
-    Check(mdb_cursor_open(txn, table_, &cursor) == 0, "mdb_cursor_open");
+    Check(mdb_cursor_open(txn, m_table, &cursor) == 0, "mdb_cursor_open");
     MDB_val key;
     MDB_val data;
     int count = 0;
@@ -162,11 +162,11 @@ class Bare {
  private:
   MDB_txn* Begin(unsigned flags) {
     MDB_txn* txn = nullptr;
-    Check(mdb_txn_begin(env_, nullptr, flags, &txn) == 0, "mdb_txn_begin");
+    Check(mdb_txn_begin(m_env, nullptr, flags, &txn) == 0, "mdb_txn_begin");
     return txn;
   }
-  MDB_env* env_ = nullptr;
-  MDB_dbi table_ = 0;
+  MDB_env* m_env = nullptr;
+  MDB_dbi m_table = 0;
 };
 
 std::vector<HKEY> MakeKeys(const Names& names) {

@@ -43,24 +43,24 @@ double PrivateMemory() {
 // The most private memory above what there was at the start.
 class MemoryWatch {
  public:
-  MemoryWatch() : thread_([this] { Run(); }) {}
+  MemoryWatch() : m_thread([this] { Run(); }) {}
   double Peak() {
-    stop_ = true;
-    thread_.join();
-    return peak_ - start_;
+    m_stop = true;
+    m_thread.join();
+    return m_peak - m_start;
   }
 
  private:
   void Run() {
-    while (!stop_) {
-      peak_ = std::max(peak_, PrivateMemory());
+    while (!m_stop) {
+      m_peak = std::max(m_peak, PrivateMemory());
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
   }
-  double start_ = PrivateMemory();
-  double peak_ = start_;
-  std::atomic<bool> stop_ = false;
-  std::thread thread_;
+  double m_start = PrivateMemory();
+  double m_peak = m_start;
+  std::atomic<bool> m_stop = false;
+  std::thread m_thread;
 };
 
 struct Counts {

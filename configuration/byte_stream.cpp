@@ -17,38 +17,38 @@ constexpr size_t kLargestTransfer = 1 << 30;  // ReadFile and WriteFile count in
 
 class FileSource : public ByteSource {
  public:
-  FileSource(HANDLE file, const CString& name) : file_(file), name_(name) {}
+  FileSource(HANDLE file, const CString& name) : m_file(file), m_name(name) {}
   FileSource(const FileSource&) = delete;
   FileSource& operator=(const FileSource&) = delete;
-  ~FileSource() override { CloseHandle(file_); }
+  ~FileSource() override { CloseHandle(m_file); }
 
   size_t Read(std::span<char> buffer) override {
     DWORD got = 0;
     const auto wanted = static_cast<DWORD>(std::min(buffer.size(), kLargestTransfer));
-    if (!ReadFile(file_, buffer.data(), wanted, &got, nullptr)) {
-      throw FileError(name_ + " can't be read to its end.", GetLastError());
+    if (!ReadFile(m_file, buffer.data(), wanted, &got, nullptr)) {
+      throw FileError(m_name + " can't be read to its end.", GetLastError());
     }
     return got;
   }
 
  private:
-  HANDLE file_;
-  CString name_;
+  HANDLE m_file;
+  CString m_name;
 };
 
 class BytesInMemory : public ByteSource {
  public:
-  explicit BytesInMemory(std::string_view bytes) : bytes_(bytes) {}
+  explicit BytesInMemory(std::string_view bytes) : m_bytes(bytes) {}
 
   size_t Read(std::span<char> buffer) override {
-    const size_t count = std::min(buffer.size(), bytes_.size());
-    std::copy_n(bytes_.data(), count, buffer.data());
-    bytes_.remove_prefix(count);
+    const size_t count = std::min(buffer.size(), m_bytes.size());
+    std::copy_n(m_bytes.data(), count, buffer.data());
+    m_bytes.remove_prefix(count);
     return count;
   }
 
  private:
-  std::string_view bytes_;
+  std::string_view m_bytes;
 };
 
 }  // namespace
@@ -77,40 +77,40 @@ bool FileSink::Open(const CString& name) {
                                                        nullptr);
   const LocalMemory<void> owner(descriptor);
   SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor, FALSE};
-  file_ = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes,
-                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  name_ = name;
-  return file_ != INVALID_HANDLE_VALUE;
+  m_file = CreateFileA(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes,
+                       CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  m_name = name;
+  return m_file != INVALID_HANDLE_VALUE;
 }
 
 void FileSink::Write(std::string_view bytes) {
-  if (buffer_.size() + bytes.size() > kSinkBuffer) Flush();
-  buffer_ += bytes;
+  if (m_buffer.size() + bytes.size() > kSinkBuffer) Flush();
+  m_buffer += bytes;
 }
 
 void FileSink::Flush() {
-  std::string_view rest = buffer_;
+  std::string_view rest = m_buffer;
   while (!rest.empty()) {
     DWORD written = 0;
     const auto wanted = static_cast<DWORD>(std::min(rest.size(), kLargestTransfer));
-    if (!WriteFile(file_, rest.data(), wanted, &written, nullptr) || written == 0) {
+    if (!WriteFile(m_file, rest.data(), wanted, &written, nullptr) || written == 0) {
       const DWORD code = GetLastError();
-      buffer_.clear();
-      throw FileError(name_ + " can't be written to its end.", code);
+      m_buffer.clear();
+      throw FileError(m_name + " can't be written to its end.", code);
     }
     rest.remove_prefix(written);
   }
-  buffer_.clear();
+  m_buffer.clear();
 }
 
 void FileSink::Close() {
-  if (file_ == INVALID_HANDLE_VALUE) return;
+  if (m_file == INVALID_HANDLE_VALUE) return;
   struct Closer {
     HANDLE& file;
     ~Closer() {
       CloseHandle(file);
       file = INVALID_HANDLE_VALUE;
     }
-  } closer{file_};
+  } closer{m_file};
   Flush();
 }

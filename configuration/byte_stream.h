@@ -57,7 +57,7 @@ class FileSink {
  private:
   void Flush();
 
-  HANDLE file_ = INVALID_HANDLE_VALUE;
-  CString name_;
-  CString buffer_;
+  HANDLE m_file = INVALID_HANDLE_VALUE;
+  CString m_name;
+  CString m_buffer;
 };

@@ -73,30 +73,30 @@ SettingsChange KeyChange(ChangeKind kind, const CString& key) { return {kind, ke
 class PathTarget : public SettingsTarget {
  public:
   bool Open(const CString& hive, const CString& path, size_t depth, UniqueKey& key) override {
-    paths_.push_back(path.empty() ? hive : hive + "\\" + path);
+    m_paths.push_back(path.empty() ? hive : hive + "\\" + path);
     return depth <= kDeepestKey && Enter(hive, path, key);
   }
-  void Leave() override { paths_.pop_back(); }
+  void Leave() override { m_paths.pop_back(); }
 
  protected:
   virtual bool Enter(const CString& hive, const CString& path, UniqueKey& key) = 0;
-  const CString& Path() const { return paths_.back(); }
+  const CString& Path() const { return m_paths.back(); }
 
  private:
-  CStringList paths_;
+  CStringList m_paths;
 };
 
 class PreviewTarget : public PathTarget {
  public:
-  PreviewTarget(const CStringList* pairs, const ChangeVisitor& visit) : pairs_(pairs), visit_(visit) {}
+  PreviewTarget(const CStringList* pairs, const ChangeVisitor& visit) : m_pairs(pairs), m_visit(visit) {}
 
   void Store(const KeyFrame& frame, const CString& name, const CString& typeName,
              const CString& text) override {
     SnapshotValue after{name, RegTypeFromName(typeName), {}, false};
-    after.data = ParseRegValue(SubstituteTokens(text, pairs_), after.type);
+    after.data = ParseRegValue(SubstituteTokens(text, m_pairs), after.type);
     if (after.data.empty()) return;
     const auto before = ReadValue(frame.key.get(), name);
-    visit_(ChangeBetween(Path(), name, before ? &*before : nullptr, &after));
+    m_visit(ChangeBetween(Path(), name, before ? &*before : nullptr, &after));
   }
 
   // An import protects anew. Only a text as long as the user's name can be opened again afterwards.
@@ -109,27 +109,27 @@ class PreviewTarget : public PathTarget {
       const bool same = clear == (IsStampName(name) ? entropy : text) && text.size() == entropy.size();
       change.kind = same ? ChangeKind::Same : ChangeKind::Changed;
     }
-    visit_(change);
+    m_visit(change);
   }
 
  protected:
   bool Enter(const CString& hive, const CString& path, UniqueKey& key) override {
     const LSTATUS status = OpenHivePath(hive, path, key);
-    if (status == ERROR_FILE_NOT_FOUND && made_.insert(Lowered(Path())).second) {
-      visit_(KeyChange(ChangeKind::Added, Path()));
+    if (status == ERROR_FILE_NOT_FOUND && m_made.insert(Lowered(Path())).second) {
+      m_visit(KeyChange(ChangeKind::Added, Path()));
     }
     return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND;
   }
 
  private:
-  const CStringList* pairs_;
-  const ChangeVisitor& visit_;
-  std::set<CString> made_;
+  const CStringList* m_pairs;
+  const ChangeVisitor& m_visit;
+  std::set<CString> m_made;
 };
 
 class SnapshotTarget : public PathTarget {
  public:
-  explicit SnapshotTarget(SettingsSnapshot& snapshot) : snapshot_(snapshot) {}
+  explicit SnapshotTarget(SettingsSnapshot& snapshot) : m_snapshot(snapshot) {}
 
   void Store(const KeyFrame&, const CString& name, const CString& typeName, const CString& text) override {
     const DWORD type = RegTypeFromName(typeName);
@@ -147,11 +147,11 @@ class SnapshotTarget : public PathTarget {
 
  private:
   SnapshotKey& Key() {
-    SnapshotKey& key = snapshot_[Lowered(Path())];
+    SnapshotKey& key = m_snapshot[Lowered(Path())];
     if (key.path.empty()) key.path = Path();
     return key;
   }
-  SettingsSnapshot& snapshot_;
+  SettingsSnapshot& m_snapshot;
 };
 
 // Visits all keys of both maps in order: the newer of what they hold, then both, null for what one lacks.
@@ -224,7 +224,7 @@ class LossWalk {
  public:
   LossWalk(const CStringList* outward, const CStringList* inward, bool withCredentials,
            const std::function<void(const SettingsLoss&)>& visit)
-      : outward_(outward), inward_(inward), withCredentials_(withCredentials), visit_(visit) {}
+      : m_outward(outward), m_inward(inward), withCredentials_(withCredentials), m_visit(visit) {}
 
   // `entropy` is null outside PAD; `padLevel` counts from 1 in PAD itself.
   void Tree(const CString& path, const CString& name, HKEY key, const CString* entropy, int padLevel);
@@ -234,17 +234,17 @@ class LossWalk {
   void Record(const CString& path, const CString& name, std::span<const BYTE> data, const CString& entropy);
   CString WhyNotBack(const ValueEntry& entry, std::span<const BYTE> data) const;
 
-  const CStringList* outward_;
-  const CStringList* inward_;
+  const CStringList* m_outward;
+  const CStringList* m_inward;
   bool withCredentials_;
-  const std::function<void(const SettingsLoss&)>& visit_;
+  const std::function<void(const SettingsLoss&)>& m_visit;
 };
 
 void LossWalk::Tree(const CString& path, const CString& name, HKEY key, const CString* entropy,
                     int padLevel) {
-  const CString written = SubstituteTokens(XmlEscape(name), outward_);
-  if (!IsPlain(written) && ReadBack("<k name=\"" + written + "\">\r\n</k>", inward_).path != name) {
-    visit_({path, {}, "The key's name does not come back, and what is in the key goes astray."});
+  const CString written = SubstituteTokens(XmlEscape(name), m_outward);
+  if (!IsPlain(written) && ReadBack("<k name=\"" + written + "\">\r\n</k>", m_inward).path != name) {
+    m_visit({path, {}, "The key's name does not come back, and what is in the key goes astray."});
     return;
   }
   KeyInfo info;
@@ -270,10 +270,10 @@ void LossWalk::Tree(const CString& path, const CString& name, HKEY key, const CS
 
 void LossWalk::Value(const CString& path, const CString& name, DWORD type, std::span<const BYTE> data) {
   if (name.empty()) {
-    if (!data.empty()) visit_({path, CString(kDefaultName), "The default value of a key is not written."});
+    if (!data.empty()) m_visit({path, CString(kDefaultName), "The default value of a key is not written."});
     return;
   }
-  ValueEntry entry{name, SubstituteTokens(FormatRegValue(type, data), outward_), type};
+  ValueEntry entry{name, SubstituteTokens(FormatRegValue(type, data), m_outward), type};
   CString reason;
   if (name == kDefaultName) {
     reason = "A value with the name of a default value is not written.";
@@ -282,7 +282,7 @@ void LossWalk::Value(const CString& path, const CString& name, DWORD type, std::
   } else {
     reason = WhyNotBack(entry, data);
   }
-  if (!reason.empty()) visit_({path, name, reason});
+  if (!reason.empty()) m_visit({path, name, reason});
 }
 
 CString LossWalk::WhyNotBack(const ValueEntry& entry, std::span<const BYTE> data) const {
@@ -292,10 +292,10 @@ CString LossWalk::WhyNotBack(const ValueEntry& entry, std::span<const BYTE> data
   if (isText && IsPlain(entry.name) && IsPlain(entry.value)) return {};
   CString element;
   AppendValueElement(element, entry);
-  const ProbeTarget back = ReadBack(element, inward_);
+  const ProbeTarget back = ReadBack(element, m_inward);
   if (!back.found) return "It does not come back.";
   if (back.name != entry.name) return "It comes back under the name \"" + Shortened(back.name) + "\".";
-  const CString text = SubstituteTokens(back.text, inward_);
+  const CString text = SubstituteTokens(back.text, m_inward);
   const std::vector<BYTE> backData = ParseRegValue(text, back.type);
   if (SameData(entry.type, data, backData)) return {};
   return "It comes back as \"" + Shortened(FormatRegValue(entry.type, backData)) + "\".";
@@ -305,16 +305,16 @@ void LossWalk::Record(const CString& path, const CString& name, std::span<const 
                       const CString& entropy) {
   const auto clear = ReadCachedRecord(data, name, entropy);
   if (!clear) {
-    visit_({path, name, "It can't be deciphered, and comes back as a credential of its hexadecimal text."});
+    m_visit({path, name, "It can't be deciphered, and comes back as a credential of its hexadecimal text."});
     return;
   }
   CString element;
   AppendValueElement(element, {name, *clear, REG_BINARY});
   const ProbeTarget back = ReadBack(element, nullptr);
   if (!back.found || back.text != *clear) {
-    visit_({path, name, "The credential does not come back as it is."});
+    m_visit({path, name, "The credential does not come back as it is."});
   } else if (clear->size() != entropy.size()) {
-    visit_({path, name, "The credential comes back under a protection that no later export can open."});
+    m_visit({path, name, "The credential comes back under a protection that no later export can open."});
   }
 }
 

@@ -26,45 +26,45 @@ void ReadValues(HKEY key, const KeyInfo* info, std::vector<ValueEntry>& entries)
 class ExportWalk {
  public:
   ExportWalk(XmlWriter& writer, bool compact, const CStringList* pairs, const EngineCallbacks& ui)
-      : writer_(writer), compact_(compact), pairs_(pairs), ui_(ui) {}
+      : m_writer(writer), m_compact(compact), m_pairs(pairs), m_ui(ui) {}
 
   // `entropy` is null outside PAD.
   int Tree(const CString& keyName, HKEY key, const CString* entropy);
 
  private:
-  bool EscPressed() const { return walkCounter % kKeysPerTurn == 0 && ui_.turn && ui_.turn(walkCounter); }
+  bool EscPressed() const { return walkCounter % kKeysPerTurn == 0 && m_ui.turn && m_ui.turn(walkCounter); }
   void Values(HKEY key, const KeyInfo& info, const CString* entropy, XmlElement& element);
   void Value(const ValueEntry& entry, XmlElement& element);
   void Subkeys(HKEY key, const KeyInfo& info, const CString& name, const CString* entropy);
 
-  XmlWriter& writer_;
-  bool compact_;
-  const CStringList* pairs_;
-  const EngineCallbacks& ui_;
-  CString line_;
+  XmlWriter& m_writer;
+  bool m_compact;
+  const CStringList* m_pairs;
+  const EngineCallbacks& m_ui;
+  CString m_line;
 };
 
 int ExportWalk::Tree(const CString& keyName, HKEY key, const CString* entropy) {
-  if (entropy == nullptr && IsPadName(keyName) && !ui_.Ask(kAskAboutCachedKeys)) return 0;
+  if (entropy == nullptr && IsPadName(keyName) && !m_ui.Ask(kAskAboutCachedKeys)) return 0;
   KeyInfo info;
   if (!QueryKey(key, info)) return 0;
-  const CString name = SubstituteTokens(XmlEscape(keyName), pairs_);
-  XmlElement element(compact_ ? name : "k");
+  const CString name = SubstituteTokens(XmlEscape(keyName), m_pairs);
+  XmlElement element(m_compact ? name : "k");
   const bool named = !name.empty();
   // What the counts say decides, also where every value will be skipped.
-  const bool hasContents = info.subkeys > 0 || (!compact_ && info.values > 0);
-  if (named && !compact_) {
+  const bool hasContents = info.subkeys > 0 || (!m_compact && info.values > 0);
+  if (named && !m_compact) {
     element.SetAttribute("name", name);
-    hasContents ? element.WriteStart(writer_, 1, true, true) : element.WriteEmpty(writer_, 1, true, true);
+    hasContents ? element.WriteStart(m_writer, 1, true, true) : element.WriteEmpty(m_writer, 1, true, true);
   }
   if (EscPressed()) return 0;
   ++walkCounter;
   Values(key, info, entropy, element);
-  if (named && compact_) {
-    hasContents ? element.WriteStart(writer_, 1, true, true) : element.WriteEmpty(writer_, 1, true, true);
+  if (named && m_compact) {
+    hasContents ? element.WriteStart(m_writer, 1, true, true) : element.WriteEmpty(m_writer, 1, true, true);
   }
   Subkeys(key, info, name, entropy);
-  if (named && hasContents) element.WriteEnd(writer_, -1, true, true);
+  if (named && hasContents) element.WriteEnd(m_writer, -1, true, true);
   return 1;
 }
 
@@ -76,7 +76,7 @@ void ExportWalk::Values(HKEY key, const KeyInfo& info, const CString* entropy, X
       auto clear = ReadCachedRecord(ParseRegValue(entry.value, entry.type), entry.name, *entropy);
       if (clear) entry.value = std::move(*clear);
     } else {
-      entry.value = SubstituteTokens(std::move(entry.value), pairs_);
+      entry.value = SubstituteTokens(std::move(entry.value), m_pairs);
       if (entry.name == kDefaultName || entry.value == kValueNotSet) continue;
     }
     Value(entry, element);
@@ -84,15 +84,15 @@ void ExportWalk::Values(HKEY key, const KeyInfo& info, const CString* entropy, X
 }
 
 void ExportWalk::Value(const ValueEntry& entry, XmlElement& element) {
-  if (compact_) {
+  if (m_compact) {
     element.SetAttribute(XmlEscape(entry.name), XmlEscape(entry.value));
     return;
   }
   // As XmlElement::WriteEmpty does, but into one line that is used again: a file can have millions of them.
-  line_.assign(static_cast<size_t>(writer_.indent) + 1, ' ');
-  AppendValueElement(line_, entry);
-  line_ += "\r\n";
-  writer_.Write(line_);
+  m_line.assign(static_cast<size_t>(m_writer.indent) + 1, ' ');
+  AppendValueElement(m_line, entry);
+  m_line += "\r\n";
+  m_writer.Write(m_line);
 }
 
 void ExportWalk::Subkeys(HKEY key, const KeyInfo& info, const CString& name, const CString* entropy) {

@@ -21,10 +21,10 @@ bool SetValue(HKEY key, const char* name, DWORD type, const std::vector<BYTE>& d
 
 class RegistryTarget : public SettingsTarget {
  public:
-  RegistryTarget(const CStringList* pairs, const EngineCallbacks& ui) : pairs_(pairs), ui_(ui) {}
+  RegistryTarget(const CStringList* pairs, const EngineCallbacks& ui) : m_pairs(pairs), m_ui(ui) {}
 
   bool Open(const CString& hive, const CString& path, size_t depth, UniqueKey& key) override {
-    if (++keys_ % kKeysPerReport == 0 && ui_.progress && !ui_.progress(keys_)) {
+    if (++m_keys % kKeysPerReport == 0 && m_ui.progress && !m_ui.progress(m_keys)) {
       error = ERROR_CANCELLED;
       return false;
     }
@@ -41,7 +41,7 @@ class RegistryTarget : public SettingsTarget {
     }
     if (status == ERROR_SUCCESS) return true;
     error = static_cast<DWORD>(status);
-    ui_.Tell("couldn't create key " + hive + "\\" + path + "\r\nError = " + std::to_string(status) + ".");
+    m_ui.Tell("couldn't create key " + hive + "\\" + path + "\r\nError = " + std::to_string(status) + ".");
     return false;
   }
 
@@ -49,9 +49,9 @@ class RegistryTarget : public SettingsTarget {
              const CString& text) override {
     if (!frame.key) return;
     const DWORD type = RegTypeFromName(typeName);
-    const std::vector<BYTE> data = ParseRegValue(SubstituteTokens(text, pairs_), type);
+    const std::vector<BYTE> data = ParseRegValue(SubstituteTokens(text, m_pairs), type);
     if (!data.empty() && SetValue(frame.key.get(), RegistryName(name), type, data)) return;
-    ui_.Tell("couldn't set value " + name);
+    m_ui.Tell("couldn't set value " + name);
   }
 
   void StoreCached(const KeyFrame& frame, const CString& entropy, const CString& name,
@@ -63,9 +63,9 @@ class RegistryTarget : public SettingsTarget {
   DWORD error = ERROR_SUCCESS;  // why the import ended
 
  private:
-  const CStringList* pairs_;
-  const EngineCallbacks& ui_;
-  int keys_ = 0;
+  const CStringList* m_pairs;
+  const EngineCallbacks& m_ui;
+  int m_keys = 0;
 };
 
 }  // namespace

@@ -12,7 +12,7 @@ using text::EqualNoCase;
 class Walk {
  public:
   Walk(const CStringList* pairs, PadState& pad, SettingsTarget& target)
-      : pairs_(pairs), pad_(pad), target_(target) {}
+      : m_pairs(pairs), m_pad(pad), m_target(target) {}
 
   int Run(XmlReader& reader);
 
@@ -23,11 +23,11 @@ class Walk {
   void EndKey();
   void EndValue();
 
-  const CStringList* pairs_;
-  PadState& pad_;
-  SettingsTarget& target_;
-  std::vector<KeyFrame> frames_;
-  CString path_;  // the names of all frames but the first, joined by backslashes
+  const CStringList* m_pairs;
+  PadState& m_pad;
+  SettingsTarget& m_target;
+  std::vector<KeyFrame> m_frames;
+  CString m_path;  // the names of all frames but the first, joined by backslashes
   CString valueName_;
   CString valueText_;
   CString valueType_;
@@ -41,7 +41,7 @@ int Walk::Run(XmlReader& reader) {
   while (goOn_ && reader.Read() != 0) {
     switch (reader.GetNodeType()) {
       case XmlStartElement:
-        if (pad_.inside) ++pad_.depth;
+        if (m_pad.inside) ++m_pad.depth;
         break;
       case XmlAttribute:
         Attribute(XmlUnescape(reader.ElementName()), XmlUnescape(reader.AttributeName()),
@@ -78,48 +78,49 @@ void Walk::Attribute(std::string_view element, const CString& name, CString valu
 }
 
 void Walk::BeginKey(CString name) {
-  if (!frames_.empty()) {
-    if (frames_.size() > 1) path_ += '\\';
-    path_ += name;
+  if (!m_frames.empty()) {
+    if (m_frames.size() > 1) m_path += '\\';
+    m_path += name;
   }
-  frames_.push_back({std::move(name), nullptr});
-  KeyFrame& frame = frames_.back();
-  if (pad_.inside && pad_.depth == 1) pad_.entropy = frame.name;
-  if (!target_.Open(frames_.front().name, SubstituteTokens(path_, pairs_), frames_.size() - 1, frame.key)) {
+  m_frames.push_back({std::move(name), nullptr});
+  KeyFrame& frame = m_frames.back();
+  if (m_pad.inside && m_pad.depth == 1) m_pad.entropy = frame.name;
+  if (!m_target.Open(m_frames.front().name, SubstituteTokens(m_path, m_pairs), m_frames.size() - 1,
+                     frame.key)) {
     goOn_ = false;
   }
   if (padLevel_ > 0) {
     padLevel_ = std::min(padLevel_ + 1, 3);
   } else if (IsPadName(frame.name)) {
     padLevel_ = 1;
-    pad_.inside = true;
+    m_pad.inside = true;
   }
 }
 
 void Walk::End(std::string_view element) {
-  if (pad_.inside && pad_.depth-- == 0) pad_.inside = false;
-  if (frames_.empty()) return;
+  if (m_pad.inside && m_pad.depth-- == 0) m_pad.inside = false;
+  if (m_frames.empty()) return;
   if (EqualNoCase(element, "k")) EndKey();
   if (EqualNoCase(element, "v")) EndValue();
 }
 
 void Walk::EndKey() {
-  const size_t own = frames_.back().name.size();
-  frames_.pop_back();
-  const size_t separator = frames_.size() > 1 ? 1 : 0;
-  path_.resize(frames_.empty() ? 0 : path_.size() - own - separator);
+  const size_t own = m_frames.back().name.size();
+  m_frames.pop_back();
+  const size_t separator = m_frames.size() > 1 ? 1 : 0;
+  m_path.resize(m_frames.empty() ? 0 : m_path.size() - own - separator);
   padLevel_ = std::max(padLevel_ - 1, 0);
-  target_.Leave();
+  m_target.Leave();
 }
 
 void Walk::EndValue() {
-  const KeyFrame& frame = frames_.back();
+  const KeyFrame& frame = m_frames.back();
   const bool cached =
       (padLevel_ == 2 && IsDefaultName(valueName_)) || (padLevel_ == 3 && EqualNoCase(valueName_, "AD2"));
   if (cached) {
-    target_.StoreCached(frame, pad_.entropy, valueName_, valueText_);
+    m_target.StoreCached(frame, m_pad.entropy, valueName_, valueText_);
   } else {
-    target_.Store(frame, valueName_, valueType_, valueText_);
+    m_target.Store(frame, valueName_, valueType_, valueText_);
   }
   valueName_.clear();
   valueText_.clear();

@@ -50,7 +50,7 @@ int XmlReader::SetFileName(std::string_view name) {
 }
 
 int XmlReader::Close() {
-  file_.reset();
+  m_file.reset();
   isOpen_ = false;
   showErrors_ = false;
   return 1;
@@ -63,7 +63,7 @@ void XmlReader::GetAttribute(CString& outName, CString& outValue) const {
 
 int XmlReader::Read() {
   if (!isOpen_ && !Open()) return 0;
-  if (position_ == nullptr && !NextLine()) return 0;
+  if (m_position == nullptr && !NextLine()) return 0;
   for (;;) {
     switch (Scan()) {
       case Step::Done:
@@ -72,7 +72,7 @@ int XmlReader::Read() {
         return Fail();
       case Step::NeedMore:
         if (!Extend()) {
-          refusal_ = kTooLong;
+          m_refusal = kTooLong;
           return Fail();
         }
     }
@@ -80,31 +80,31 @@ int XmlReader::Read() {
 }
 
 int XmlReader::Fail() {
-  errorText_ = "Parse error in line " + std::to_string(lineNumber_) + " : (" + refusal_ + ")";
+  errorText_ = "Parse error in line " + std::to_string(lineNumber_) + " : (" + m_refusal + ")";
   if (showErrors_ && showMessage) showMessage(errorText_);
   return 0;
 }
 
 bool XmlReader::Open() {
-  file_ = open_(fileName_);
-  isOpen_ = file_ != nullptr;
-  buffer_.resize(kPiece + 1);
-  nextLine_ = dataEnd_ = buffer_.data();
-  position_ = nullptr;
+  m_file = m_open(fileName_);
+  isOpen_ = m_file != nullptr;
+  m_buffer.resize(kPiece + 1);
+  nextLine_ = dataEnd_ = m_buffer.data();
+  m_position = nullptr;
   sourceEnded_ = false;
   lineNumber_ = 0;
-  state_ = State::Outside;
+  m_state = State::Outside;
   errorText_.clear();
   elementName_ = attributeName_ = attributeValue_ = instructionName_ = {};
   return isOpen_;
 }
 
 bool XmlReader::NextLine() {
-  position_ = nextLine_;
-  FindLineEnd(position_);
-  if (!lineComplete_) FetchMore(buffer_.size());
-  if (lineComplete_ && nextLine_ == position_) {
-    position_ = nullptr;
+  m_position = nextLine_;
+  FindLineEnd(m_position);
+  if (!lineComplete_) FetchMore(m_buffer.size());
+  if (lineComplete_ && nextLine_ == m_position) {
+    m_position = nullptr;
     return false;
   }
   ++lineNumber_;
@@ -114,30 +114,30 @@ bool XmlReader::NextLine() {
 // The scanner ran into the end of the buffer inside a line: it starts its step again with more of the line.
 // False when the step would need more than one token may have.
 bool XmlReader::Extend() {
-  const auto held = static_cast<size_t>(dataEnd_ - position_);
+  const auto held = static_cast<size_t>(dataEnd_ - m_position);
   if (held > kLongestToken) return false;
-  FetchMore(std::max(buffer_.size(), held * 2));
+  FetchMore(std::max(m_buffer.size(), held * 2));
   return true;
 }
 
-// Moves the bytes from `position_` on to the front of the buffer, which gets `size` bytes, and reads until
+// Moves the bytes from `m_position` on to the front of the buffer, which gets `size` bytes, and reads until
 // the line ends or the buffer is full.
 void XmlReader::FetchMore(size_t size) {
   PinViews();
-  const auto held = static_cast<size_t>(dataEnd_ - position_);
-  if (size > buffer_.size()) {
+  const auto held = static_cast<size_t>(dataEnd_ - m_position);
+  if (size > m_buffer.size()) {
     std::vector<char> larger(size);
-    std::copy_n(position_, held, larger.begin());
-    buffer_.swap(larger);
+    std::copy_n(m_position, held, larger.begin());
+    m_buffer.swap(larger);
   } else {
-    std::memmove(buffer_.data(), position_, held);
+    std::memmove(m_buffer.data(), m_position, held);
   }
-  position_ = buffer_.data();
-  dataEnd_ = buffer_.data() + held;
-  char* const full = buffer_.data() + buffer_.size() - 1;
+  m_position = m_buffer.data();
+  dataEnd_ = m_buffer.data() + held;
+  char* const full = m_buffer.data() + m_buffer.size() - 1;
   do {
     char* const from = dataEnd_;
-    const size_t got = sourceEnded_ ? 0 : file_->Read({dataEnd_, full});
+    const size_t got = sourceEnded_ ? 0 : m_file->Read({dataEnd_, full});
     sourceEnded_ = got == 0;
     dataEnd_ += got;
     FindLineEnd(from);
@@ -153,7 +153,7 @@ void XmlReader::FindLineEnd(const char* from) {
   if (feed == nullptr) *dataEnd_ = '\n';
   // A return belongs to the feed behind it. At the end of the buffer that feed may still come.
   const bool feedFollows = feed != nullptr || !sourceEnded_;
-  if (feedFollows && lineEnd_ != position_ && lineEnd_[-1] == '\r') --lineEnd_;
+  if (feedFollows && lineEnd_ != m_position && lineEnd_[-1] == '\r') --lineEnd_;
 }
 
 // Copies what the views show, because the buffer's bytes are about to move.
@@ -172,21 +172,21 @@ void XmlReader::PinViews() {
 // the line or into the same fault.
 XmlReader::Step XmlReader::Scan() {
   nodeType_ = XmlNothing;
-  const char* at = position_;
+  const char* at = m_position;
   if (at == lineEnd_) return LineEnds();
-  if (state_ == State::Text) return ScanText(at);
-  if (state_ == State::Value) return ScanValue(at);
-  if (state_ != State::Outside) {
+  if (m_state == State::Text) return ScanText(at);
+  if (m_state == State::Value) return ScanValue(at);
+  if (m_state != State::Outside) {
     at = SkipSpace(at, lineEnd_);
     if (at == lineEnd_) return LineEnds();
-    if (state_ == State::Comment) return SkipUntil(at, "-->", XmlComment);
-    if (state_ == State::CData) return SkipUntil(at, "]]>", XmlCData);
+    if (m_state == State::Comment) return SkipUntil(at, "-->", XmlComment);
+    if (m_state == State::CData) return SkipUntil(at, "]]>", XmlCData);
   }
   return ScanTag(at);
 }
 
 XmlReader::Step XmlReader::ScanTag(const char* at) {
-  const bool inTag = state_ == State::Tag;
+  const bool inTag = m_state == State::Tag;
   switch (*at) {
     case '<':
       return inTag ? Refuse("Bad '<' symbol") : OpenTag(at + 1);
@@ -199,11 +199,11 @@ XmlReader::Step XmlReader::ScanTag(const char* at) {
       return FinishAt(end);
     }
     case '>':
-      state_ = State::Text;
+      m_state = State::Text;
       return FinishAt(at + 1);
     case '=':
       if (!inTag) return Refuse("Syntax error");
-      state_ = State::Value;
+      m_state = State::Value;
       return FinishAt(at + 1);
     default: {
       if (!inTag) return Refuse("Syntax error");
@@ -224,12 +224,12 @@ XmlReader::Step XmlReader::OpenTag(const char* at) {
   if (!lineComplete_ && rest.size() < kCDataOpens.size()) return Step::NeedMore;
   if (rest.empty()) return Refuse("'<' symbol not allowed at the end of a line");
   if (rest.substr(0, kCommentOpens.size()) == kCommentOpens) {
-    state_ = State::Comment;
+    m_state = State::Comment;
     nodeType_ = XmlComment;
     return FinishAt(at + kCommentOpens.size());
   }
   if (rest.substr(0, kCDataOpens.size()) == kCDataOpens) {
-    state_ = State::CData;
+    m_state = State::CData;
     nodeType_ = XmlCData;
     return FinishAt(at + kCDataOpens.size());
   }
@@ -248,7 +248,7 @@ XmlReader::Step XmlReader::OpenTag(const char* at) {
     nodeType_ = XmlStartElement;
     elementName_ = name;
   }
-  state_ = State::Tag;
+  m_state = State::Tag;
   return FinishAt(end);
 }
 
@@ -259,7 +259,7 @@ XmlReader::Step XmlReader::ScanText(const char* at) {
   if (end == lineEnd_) return FinishAt(end);
   if (*end != '<')
     return FinishAt(end + 1);  // a return inside the line: a run ends before and begins behind it
-  state_ = State::Outside;
+  m_state = State::Outside;
   return FinishAt(end);
 }
 
@@ -285,7 +285,7 @@ XmlReader::Step XmlReader::ScanValue(const char* at) {
     attributeValue_.remove_prefix(1);
   }
   nodeType_ = XmlAttribute;
-  state_ = State::Tag;
+  m_state = State::Tag;
   return FinishAt(*end == '>' ? end : end + 1);
 }
 
@@ -296,7 +296,7 @@ XmlReader::Step XmlReader::SkipUntil(const char* at, std::string_view close, Xml
     nodeType_ = node;
     return FinishAt(lineEnd_);
   }
-  state_ = State::Text;
+  m_state = State::Text;
   return FinishAt(at + found + close.size());
 }
 
@@ -312,16 +312,16 @@ void XmlReader::AppendValue(std::string_view run) {
 
 XmlReader::Step XmlReader::LineEnds() {
   if (!lineComplete_) return Step::NeedMore;
-  position_ = nullptr;
+  m_position = nullptr;
   return Step::Done;
 }
 
 XmlReader::Step XmlReader::FinishAt(const char* at) {
-  position_ = at;
+  m_position = at;
   return Step::Done;
 }
 
 XmlReader::Step XmlReader::Refuse(const char* why) {
-  refusal_ = why;
+  m_refusal = why;
   return Step::Failed;
 }

@@ -25,7 +25,7 @@ enum XmlNodeType : int {
 class XmlReader {
  public:
   // `open` gives the bytes of a file's name; tests and benches read from memory.
-  explicit XmlReader(SourceOpener open = OpenFileSource) : open_(std::move(open)) {}
+  explicit XmlReader(SourceOpener open = OpenFileSource) : m_open(std::move(open)) {}
   XmlReader(const XmlReader&) = delete;
   XmlReader& operator=(const XmlReader&) = delete;
   virtual ~XmlReader() = default;
@@ -82,18 +82,18 @@ class XmlReader {
   Step Refuse(const char* why);
   void AppendValue(std::string_view run);
 
-  SourceOpener open_;
-  std::unique_ptr<ByteSource> file_;
+  SourceOpener m_open;
+  std::unique_ptr<ByteSource> m_file;
   bool isOpen_ = false;
   bool showErrors_ = false;
   CString fileName_;
   CString errorText_;
-  const char* refusal_ = nullptr;
+  const char* m_refusal = nullptr;
 
-  // One piece of the file, with a line end behind the last byte as a stop for the scanner. `position_` is the
-  // next character of the line, null to ask for the next line.
-  std::vector<char> buffer_;
-  const char* position_ = nullptr;
+  // One piece of the file, with a line end behind the last byte as a stop for the scanner. `m_position` is
+  // the next character of the line, null to ask for the next line.
+  std::vector<char> m_buffer;
+  const char* m_position = nullptr;
   const char* lineEnd_ = nullptr;   // of what the buffer has of the line, without its line end
   bool lineComplete_ = false;       // the line ends there
   const char* nextLine_ = nullptr;  // behind the line's end; of use if the line is complete
@@ -102,7 +102,7 @@ class XmlReader {
   int lineNumber_ = 0;
 
   XmlNodeType nodeType_ = XmlNothing;
-  State state_ = State::Outside;
+  State m_state = State::Outside;
 
   // Views into the buffer, or, once its bytes are to move, into the texts behind them.
   std::string_view elementName_;

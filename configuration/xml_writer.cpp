@@ -18,11 +18,11 @@ void AppendAttribute(CString& tag, std::string_view name, std::string_view value
 
 int XmlWriter::Write(std::string_view text) {
   if (!isOpen_) {
-    isOpen_ = file_.Open(fileName_);
+    isOpen_ = m_file.Open(fileName_);
     if (!isOpen_) return 0;
   }
   WriteHeaderOnce();
-  file_.Write(text);
+  m_file.Write(text);
   return 1;
 }
 
@@ -33,7 +33,7 @@ void XmlWriter::SetFileName(std::string_view name) {
 int XmlWriter::Close() {
   indent = 0;
   headerWritten_ = false;
-  if (std::exchange(isOpen_, false)) file_.Close();
+  if (std::exchange(isOpen_, false)) m_file.Close();
   return 1;
 }
 
@@ -50,7 +50,7 @@ void XmlWriter::WriteHeaderOnce() {
 
 int XmlStringWriter::Write(std::string_view text) {
   WriteHeaderOnce();
-  buffer_ += text;
+  m_buffer += text;
   return 1;
 }
 
@@ -81,7 +81,7 @@ void XmlElement::GetAttributeValue(int index, CString& out) const {
 CString XmlElement::Tag(std::string_view open, std::string_view close, int blanks, bool newLine) const {
   CString tag(static_cast<size_t>(std::max(blanks, 0)), ' ');
   tag += open;
-  tag += name_;
+  tag += m_name;
   for (size_t i = 0; i < attributeNames_.size(); ++i)
     AppendAttribute(tag, attributeNames_[i], attributeValues_[i]);
   tag += close;
@@ -101,7 +101,7 @@ void XmlElement::WriteEmpty(XmlWriter& writer, int delta, bool doIndent, bool ne
 }
 
 void XmlElement::WriteEnd(XmlWriter& writer, int delta, bool doIndent, bool newLine) const {
-  writer.Write(XmlElement(name_).Tag("</", ">", doIndent ? writer.indent : 0, newLine));
+  writer.Write(XmlElement(m_name).Tag("</", ">", doIndent ? writer.indent : 0, newLine));
   writer.indent += delta;
 }
 

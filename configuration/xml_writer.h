@@ -36,7 +36,7 @@ class XmlWriter {
   void WriteHeaderOnce();
 
  private:
-  FileSink file_;
+  FileSink m_file;
   bool isOpen_ = false;
   bool headerWritten_ = false;
   CString fileName_;
@@ -46,11 +46,11 @@ class XmlWriter {
 class XmlStringWriter : public XmlWriter {
  public:
   int Write(std::string_view text) override;
-  const CString& GetBuffer() const { return buffer_; }
-  void ClearBuffer() { buffer_.clear(); }
+  const CString& GetBuffer() const { return m_buffer; }
+  void ClearBuffer() { m_buffer.clear(); }
 
  private:
-  CString buffer_;
+  CString m_buffer;
 };
 
 // An element's name and attributes. Attributes keep the order in which they were first set. `delta` is the
@@ -58,9 +58,9 @@ class XmlStringWriter : public XmlWriter {
 // of the write is not looked at: an export to a path that can't be opened runs to its end.
 class XmlElement {
  public:
-  explicit XmlElement(std::string_view name = {}) : name_(name) {}
+  explicit XmlElement(std::string_view name = {}) : m_name(name) {}
 
-  void SetName(std::string_view name) { name_ = name; }
+  void SetName(std::string_view name) { m_name = name; }
   // Replaces the value of an attribute of that name, compared with case, or appends the pair.
   void SetAttribute(std::string_view name, std::string_view value);
   bool HasAttribute(std::string_view name) const;
@@ -80,7 +80,7 @@ class XmlElement {
  private:
   CString Tag(std::string_view open, std::string_view close, int blanks, bool newLine) const;
 
-  CString name_;
+  CString m_name;
   std::vector<CString> attributeNames_;
   std::vector<CString> attributeValues_;
 };

@@ -18,19 +18,19 @@ namespace {
 class ScratchHome {
  public:
   ScratchHome()
-      : path_(std::filesystem::temp_directory_path() /
-              ("settings_import_fuzz_" + std::to_string(GetCurrentProcessId()))) {
-    if (!machine::OpenHome(path_.string())) std::abort();
+      : m_path(std::filesystem::temp_directory_path() /
+               ("settings_import_fuzz_" + std::to_string(GetCurrentProcessId()))) {
+    if (!machine::OpenHome(m_path.string())) std::abort();
   }
   ScratchHome(const ScratchHome&) = delete;
   ScratchHome& operator=(const ScratchHome&) = delete;
   ~ScratchHome() {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(m_path, ignored);
   }
 
  private:
-  std::filesystem::path path_;
+  std::filesystem::path m_path;
 };
 
 }  // namespace

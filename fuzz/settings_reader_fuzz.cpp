@@ -13,17 +13,17 @@ namespace {
 
 class Pieces : public ByteSource {
  public:
-  Pieces(std::string_view bytes, size_t piece) : bytes_(bytes), piece_(piece) {}
+  Pieces(std::string_view bytes, size_t piece) : m_bytes(bytes), m_piece(piece) {}
   size_t Read(std::span<char> buffer) override {
-    const size_t count = std::min({buffer.size(), piece_, bytes_.size()});
-    std::copy_n(bytes_.data(), count, buffer.data());
-    bytes_.remove_prefix(count);
+    const size_t count = std::min({buffer.size(), m_piece, m_bytes.size()});
+    std::copy_n(m_bytes.data(), count, buffer.data());
+    m_bytes.remove_prefix(count);
     return count;
   }
 
  private:
-  std::string_view bytes_;
-  size_t piece_;
+  std::string_view m_bytes;
+  size_t m_piece;
 };
 
 size_t Digest(std::string_view bytes, size_t piece) {

@@ -1,5 +1,6 @@
 #include "platform/embedded/changes.h"
 
+#include <memory>
 #include <span>
 
 #include "platform/embedded/answers.h"
@@ -51,12 +52,12 @@ std::string InCodePage(const std::string& text) { return IsPlain(text) ? text : 
 // The subkeys of a key, one after the other in their order; of key 0 none.
 class Subkeys {
  public:
-  Subkeys(Transaction& txn, KeyId key) : txn_(txn), key_(key) { Next(); }
+  Subkeys(Transaction& txn, KeyId key) : m_txn(txn), m_key(key) { Next(); }
   void Next() {
     id = 0;
-    if (key_ == 0 || SubkeyAt(txn_, key_, index_++, at_, &id) != 0) return;
+    if (m_key == 0 || SubkeyAt(m_txn, m_key, m_index++, m_at, &id) != 0) return;
     KeyInfo info;
-    if (LoadKey(txn_, id, info) != 0) id = 0;
+    if (LoadKey(m_txn, id, info) != 0) id = 0;
     name = info.name;
     folded = FoldedName(name).Text();
   }
@@ -66,10 +67,10 @@ class Subkeys {
   std::string folded;
 
  private:
-  Transaction& txn_;
-  KeyId key_;
-  DWORD index_ = 0;
-  Position at_;
+  Transaction& m_txn;
+  KeyId m_key;
+  DWORD m_index = 0;
+  Position m_at;
 };
 
 // A key with something changed: it came, went, became another of the same name, or stayed with the noted
@@ -84,7 +85,7 @@ struct Touched {
 class Comparison {
  public:
   Comparison(const EventStates& states, const std::function<void(const Change&)>& visit)
-      : before_(*states.before), now_(*states.now), made_until_(states.made_until), visit_(visit) {}
+      : m_before(*states.before), m_now(*states.now), m_madeUntil(states.made_until), m_visit(visit) {}
 
   void Run() {
     std::vector<Touched> all = TouchedKeys();
@@ -111,21 +112,21 @@ class Comparison {
     KeyInfo info;
     const std::vector<KeyId>& removed = notes->removed.Sorted();
     for (const KeyId key : removed) {
-      if (LoadKey(before_, key, info) != 0 || std::ranges::binary_search(removed, info.record.parent)) {
+      if (LoadKey(m_before, key, info) != 0 || std::ranges::binary_search(removed, info.record.parent)) {
         continue;
       }
-      all.push_back({PathOf(before_, key), key, 0});
+      all.push_back({PathOf(m_before, key), key, 0});
     }
-    for (KeyId key = Transaction::made_from; key < made_until_; ++key) {
-      if (LoadKey(now_, key, info) != 0 || info.record.parent >= Transaction::made_from) continue;
-      all.push_back({PathOf(now_, key), 0, key});
+    for (KeyId key = Transaction::made_from; key < m_madeUntil; ++key) {
+      if (LoadKey(m_now, key, info) != 0 || info.record.parent >= Transaction::made_from) continue;
+      all.push_back({PathOf(m_now, key), 0, key});
     }
     const std::span<const uint64_t> values = notes->values.Sorted();
     for (size_t i = 0, end = 0; i < values.size(); i = end) {
       const auto key = static_cast<KeyId>(values[i] >> 32);
       while (end < values.size() && values[end] >> 32 == key) ++end;
       if (std::ranges::binary_search(removed, key)) continue;
-      all.push_back({PathOf(before_, key), key, key, values.subspan(i, end - i)});
+      all.push_back({PathOf(m_before, key), key, key, values.subspan(i, end - i)});
     }
     return all;
   }
@@ -135,14 +136,14 @@ class Comparison {
       Change change{path.computer, InCodePage(path.key), true, "", std::nullopt, std::nullopt};
       if (before != 0) change.before.emplace();
       if (now != 0) change.after.emplace();
-      if (before == 0 || now == 0) visit_(change);
+      if (before == 0 || now == 0) m_visit(change);
       std::vector<std::string> names;
-      AddNames(before_, before, names);
-      AddNames(now_, now, names);
+      AddNames(m_before, before, names);
+      AddNames(m_now, now, names);
       CompareValues(path, before, now, names);
     }
-    Subkeys old(before_, before);
-    Subkeys young(now_, now);
+    Subkeys old(m_before, before);
+    Subkeys young(m_now, now);
     while (old.id != 0 || young.id != 0) {
       const int order = old.id == 0 ? 1 : young.id == 0 ? -1 : old.folded.compare(young.folded);
       CompareTrees(Below(path, order < 0 ? old.name : young.name), order <= 0 ? old.id : 0,
@@ -155,8 +156,8 @@ class Comparison {
   void CompareNoted(const Touched& one) {
     std::vector<std::string> names;
     for (const uint64_t place : one.values) {
-      NamesAt(before_, place, names);
-      NamesAt(now_, place, names);
+      NamesAt(m_before, place, names);
+      NamesAt(m_now, place, names);
     }
     CompareValues(one.path, one.before, one.now, names);
   }
@@ -179,14 +180,14 @@ class Comparison {
       if (last != nullptr && SameName(*last, *name)) continue;
       last = name;
       std::string spelling;
-      change.before = Stored(before_, before, *name, spelling);
-      change.after = Stored(now_, now, *name, spelling);
+      change.before = Stored(m_before, before, *name, spelling);
+      change.after = Stored(m_now, now, *name, spelling);
       if (change.before && change.after && change.before->type == change.after->type &&
           change.before->data == change.after->data) {
         continue;
       }
       change.name = InCodePage(spelling);
-      visit_(change);
+      m_visit(change);
     }
   }
 
@@ -198,10 +199,10 @@ class Comparison {
     return StoredValue{value.type, std::string(value.data)};
   }
 
-  Transaction& before_;
-  Transaction& now_;
-  KeyId made_until_;
-  const std::function<void(const Change&)>& visit_;
+  Transaction& m_before;
+  Transaction& m_now;
+  KeyId m_madeUntil;
+  const std::function<void(const Change&)>& m_visit;
 };
 
 // The paths of the keys whose records are not the same in both states, in order.
@@ -224,18 +225,24 @@ std::vector<std::string> Differing(const std::vector<KeyId>& keys, Transaction& 
   return texts;
 }
 
+// Never destroyed: an event may still end while the process does.
+std::unique_ptr<EventNotes>& NotesOfEvent() {
+  static auto& held = *new std::unique_ptr<EventNotes>;
+  return held;
+}
+
 }  // namespace
 
 void BeginNotes() {
   static uint32_t last_event = 0;
-  EndNotes();
-  notes = new EventNotes;
+  NotesOfEvent() = std::make_unique<EventNotes>();
+  notes = NotesOfEvent().get();
   if (++last_event == 0) last_event = 1;
   reading_event = last_event;
 }
 
 void EndNotes() {
-  delete notes;
+  NotesOfEvent().reset();
   notes = nullptr;
   reading_event = 0;
 }

@@ -16,20 +16,20 @@ template <typename Number>
 class NotedNumbers {
  public:
   void Add(Number number) {
-    if (!numbers_.empty() && numbers_.back() == number) return;
-    if (numbers_.size() >= limit_) limit_ = std::max(kSmallestLimit, 2 * Sorted().size());
-    numbers_.push_back(number);
+    if (!m_numbers.empty() && m_numbers.back() == number) return;
+    if (m_numbers.size() >= m_limit) m_limit = std::max(kSmallestLimit, 2 * Sorted().size());
+    m_numbers.push_back(number);
   }
   const std::vector<Number>& Sorted() {
-    std::ranges::sort(numbers_);
-    numbers_.erase(std::unique(numbers_.begin(), numbers_.end()), numbers_.end());
-    return numbers_;
+    std::ranges::sort(m_numbers);
+    m_numbers.erase(std::unique(m_numbers.begin(), m_numbers.end()), m_numbers.end());
+    return m_numbers;
   }
 
  private:
   static constexpr size_t kSmallestLimit = size_t{1} << 20;
-  std::vector<Number> numbers_;
-  size_t limit_ = kSmallestLimit;
+  std::vector<Number> m_numbers;
+  size_t m_limit = kSmallestLimit;
 };
 
 // Keys and values that the write transaction has made need no note: it tells their identifiers from others.

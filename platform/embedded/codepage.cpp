@@ -47,55 +47,56 @@ class Page {
  public:
   explicit Page(UINT page)
       : default_unit(page == 932 ? u'\u30FB' : u'?'),
-        decoder_(iconv_open("UTF-16LE", IconvName(page).c_str())),
-        encoder_(iconv_open(IconvName(page).c_str(), "UTF-16LE")) {
-    usable_ = decoder_ != kNone && encoder_ != kNone;
+        m_decoder(iconv_open("UTF-16LE", IconvName(page).c_str())),
+        m_encoder(iconv_open(IconvName(page).c_str(), "UTF-16LE")) {
+    m_usable = m_decoder != kNone && m_encoder != kNone;
     // Pages that are no superset of ASCII (EBCDIC, UTF-16) are none that a Windows computer can have.
-    for (char c = 1; usable_ && c > 0; ++c) {
+    for (char c = 1; m_usable && c > 0; ++c) {
       char16_t units[2];
-      usable_ = DecodeOne({&c, 1}, units) == 1 && units[0] == static_cast<char16_t>(c);
+      m_usable = DecodeOne({&c, 1}, units) == 1 && units[0] == static_cast<char16_t>(c);
     }
   }
   Page(const Page&) = delete;
   Page& operator=(const Page&) = delete;
   ~Page() {
-    if (decoder_ != kNone) iconv_close(decoder_);
-    if (encoder_ != kNone) iconv_close(encoder_);
+    if (m_decoder != kNone) iconv_close(m_decoder);
+    if (m_encoder != kNone) iconv_close(m_encoder);
   }
 
-  bool Usable() const { return usable_; }
+  bool Usable() const { return m_usable; }
 
   // What Windows puts for bytes that are no character of the page.
   const char16_t default_unit;
 
   // The units of the character that `bytes` are, 1 or 2; 0 for a wrong one, -1 for one that is not complete.
   int DecodeOne(std::string_view bytes, char16_t (&units)[2]) const {
-    iconv(decoder_, nullptr, nullptr, nullptr, nullptr);
+    iconv(m_decoder, nullptr, nullptr, nullptr, nullptr);
     char* from = const_cast<char*>(bytes.data());
     size_t left = bytes.size();
     char* to = reinterpret_cast<char*>(units);
     size_t room = sizeof units;
-    if (iconv(decoder_, &from, &left, &to, &room) == static_cast<size_t>(-1)) return errno == EINVAL ? -1 : 0;
+    if (iconv(m_decoder, &from, &left, &to, &room) == static_cast<size_t>(-1))
+      return errno == EINVAL ? -1 : 0;
     return static_cast<int>((sizeof units - room) / 2);
   }
 
   // The bytes of one character; empty when the page does not have it.
   std::string EncodeOne(std::u16string_view units) const {
-    iconv(encoder_, nullptr, nullptr, nullptr, nullptr);
+    iconv(m_encoder, nullptr, nullptr, nullptr, nullptr);
     char buffer[8];
     char* from = const_cast<char*>(reinterpret_cast<const char*>(units.data()));
     size_t left = units.size() * 2;
     char* to = buffer;
     size_t room = sizeof buffer;
-    if (iconv(encoder_, &from, &left, &to, &room) == static_cast<size_t>(-1)) return {};
+    if (iconv(m_encoder, &from, &left, &to, &room) == static_cast<size_t>(-1)) return {};
     return {buffer, sizeof buffer - room};
   }
 
  private:
   inline static const iconv_t kNone = reinterpret_cast<iconv_t>(-1);  // NOLINT: as iconv_open fails
-  iconv_t decoder_;
-  iconv_t encoder_;
-  bool usable_ = false;
+  iconv_t m_decoder;
+  iconv_t m_encoder;
+  bool m_usable = false;
 };
 
 const Page* PageOf(UINT number) {

@@ -32,23 +32,23 @@ std::optional<std::string> Lookup(DWORD flags, LPCVOID source, DWORD message) {
 class Arguments {
  public:
   Arguments(DWORD flags, va_list* arguments)
-      : array_((flags & FORMAT_MESSAGE_ARGUMENT_ARRAY) != 0 ? reinterpret_cast<const DWORD_PTR*>(arguments)
-                                                            : nullptr),
-        list_(array_ == nullptr ? arguments : nullptr) {}
+      : m_array((flags & FORMAT_MESSAGE_ARGUMENT_ARRAY) != 0 ? reinterpret_cast<const DWORD_PTR*>(arguments)
+                                                             : nullptr),
+        m_list(m_array == nullptr ? arguments : nullptr) {}
 
-  bool None() const { return array_ == nullptr && list_ == nullptr; }
+  bool None() const { return m_array == nullptr && m_list == nullptr; }
 
   DWORD_PTR At(size_t index) {
-    if (array_ != nullptr) return array_[index];
+    if (m_array != nullptr) return m_array[index];
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): FormatMessage's caller has started it
-    while (fetched_.size() <= index) fetched_.push_back(va_arg(*list_, DWORD_PTR));
-    return fetched_[index];
+    while (m_fetched.size() <= index) m_fetched.push_back(va_arg(*m_list, DWORD_PTR));
+    return m_fetched[index];
   }
 
  private:
-  const DWORD_PTR* array_;
-  va_list* list_;
-  std::vector<DWORD_PTR> fetched_;
+  const DWORD_PTR* m_array;
+  va_list* m_list;
+  std::vector<DWORD_PTR> m_fetched;
 };
 
 // An insert by the format between its marks, as printf knows it; nothing for one that is not known. The

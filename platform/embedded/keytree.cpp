@@ -18,17 +18,17 @@ namespace {
 // and the folded name.
 class ChildKey {
  public:
-  ChildKey(KeyId parent, std::string_view folded) : size_(sizeof parent + folded.size()) {
+  ChildKey(KeyId parent, std::string_view folded) : m_size(sizeof parent + folded.size()) {
     const KeyId ordered = __builtin_bswap32(parent);
-    std::memcpy(bytes_, &ordered, sizeof ordered);
-    std::memcpy(bytes_ + sizeof ordered, folded.data(), folded.size());
+    std::memcpy(m_bytes, &ordered, sizeof ordered);
+    std::memcpy(m_bytes + sizeof ordered, folded.data(), folded.size());
   }
-  std::string_view Text() const { return {bytes_, size_}; }
+  std::string_view Text() const { return {m_bytes, m_size}; }
 
  private:
   static_assert(std::endian::native == std::endian::little);
-  char bytes_[511];
-  size_t size_;
+  char m_bytes[511];
+  size_t m_size;
 };
 
 // The first place in `table` that could belong to the key.

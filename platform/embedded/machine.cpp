@@ -52,13 +52,13 @@ Outcome HomeFailed(const std::string& home, const std::string& why, int error) {
 // What is made is for its owner alone, and he can use it, whatever the umask.
 class PrivateFiles {
  public:
-  PrivateFiles() : old_(umask(077)) {}
-  ~PrivateFiles() { umask(old_); }
+  PrivateFiles() : m_old(umask(077)) {}
+  ~PrivateFiles() { umask(m_old); }
   PrivateFiles(const PrivateFiles&) = delete;
   PrivateFiles& operator=(const PrivateFiles&) = delete;
 
  private:
-  mode_t old_;
+  mode_t m_old;
 };
 
 // The folder of the home, for its owner alone. One that holds other files keeps its mode.

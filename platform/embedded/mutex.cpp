@@ -30,18 +30,18 @@ using embedded::Object;
 
 class SharedMutex {
  public:
-  SharedMutex(void* memory, int file) : mutex_(static_cast<pthread_mutex_t*>(memory)), file_(file) {}
+  SharedMutex(void* memory, int file) : m_mutex(static_cast<pthread_mutex_t*>(memory)), m_file(file) {}
   SharedMutex(const SharedMutex&) = delete;
   SharedMutex& operator=(const SharedMutex&) = delete;
 
   ~SharedMutex() {
-    if (depth_ > 0) {
+    if (m_depth > 0) {
       // Another thread that holds it has it in its list of robust mutexes: the memory must stay.
-      if (owner_ != GetCurrentThreadId()) return;
-      while (depth_ > 0) Release();
+      if (m_owner != GetCurrentThreadId()) return;
+      while (m_depth > 0) Release();
     }
-    munmap(mutex_, sizeof *mutex_);
-    if (file_ >= 0) close(file_);
+    munmap(m_mutex, sizeof *m_mutex);
+    if (m_file >= 0) close(m_file);
   }
 
   // To be called once, by whoever makes it, before anybody else can see it.
@@ -51,14 +51,14 @@ class SharedMutex {
     pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
     pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
     pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-    pthread_mutex_init(mutex_, &attributes);
+    pthread_mutex_init(m_mutex, &attributes);
     pthread_mutexattr_destroy(&attributes);
   }
 
   DWORD Wait(DWORD milliseconds) {
     int result = 0;
     if (milliseconds == INFINITE) {
-      result = pthread_mutex_lock(mutex_);
+      result = pthread_mutex_lock(m_mutex);
     } else {
       timespec until{};
       clock_gettime(CLOCK_MONOTONIC, &until);
@@ -68,32 +68,32 @@ class SharedMutex {
         until.tv_nsec -= 1000000000;
         until.tv_sec++;
       }
-      result = pthread_mutex_clocklock(mutex_, CLOCK_MONOTONIC, &until);
+      result = pthread_mutex_clocklock(m_mutex, CLOCK_MONOTONIC, &until);
     }
     if (result == ETIMEDOUT) return WAIT_TIMEOUT;
     if (result != 0 && result != EOWNERDEAD) return Fail(ERROR_INVALID_HANDLE), WAIT_FAILED;
     if (result == EOWNERDEAD) {
-      pthread_mutex_consistent(mutex_);
-      depth_ = 0;  // A thread of this process may have died with it.
+      pthread_mutex_consistent(m_mutex);
+      m_depth = 0;  // A thread of this process may have died with it.
     }
-    owner_ = GetCurrentThreadId();
-    depth_++;
+    m_owner = GetCurrentThreadId();
+    m_depth++;
     return result == EOWNERDEAD ? WAIT_ABANDONED : WAIT_OBJECT_0;
   }
 
   BOOL Release() {
-    if (depth_ == 0 || owner_ != GetCurrentThreadId()) return Fail(ERROR_NOT_OWNER);
-    depth_--;
-    if (depth_ == 0) owner_ = 0;
-    pthread_mutex_unlock(mutex_);
+    if (m_depth == 0 || m_owner != GetCurrentThreadId()) return Fail(ERROR_NOT_OWNER);
+    m_depth--;
+    if (m_depth == 0) m_owner = 0;
+    pthread_mutex_unlock(m_mutex);
     return TRUE;
   }
 
  private:
-  pthread_mutex_t* mutex_;
-  int file_;
-  std::atomic<DWORD> owner_ = 0;  // Of this process's threads; they alone are asked about.
-  std::atomic<int> depth_ = 0;
+  pthread_mutex_t* m_mutex;
+  int m_file;
+  std::atomic<DWORD> m_owner = 0;  // Of this process's threads; they alone are asked about.
+  std::atomic<int> m_depth = 0;
 };
 
 struct MutexHandle : Object {

@@ -144,26 +144,26 @@ FoldedName::FoldedName(std::string_view name) {
   size_t cut = 0;  // How much of a name that turns out too long is kept.
   char encoded[4];
   std::string_view rest = name;
-  for (; !rest.empty() && size_ < kRoom && static_cast<unsigned char>(rest.front()) < 0x80;
+  for (; !rest.empty() && m_size < kRoom && static_cast<unsigned char>(rest.front()) < 0x80;
        rest.remove_prefix(1)) {
-    bytes_[size_++] = UpperAscii(rest.front());
+    m_bytes[m_size++] = UpperAscii(rest.front());
   }
-  cut = size_;
+  cut = m_size;
   while (!rest.empty()) {
     const size_t length = Encode(TakeUpper(rest), encoded);
-    if (size_ + length > kCapacity) {
-      cut_ = true;
+    if (m_size + length > kCapacity) {
+      m_cut = true;
       break;
     }
-    std::memcpy(bytes_.data() + size_, encoded, length);
-    size_ += length;
-    if (size_ <= kRoom) cut = size_;
+    std::memcpy(m_bytes.data() + m_size, encoded, length);
+    m_size += length;
+    if (m_size <= kRoom) cut = m_size;
   }
-  if (!cut_) return;
+  if (!m_cut) return;
   digest = 14695981039346656037u;  // FNV-1a
   while (!name.empty()) digest = (digest ^ TakeUpper(name)) * 1099511628211u;
-  std::memcpy(bytes_.data() + cut, &digest, sizeof digest);
-  size_ = cut + sizeof digest;
+  std::memcpy(m_bytes.data() + cut, &digest, sizeof digest);
+  m_size = cut + sizeof digest;
 }
 
 }  // namespace embedded

@@ -22,15 +22,15 @@ size_t NameUnits(std::string_view name);   // Its length in 16-bit units.
 class FoldedName {
  public:
   explicit FoldedName(std::string_view name);
-  std::string_view Text() const { return {bytes_.data(), size_}; }
-  bool Cut() const { return cut_; }
+  std::string_view Text() const { return {m_bytes.data(), m_size}; }
+  bool Cut() const { return m_cut; }
 
  private:
   // 511 is LMDB's limit; the parent's identifier stands before the name.
   static constexpr size_t kCapacity = 511 - sizeof(uint32_t);
-  std::array<char, kCapacity> bytes_;
-  size_t size_ = 0;
-  bool cut_ = false;
+  std::array<char, kCapacity> m_bytes;
+  size_t m_size = 0;
+  bool m_cut = false;
 };
 
 }  // namespace embedded

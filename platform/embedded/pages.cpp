@@ -52,9 +52,9 @@ struct Meta {
 
 class Walk {
  public:
-  explicit Walk(const std::string& file) : file_(open(file.c_str(), O_RDONLY | O_CLOEXEC)) {}
+  explicit Walk(const std::string& file) : m_file(open(file.c_str(), O_RDONLY | O_CLOEXEC)) {}
   ~Walk() {
-    if (file_ >= 0) close(file_);
+    if (m_file >= 0) close(m_file);
   }
   Walk(const Walk&) = delete;
   Walk& operator=(const Walk&) = delete;
@@ -65,19 +65,19 @@ class Walk {
     for (size_t i = 0; i < 2; ++i) {
       Meta meta;
       const size_t place = sizeof(PageHeader) + i * newest.trees[0].pad;
-      if (pread(file_, &meta, sizeof meta, static_cast<off_t>(place)) != sizeof meta) return false;
+      if (pread(m_file, &meta, sizeof meta, static_cast<off_t>(place)) != sizeof meta) return false;
       if (i == 0 || meta.transaction > newest.transaction) newest = meta;
     }
-    page_size_ = newest.trees[0].pad;
-    if (page_size_ < 256 || page_size_ > 65536) return false;
+    m_pageSize = newest.trees[0].pad;
+    if (m_pageSize < 256 || m_pageSize > 65536) return false;
     return Present(newest.trees[0].root, 0) && Present(newest.trees[1].root, 0);
   }
 
  private:
   bool Read(uint64_t number, std::vector<char>& page) {
-    page.resize(page_size_);
-    const auto place = static_cast<off_t>(number * page_size_);
-    return pread(file_, page.data(), page_size_, place) == static_cast<ssize_t>(page_size_);
+    page.resize(m_pageSize);
+    const auto place = static_cast<off_t>(number * m_pageSize);
+    return pread(m_file, page.data(), m_pageSize, place) == static_cast<ssize_t>(m_pageSize);
   }
 
   bool Present(uint64_t root, int depth) {
@@ -86,7 +86,7 @@ class Walk {
     if (depth > kDeepest || !Read(root, page)) return false;
     PageHeader header;
     std::memcpy(&header, page.data(), sizeof header);
-    if (header.number != root || header.lower < sizeof header || header.lower > page_size_) return false;
+    if (header.number != root || header.lower < sizeof header || header.lower > m_pageSize) return false;
     if ((header.flags & (kBranchPage | kLeafPage)) == 0) return false;
     for (size_t at = sizeof header; at + sizeof(uint16_t) <= header.lower; at += sizeof(uint16_t)) {
       uint16_t offset;
@@ -98,20 +98,20 @@ class Walk {
 
   bool NodePresent(const std::vector<char>& page, size_t offset, bool branch, int depth) {
     NodeHeader node;
-    if (offset + sizeof node > page_size_) return false;
+    if (offset + sizeof node > m_pageSize) return false;
     std::memcpy(&node, page.data() + offset, sizeof node);
     const uint64_t low = node.low | uint64_t{node.high} << 16;
     if (branch) return Present(low | uint64_t{node.flags} << 32, depth + 1);
     const size_t data = offset + sizeof node + node.key_size;
     if ((node.flags & kBigData) != 0) {
       uint64_t first;
-      if (data + sizeof first > page_size_) return false;
+      if (data + sizeof first > m_pageSize) return false;
       std::memcpy(&first, page.data() + data, sizeof first);
       return OverflowPresent(first);
     }
     if ((node.flags & kSubTree) != 0) {
       Tree tree;
-      if (data + sizeof tree > page_size_) return false;
+      if (data + sizeof tree > m_pageSize) return false;
       std::memcpy(&tree, page.data() + data, sizeof tree);
       return Present(tree.root, depth + 1);
     }
@@ -128,8 +128,8 @@ class Walk {
     return pages > 0 && Read(first + pages - 1, page);
   }
 
-  int file_;
-  size_t page_size_ = 0;
+  int m_file;
+  size_t m_pageSize = 0;
 };
 
 }  // namespace

@@ -49,25 +49,26 @@ std::string DescriptorAt(const std::string& bytes, uint32_t offset) {
 
 class Reader {
  public:
-  Reader(hive_h* hive, const std::string& bytes) : hive_(hive), bytes_(bytes) {}
+  Reader(hive_h* hive, const std::string& bytes) : m_hive(hive), m_bytes(bytes) {}
 
   // False when the key is damaged. A damaged file may contain itself, or the same values in every key, and be
   // far larger in memory than on the disk.
   bool Read(hive_node_h node, int depth, HiveKey& key) {
     constexpr int kDeepest = 512;
     KeyCell cell;
-    if (depth > kDeepest || ++keys_ > bytes_.size() / sizeof cell || !Get(bytes_, node, cell)) return false;
+    if (depth > kDeepest || ++m_keys > m_bytes.size() / sizeof cell || !Get(m_bytes, node, cell))
+      return false;
     key.last_write = cell.time[0] | uint64_t{cell.time[1]} << 32;
-    key.descriptor = DescriptorAt(bytes_, cell.descriptor);
-    const Allocated<hive_value_h> values(hivex_node_values(hive_, node));
-    const Allocated<hive_node_h> children(hivex_node_children(hive_, node));
+    key.descriptor = DescriptorAt(m_bytes, cell.descriptor);
+    const Allocated<hive_value_h> values(hivex_node_values(m_hive, node));
+    const Allocated<hive_node_h> children(hivex_node_children(m_hive, node));
     if (!values || !children) return false;
     for (const hive_value_h* value = values.get(); *value != 0; ++value) {
       if (!ReadValue(*value, key.values.emplace_back())) return false;
     }
     for (const hive_node_h* child = children.get(); *child != 0; ++child) {
       HiveKey& below = key.subkeys.emplace_back();
-      const Allocated<char> name(hivex_node_name(hive_, *child));
+      const Allocated<char> name(hivex_node_name(m_hive, *child));
       if (!name || *name.get() == '\0') return false;
       below.name = name.get();
       if (!Read(*child, depth + 1, below)) return false;
@@ -77,25 +78,25 @@ class Reader {
 
  private:
   bool ReadValue(hive_value_h place, HiveValue& value) {
-    const Allocated<char> name(hivex_value_key(hive_, place));
+    const Allocated<char> name(hivex_value_key(m_hive, place));
     hive_type type{};
     size_t size = 0;
-    if (!name || hivex_value_type(hive_, place, &type, &size) != 0) return false;
-    data_ += size;
-    if (++values_ > bytes_.size() / sizeof(ValueCell) || data_ > bytes_.size()) return false;
+    if (!name || hivex_value_type(m_hive, place, &type, &size) != 0) return false;
+    m_data += size;
+    if (++m_values > m_bytes.size() / sizeof(ValueCell) || m_data > m_bytes.size()) return false;
     value.name = name.get();
     std::memcpy(&value.type, &type, sizeof value.type);  // Any number, not only those that hivex names.
     if (size == 0) return true;
-    const Allocated<char> data(hivex_value_value(hive_, place, &type, &size));
+    const Allocated<char> data(hivex_value_value(m_hive, place, &type, &size));
     if (data) value.data.assign(data.get(), size);
     return data != nullptr;
   }
 
-  hive_h* hive_;
-  const std::string& bytes_;
-  size_t keys_ = 0;
-  size_t values_ = 0;
-  size_t data_ = 0;  // Bytes of all values.
+  hive_h* m_hive;
+  const std::string& m_bytes;
+  size_t m_keys = 0;
+  size_t m_values = 0;
+  size_t m_data = 0;  // Bytes of all values.
 };
 
 std::string ReadFile(const std::string& path) {

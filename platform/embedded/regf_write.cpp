@@ -47,7 +47,7 @@ class Writer {
     AddDescriptors();
     const uint32_t root_at = AddKey(root, kNothing);
     CloseBin();
-    if (full_) return {};
+    if (m_full) return {};
     FileHeader header{};
     std::memcpy(header.magic, "regf", 4);
     header.sequences[0] = header.sequences[1] = 1;
@@ -55,72 +55,72 @@ class Writer {
     header.minor = 3;
     header.format = 1;
     header.root = root_at;
-    header.bins_size = static_cast<uint32_t>(bins_.size());
+    header.bins_size = static_cast<uint32_t>(m_bins.size());
     header.cluster = 1;
     header.checksum = Checksum(header);
     std::string file(kPage, '\0');
     Put(file, 0, header);
-    return file + bins_;
+    return file + m_bins;
   }
 
  private:
   void Count(const HiveKey& key) {
-    ++descriptors_[key.descriptor].keys;
+    ++m_descriptors[key.descriptor].keys;
     for (const HiveKey& below : key.subkeys) Count(below);
   }
 
   // What is left of the bin becomes a free cell.
   void CloseBin() {
-    if (used_ < bins_.size()) Put(bins_, used_, static_cast<int32_t>(bins_.size() - used_));
-    used_ = bins_.size();
+    if (m_used < m_bins.size()) Put(m_bins, m_used, static_cast<int32_t>(m_bins.size() - m_used));
+    m_used = m_bins.size();
   }
 
   // A cell for so many bytes, its size included; its offset. No cell goes beyond the end of its bin.
   uint32_t Add(size_t bytes) {
     constexpr size_t kLargestFile = 0x7FFFF000;
     const size_t size = (bytes + 7) & ~size_t{7};
-    if (full_ || bins_.size() + size + 2 * kPage > kLargestFile) {
-      full_ = true;
+    if (m_full || m_bins.size() + size + 2 * kPage > kLargestFile) {
+      m_full = true;
       return 0;
     }
-    if (used_ + size > bins_.size()) {
+    if (m_used + size > m_bins.size()) {
       CloseBin();
       const size_t bin = (sizeof(BinHeader) + size + kPage - 1) / kPage * kPage;
-      bins_.resize(used_ + bin);
-      Put(bins_, used_,
-          BinHeader{{'h', 'b', 'i', 'n'}, static_cast<uint32_t>(used_), static_cast<uint32_t>(bin), {}});
-      used_ += sizeof(BinHeader);
+      m_bins.resize(m_used + bin);
+      Put(m_bins, m_used,
+          BinHeader{{'h', 'b', 'i', 'n'}, static_cast<uint32_t>(m_used), static_cast<uint32_t>(bin), {}});
+      m_used += sizeof(BinHeader);
     }
-    const auto at = static_cast<uint32_t>(used_);
-    Put(bins_, at, -static_cast<int32_t>(size));
-    used_ += size;
+    const auto at = static_cast<uint32_t>(m_used);
+    Put(m_bins, at, -static_cast<int32_t>(size));
+    m_used += size;
     return at;
   }
 
   // Fills a cell behind its size, which `cell` begins with.
   template <typename Cell>
   void Fill(uint32_t at, Cell cell, const char* magic, const std::string& behind) {
-    if (full_) return;
-    std::memcpy(&cell.size, bins_.data() + at, sizeof cell.size);
+    if (m_full) return;
+    std::memcpy(&cell.size, m_bins.data() + at, sizeof cell.size);
     std::memcpy(cell.magic, magic, sizeof cell.magic);
-    Put(bins_, at, cell);
-    std::copy(behind.begin(), behind.end(), bins_.begin() + at + sizeof cell);
+    Put(m_bins, at, cell);
+    std::copy(behind.begin(), behind.end(), m_bins.begin() + at + sizeof cell);
   }
 
   uint32_t AddBytes(const std::string& bytes) {
     const uint32_t at = Add(sizeof(int32_t) + bytes.size());
-    if (!full_) std::copy(bytes.begin(), bytes.end(), bins_.begin() + at + sizeof(int32_t));
+    if (!m_full) std::copy(bytes.begin(), bytes.end(), m_bins.begin() + at + sizeof(int32_t));
     return at;
   }
 
   // The descriptors stand in a ring.
   void AddDescriptors() {
-    for (auto& [descriptor, placed] : descriptors_) {
+    for (auto& [descriptor, placed] : m_descriptors) {
       placed.offset = Add(sizeof(DescriptorCell) + descriptor.size());
     }
-    uint32_t previous = std::prev(descriptors_.end())->second.offset;
-    for (auto one = descriptors_.begin(); one != descriptors_.end(); ++one) {
-      const auto next = std::next(one) == descriptors_.end() ? descriptors_.begin() : std::next(one);
+    uint32_t previous = std::prev(m_descriptors.end())->second.offset;
+    for (auto one = m_descriptors.begin(); one != m_descriptors.end(); ++one) {
+      const auto next = std::next(one) == m_descriptors.end() ? m_descriptors.begin() : std::next(one);
       DescriptorCell cell{};
       cell.next = next->second.offset;
       cell.previous = previous;
@@ -139,7 +139,7 @@ class Writer {
     cell.time[0] = static_cast<uint32_t>(key.last_write);
     cell.time[1] = static_cast<uint32_t>(key.last_write >> 32);
     cell.parent = parent;
-    cell.descriptor = descriptors_[key.descriptor].offset;
+    cell.descriptor = m_descriptors[key.descriptor].offset;
     cell.name_size = static_cast<uint16_t>(name.bytes.size());
     cell.subkey_list = cell.volatile_list = cell.value_list = cell.class_name = kNothing;
     AddValues(key, cell);
@@ -218,10 +218,10 @@ class Writer {
     return hint;
   }
 
-  std::map<std::string, Placed> descriptors_;
-  std::string bins_;
-  size_t used_ = 0;  // Of bins_; the rest is the room left in the last bin.
-  bool full_ = false;
+  std::map<std::string, Placed> m_descriptors;
+  std::string m_bins;
+  size_t m_used = 0;  // Of m_bins; the rest is the room left in the last bin.
+  bool m_full = false;
 };
 
 }  // namespace

@@ -17,17 +17,17 @@ namespace {
 // A name of the caller's, in UTF-8; null is the empty name.
 class Name {
  public:
-  explicit Name(LPCSTR text) : text_(text == nullptr ? "" : text) {
-    if (IsPlain(text_) || GetACP() == CP_UTF8) return;
-    converted_ = AcpToUtf8(text_);
-    text_ = converted_;
+  explicit Name(LPCSTR text) : m_text(text == nullptr ? "" : text) {
+    if (IsPlain(m_text) || GetACP() == CP_UTF8) return;
+    m_converted = AcpToUtf8(m_text);
+    m_text = m_converted;
   }
-  operator std::string_view() const { return text_; }  // NOLINT: stands for the text itself
-  std::string_view Text() const { return text_; }
+  operator std::string_view() const { return m_text; }  // NOLINT: stands for the text itself
+  std::string_view Text() const { return m_text; }
 
  private:
-  std::string_view text_;
-  std::string converted_;
+  std::string_view m_text;
+  std::string m_converted;
 };
 
 bool HasTwoViews(REGSAM access) { return (access & KEY_WOW64_RES) == KEY_WOW64_RES; }

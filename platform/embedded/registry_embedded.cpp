@@ -54,20 +54,20 @@ bool IsOpenBelow(Transaction& txn, KeyId key) {
 // A key of an embedded computer.
 class EmbeddedKey final : public Key {
  public:
-  EmbeddedKey(KeyId id, REGSAM granted) : id_(id), granted_(granted) {}
+  EmbeddedKey(KeyId id, REGSAM granted) : m_id(id), m_granted(granted) {}
 
   LONG Open(std::string_view path, REGSAM access, std::unique_ptr<Key>& result) override {
     Reading read;
     if (read.status != 0) return read.status;
     KeyId key = 0;
     std::string_view rest;
-    LONG status = FollowPath(*read.txn, id_, path, access, &key, &rest);
+    LONG status = FollowPath(*read.txn, m_id, path, access, &key, &rest);
     if (status != 0) return status;
     NoteRead(key);
     KeyInfo info;
     // Whoever may do everything needs no list, and a child that was found is there.
-    if (!rest.empty() || key == id_ || !machine::GetCaller().AllPowerful()) {
-      status = LoadKey(*read.txn, rest.empty() ? key : id_, info);
+    if (!rest.empty() || key == m_id || !machine::GetCaller().AllPowerful()) {
+      status = LoadKey(*read.txn, rest.empty() ? key : m_id, info);
     }
     if (status == 0 && !rest.empty()) status = ERROR_FILE_NOT_FOUND;
     REGSAM granted;
@@ -86,7 +86,7 @@ class EmbeddedKey final : public Key {
     if (write.status != 0) return write.status;
     KeyId key = 0;
     std::string_view rest;
-    status = FollowPath(*write.txn, id_, wanted.path, wanted.access, &key, &rest);
+    status = FollowPath(*write.txn, m_id, wanted.path, wanted.access, &key, &rest);
     if (status == 0 && rest.empty()) {  // Another process was first.
       *disposition = REG_OPENED_EXISTING_KEY;
       return write.Finish(Open(wanted.path, wanted.access, result));
@@ -103,8 +103,8 @@ class EmbeddedKey final : public Key {
     KeyId key = 0;
     std::string_view rest;
     KeyInfo info;
-    LONG status = FollowPath(*write.txn, id_, path, view, &key, &rest);
-    if (status == 0) status = LoadKey(*write.txn, rest.empty() ? key : id_, info);
+    LONG status = FollowPath(*write.txn, m_id, path, view, &key, &rest);
+    if (status == 0) status = LoadKey(*write.txn, rest.empty() ? key : m_id, info);
     if (status == 0 && !rest.empty()) status = ERROR_FILE_NOT_FOUND;
     bool fixed = false;
     if (status == 0) status = IsFixed(*write.txn, info.record, &fixed);
@@ -116,12 +116,12 @@ class EmbeddedKey final : public Key {
   }
 
   LONG QueryInfo(const KeyOut& out) override {
-    if ((granted_ & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
+    if ((m_granted & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
     NoteUse();
     KeyInfo info;
-    LONG status = LoadKey(*read.txn, id_, info);
+    LONG status = LoadKey(*read.txn, m_id, info);
     if (status != 0) return status;
     if (out.class_name != nullptr || out.class_size != nullptr) {
       status = GiveText(info.class_name, out.class_name, out.class_size);
@@ -132,7 +132,7 @@ class EmbeddedKey final : public Key {
     if (out.descriptor_size != nullptr) {
       *out.descriptor_size = 0;
       std::string_view descriptor;
-      if ((granted_ & READ_CONTROL) != 0 &&
+      if ((m_granted & READ_CONTROL) != 0 &&
           ReadDescriptor(*read.txn, info.record.security, &descriptor) == 0) {
         *out.descriptor_size = static_cast<DWORD>(descriptor.size());
       }
@@ -143,13 +143,13 @@ class EmbeddedKey final : public Key {
   }
 
   LONG EnumKey(DWORD index, const SubkeyOut& out) override {
-    if ((granted_ & KEY_ENUMERATE_SUB_KEYS) == 0) return ERROR_ACCESS_DENIED;
+    if ((m_granted & KEY_ENUMERATE_SUB_KEYS) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
     NoteUse();
     KeyInfo info;
     KeyId child = 0;
-    LONG status = SubkeyAt(*read.txn, id_, index, subkeys_, &child);
+    LONG status = SubkeyAt(*read.txn, m_id, index, m_subkeys, &child);
     if (status == 0) status = LoadKey(*read.txn, child, info);
     if (status == 0) status = GiveText(info.name, out.name, out.name_size);
     if (status != 0) return status;
@@ -160,55 +160,55 @@ class EmbeddedKey final : public Key {
   }
 
   LONG EnumValue(DWORD index, const ValueOut& out) override {
-    if ((granted_ & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
+    if ((m_granted & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
     NoteUse();
     Value value;
-    const LONG status = ValueAt(*read.txn, id_, index, values_, value);
+    const LONG status = ValueAt(*read.txn, m_id, index, m_values, value);
     return status != 0 ? status : GiveValue(value, out);
   }
 
   LONG QueryValue(std::string_view name, const ValueOut& out) override {
-    if ((granted_ & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
+    if ((m_granted & KEY_QUERY_VALUE) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
     NoteUse();
     Value value;
-    const LONG status = FindValue(*read.txn, id_, name, value);
+    const LONG status = FindValue(*read.txn, m_id, name, value);
     if (status == 0) return GiveValue(value, out);
     KeyInfo info;
-    return status == ERROR_FILE_NOT_FOUND && LoadKey(*read.txn, id_, info) != 0 ? ERROR_KEY_DELETED : status;
+    return status == ERROR_FILE_NOT_FOUND && LoadKey(*read.txn, m_id, info) != 0 ? ERROR_KEY_DELETED : status;
   }
 
   LONG SetValue(std::string_view name, DWORD type, std::string_view data) override {
-    if ((granted_ & KEY_SET_VALUE) == 0) return ERROR_ACCESS_DENIED;
+    if ((m_granted & KEY_SET_VALUE) == 0) return ERROR_ACCESS_DENIED;
     if (name.size() > kLongestValueName && NameUnits(name) > kLongestValueName)
       return ERROR_INVALID_PARAMETER;
     const std::string& denied = machine::GetCaller().deniedValue;
     if (!denied.empty() && SameName(denied, name)) return ERROR_ACCESS_DENIED;
     Writing write;
-    return write.status != 0 ? write.status : write.Finish(PutValue(*write.txn, id_, name, type, data));
+    return write.status != 0 ? write.status : write.Finish(PutValue(*write.txn, m_id, name, type, data));
   }
 
   LONG DeleteValue(std::string_view name) override {
-    if ((granted_ & KEY_SET_VALUE) == 0) return ERROR_ACCESS_DENIED;
+    if ((m_granted & KEY_SET_VALUE) == 0) return ERROR_ACCESS_DENIED;
     Writing write;
-    return write.status != 0 ? write.status : write.Finish(RemoveValue(*write.txn, id_, name));
+    return write.status != 0 ? write.status : write.Finish(RemoveValue(*write.txn, m_id, name));
   }
 
   // Every operation outside an event is on the disk when it returns, and an event is one operation.
   LONG Flush() override {
     Reading read;
     KeyInfo info;
-    return read.status != 0 ? read.status : LoadKey(*read.txn, id_, info);
+    return read.status != 0 ? read.status : LoadKey(*read.txn, m_id, info);
   }
 
   LONG Save(const char* file) override {
     if (!MayUse(SE_BACKUP_NAME)) return ERROR_PRIVILEGE_NOT_HELD;
     Reading read;
     NoteUse();
-    return read.status != 0 ? read.status : SaveHive(*read.txn, id_, file);
+    return read.status != 0 ? read.status : SaveHive(*read.txn, m_id, file);
   }
 
   LONG Restore(const char* file, DWORD flags) override {
@@ -216,20 +216,20 @@ class EmbeddedKey final : public Key {
     if ((KEY_WRITE & ~machine::GetCaller().limit) != 0) return ERROR_ACCESS_DENIED;
     Writing write;
     if (write.status != 0) return write.status;
-    if ((flags & REG_FORCE_RESTORE) == 0 && IsOpenBelow(*write.txn, id_)) {
+    if ((flags & REG_FORCE_RESTORE) == 0 && IsOpenBelow(*write.txn, m_id)) {
       return write.Finish(ERROR_ACCESS_DENIED);
     }
-    return write.Finish(RestoreHive(*write.txn, id_, file));
+    return write.Finish(RestoreHive(*write.txn, m_id, file));
   }
 
   LONG GetSecurity(SECURITY_INFORMATION what, PSECURITY_DESCRIPTOR descriptor, LPDWORD size) override {
-    if ((granted_ & READ_CONTROL) == 0) return ERROR_ACCESS_DENIED;
+    if ((m_granted & READ_CONTROL) == 0) return ERROR_ACCESS_DENIED;
     Reading read;
     if (read.status != 0) return read.status;
     NoteUse();
     KeyInfo info;
     std::string_view current;
-    LONG status = LoadKey(*read.txn, id_, info);
+    LONG status = LoadKey(*read.txn, m_id, info);
     if (status == 0) status = ReadDescriptor(*read.txn, info.record.security, &current);
     if (status != 0) return status;
     const std::string parts = PartsOfDescriptor(current, what);
@@ -242,14 +242,14 @@ class EmbeddedKey final : public Key {
 
   LONG SetSecurity(SECURITY_INFORMATION what, PSECURITY_DESCRIPTOR descriptor) override {
     constexpr SECURITY_INFORMATION kOwners = OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION;
-    if ((what & kOwners) != 0 && (granted_ & WRITE_OWNER) == 0) return ERROR_ACCESS_DENIED;
-    if ((what & ~kOwners) != 0 && (granted_ & WRITE_DAC) == 0) return ERROR_ACCESS_DENIED;
+    if ((what & kOwners) != 0 && (m_granted & WRITE_OWNER) == 0) return ERROR_ACCESS_DENIED;
+    if ((what & ~kOwners) != 0 && (m_granted & WRITE_DAC) == 0) return ERROR_ACCESS_DENIED;
     Writing write;
     if (write.status != 0) return write.status;
     KeyRecord* record = nullptr;
     std::string_view current;
     std::string merged;
-    LONG status = EditKey(*write.txn, id_, record);
+    LONG status = EditKey(*write.txn, m_id, record);
     if (status == 0) status = ReadDescriptor(*write.txn, record->security, &current);
     if (status == 0) status = MergedDescriptor(current, what, descriptor, merged);
     const uint64_t old = status == 0 ? record->security : 0;
@@ -259,15 +259,15 @@ class EmbeddedKey final : public Key {
     return write.Finish(status);
   }
 
-  KeyId StoreKey() const override { return id_; }
-  void Lose() override { id_ = 0; }
+  KeyId StoreKey() const override { return m_id; }
+  void Lose() override { m_id = 0; }
 
  private:
   // The first use of a handle within an event reads the key, whenever it was opened.
   void NoteUse() {
-    if (noted_ == reading_event) return;
-    noted_ = reading_event;
-    NoteRead(id_);
+    if (m_noted == reading_event) return;
+    m_noted = reading_event;
+    NoteRead(m_id);
   }
 
   // Makes the first key of `path` under *key, which becomes that key. The last of the path gets the class and
@@ -298,7 +298,7 @@ class EmbeddedKey final : public Key {
     Position at;
     KeyId child = 0;
     KeyInfo info;
-    for (DWORD i = 0; SubkeyAt(txn, id_, i, at, &child) == 0 && LoadKey(txn, child, info) == 0; ++i) {
+    for (DWORD i = 0; SubkeyAt(txn, m_id, i, at, &child) == 0 && LoadKey(txn, child, info) == 0; ++i) {
       name = std::max(name, info.name.size());
       class_name = std::max(class_name, info.class_name.size());
     }
@@ -311,7 +311,7 @@ class EmbeddedKey final : public Key {
     size_t data = 0;
     Position at;
     Value value;
-    for (DWORD i = 0; ValueAt(txn, id_, i, at, value) == 0; ++i) {
+    for (DWORD i = 0; ValueAt(txn, m_id, i, at, value) == 0; ++i) {
       name = std::max(name, value.name.size());
       data = std::max(data, value.data.size());
     }
@@ -319,11 +319,11 @@ class EmbeddedKey final : public Key {
     if (out.longest_data != nullptr) *out.longest_data = static_cast<DWORD>(data);
   }
 
-  KeyId id_;
-  REGSAM granted_;
-  uint32_t noted_ = 0;  // The event in which its use was noted.
-  Position values_;
-  Position subkeys_;
+  KeyId m_id;
+  REGSAM m_granted;
+  uint32_t m_noted = 0;  // The event in which its use was noted.
+  Position m_values;
+  Position m_subkeys;
 };
 
 }  // namespace

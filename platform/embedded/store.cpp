@@ -174,24 +174,24 @@ LONG Status(int lmdb) {
 // The transaction.
 
 int Transaction::OpenCursor(Table table) {
-  const int result = kept_[table] != nullptr
-                         ? mdb_cursor_renew(handle, kept_[table])
-                         : mdb_cursor_open(handle, state.environment.tables[table], &kept_[table]);
-  if (result == 0) cursors_[table] = kept_[table];
+  const int result = m_kept[table] != nullptr
+                         ? mdb_cursor_renew(handle, m_kept[table])
+                         : mdb_cursor_open(handle, state.environment.tables[table], &m_kept[table]);
+  if (result == 0) m_cursors[table] = m_kept[table];
   return result;
 }
 
 int Transaction::Put(Table table, MDB_val key, MDB_val* data, unsigned flags) {
-  uses_[table] = ++last_use;
-  int result = cursors_[table] == nullptr ? OpenCursor(table) : 0;
-  if (result == 0) result = mdb_cursor_put(cursors_[table], &key, data, flags);
+  m_uses[table] = ++last_use;
+  int result = m_cursors[table] == nullptr ? OpenCursor(table) : 0;
+  if (result == 0) result = mdb_cursor_put(m_cursors[table], &key, data, flags);
   if (result != 0) Fail(result);
   return result;
 }
 
 int Transaction::DeleteHere(Table table) {
-  uses_[table] = ++last_use;
-  const int result = mdb_cursor_del(cursors_[table], 0);
+  m_uses[table] = ++last_use;
+  const int result = mdb_cursor_del(m_cursors[table], 0);
   if (result != 0) Fail(result);
   return result;
 }
@@ -203,18 +203,18 @@ int Transaction::Delete(Table table, MDB_val key) {
 }
 
 void Transaction::Begun() {
-  cursors_ = {};
-  uses_.fill(++last_use);
+  m_cursors = {};
+  m_uses.fill(++last_use);
 }
 
 void Transaction::Ended() {
-  cursors_ = {};
-  kept_ = {};
-  edited_ = {};
+  m_cursors = {};
+  m_kept = {};
+  m_edited = {};
 }
 
 void Transaction::CloseCursors() {
-  for (MDB_cursor* cursor : kept_) {
+  for (MDB_cursor* cursor : m_kept) {
     if (cursor != nullptr) mdb_cursor_close(cursor);
   }
   Ended();
@@ -222,9 +222,9 @@ void Transaction::CloseCursors() {
 
 int Transaction::Load(KeyId id, KeyInfo& info) {
   std::string_view texts;
-  if (edited_.id == id && id != 0) {
-    info.record = edited_.record;
-    texts = edited_.texts;
+  if (m_edited.id == id && id != 0) {
+    info.record = m_edited.record;
+    texts = m_edited.texts;
   } else {
     MDB_val data{};
     const int result = Get(kRecords, NumberKey(id), &data);
@@ -239,37 +239,37 @@ int Transaction::Load(KeyId id, KeyInfo& info) {
 }
 
 KeyRecord* Transaction::Edit(KeyId id, int* result) {
-  if (edited_.id == id) {
-    edited_.dirty = true;
-    return &edited_.record;
+  if (m_edited.id == id) {
+    m_edited.dirty = true;
+    return &m_edited.record;
   }
   *result = Flush();
   KeyInfo info;
   if (*result == 0) *result = Load(id, info);
   if (*result != 0) return nullptr;
-  edited_.id = id;
-  edited_.dirty = true;
-  edited_.record = info.record;
-  edited_.texts.assign(info.name);
-  edited_.texts.append(info.class_name);
-  return &edited_.record;
+  m_edited.id = id;
+  m_edited.dirty = true;
+  m_edited.record = info.record;
+  m_edited.texts.assign(info.name);
+  m_edited.texts.append(info.class_name);
+  return &m_edited.record;
 }
 
 int Transaction::Add(KeyId id, const KeyInfo& info) {
   const int result = Flush();
-  edited_.id = id;
-  edited_.dirty = true;
-  edited_.record = info.record;
-  edited_.record.name_size = static_cast<uint32_t>(info.name.size());
-  edited_.record.class_size = static_cast<uint32_t>(info.class_name.size());
-  edited_.texts.assign(info.name);
-  edited_.texts.append(info.class_name);
+  m_edited.id = id;
+  m_edited.dirty = true;
+  m_edited.record = info.record;
+  m_edited.record.name_size = static_cast<uint32_t>(info.name.size());
+  m_edited.record.class_size = static_cast<uint32_t>(info.class_name.size());
+  m_edited.texts.assign(info.name);
+  m_edited.texts.append(info.class_name);
   return result;
 }
 
 int Transaction::Remove(KeyId id) {
   const int result = Flush();
-  edited_ = {};
+  m_edited = {};
   return result != 0 ? result : Delete(kRecords, NumberKey(id));
 }
 
@@ -290,14 +290,14 @@ int Transaction::NewId(KeyId* id) {
 
 int Transaction::Flush() {
   int result = 0;
-  if (edited_.dirty) {
-    MDB_val data = {sizeof edited_.record + edited_.texts.size(), nullptr};
-    result = Put(kRecords, NumberKey(edited_.id), &data, MDB_RESERVE);
+  if (m_edited.dirty) {
+    MDB_val data = {sizeof m_edited.record + m_edited.texts.size(), nullptr};
+    result = Put(kRecords, NumberKey(m_edited.id), &data, MDB_RESERVE);
     if (result == 0) {
-      std::memcpy(data.mv_data, &edited_.record, sizeof edited_.record);
-      std::memcpy(static_cast<char*>(data.mv_data) + sizeof edited_.record, edited_.texts.data(),
-                  edited_.texts.size());
-      edited_.dirty = false;
+      std::memcpy(data.mv_data, &m_edited.record, sizeof m_edited.record);
+      std::memcpy(static_cast<char*>(data.mv_data) + sizeof m_edited.record, m_edited.texts.data(),
+                  m_edited.texts.size());
+      m_edited.dirty = false;
     }
   }
   if (result == 0 && made_from != kNoneMade) {
@@ -320,7 +320,7 @@ void Reading::Begin() {
     status = BeginReading();
   }
   ++state.depth;
-  counted_ = true;
+  m_counted = true;
   if (EventsKeepTheirState() && status == 0) held = txn;
 }
 
@@ -337,8 +337,8 @@ Writing::Writing() {
 }
 
 LONG Writing::Finish(LONG result) {
-  if (txn == nullptr || finished_) return result;
-  finished_ = true;
+  if (txn == nullptr || m_finished) return result;
+  m_finished = true;
   if (--state.depth > 0 || state.in_event) return result;
   if (result == 0) return CommitWriting();
   AbandonWriting();

@@ -55,24 +55,24 @@ class Transaction {
  public:
   int Get(Table table, MDB_val key, MDB_val* data) { return Move(table, MDB_SET, &key, data); }
   int Move(Table table, MDB_cursor_op how, MDB_val* key, MDB_val* data) {
-    uses_[table] = ++last_use;
-    if (cursors_[table] == nullptr) {
+    m_uses[table] = ++last_use;
+    if (m_cursors[table] == nullptr) {
       const int result = OpenCursor(table);
       if (result != 0) return result;
     }
-    return mdb_cursor_get(cursors_[table], key, data, how);
+    return mdb_cursor_get(m_cursors[table], key, data, how);
   }
   int Put(Table table, MDB_val key, MDB_val* data, unsigned flags = 0);
   int DeleteHere(Table table);  // The entry at the table's cursor.
   int Delete(Table table, MDB_val key);
 
   // Changes with every use of the table's cursor: while it stays, the cursor stands where it was left.
-  uint64_t CursorUse(Table table) const { return uses_[table]; }
+  uint64_t CursorUse(Table table) const { return m_uses[table]; }
   // A walk that has left the last entry of one key stands at the first of another, which is often the next
   // one wanted.
-  void LeftFor(Table table, KeyId key) { left_for_[table] = {key, uses_[table]}; }
+  void LeftFor(Table table, KeyId key) { m_leftFor[table] = {key, m_uses[table]}; }
   bool StandsAtFirstOf(Table table, KeyId key) const {
-    return left_for_[table].key == key && left_for_[table].use == uses_[table];
+    return m_leftFor[table].key == key && m_leftFor[table].use == m_uses[table];
   }
   // Changes when a value or key came or went, here or in another process.
   static uint64_t Stamp() { return stamp; }
@@ -101,21 +101,21 @@ class Transaction {
 
   static inline uint64_t stamp = 1;
   static inline uint64_t last_use = 0;
-  std::array<MDB_cursor*, kTables> cursors_{};
-  std::array<MDB_cursor*, kTables> kept_{};  // Null or usable again after renewal.
-  std::array<uint64_t, kTables> uses_{};
+  std::array<MDB_cursor*, kTables> m_cursors{};
+  std::array<MDB_cursor*, kTables> m_kept{};  // Null or usable again after renewal.
+  std::array<uint64_t, kTables> m_uses{};
   struct Left {
     KeyId key = 0;
     uint64_t use = 0;
   };
-  std::array<Left, kTables> left_for_{};
+  std::array<Left, kTables> m_leftFor{};
 
   struct Edited {
     KeyId id = 0;
     bool dirty = false;
     KeyRecord record;
     std::string texts;  // Name and class.
-  } edited_;
+  } m_edited;
 };
 
 // The hold of one operation on the store. Within an event it is the event's transaction; outside, the
@@ -126,7 +126,7 @@ class Reading {
     if (txn == nullptr) Begin();
   }
   ~Reading() {
-    if (counted_) End();
+    if (m_counted) End();
   }
   Reading(const Reading&) = delete;
   Reading& operator=(const Reading&) = delete;
@@ -140,7 +140,7 @@ class Reading {
  private:
   void Begin();
   static void End();
-  bool counted_ = false;
+  bool m_counted = false;
 };
 
 class Writing {
@@ -156,7 +156,7 @@ class Writing {
   Transaction* txn = nullptr;
 
  private:
-  bool finished_ = false;
+  bool m_finished = false;
 };
 
 // The state before the writes of the event under way, and the one that it makes. Null where it has written
@@ -192,11 +192,11 @@ inline std::string_view AsText(const MDB_val& value) {
 // A 64-bit number as a table's key.
 class NumberKey {
  public:
-  explicit NumberKey(uint64_t number) : number_(number) {}
-  operator MDB_val() { return {sizeof number_, &number_}; }  // NOLINT: stands for the key itself
+  explicit NumberKey(uint64_t number) : m_number(number) {}
+  operator MDB_val() { return {sizeof m_number, &m_number}; }  // NOLINT: stands for the key itself
 
  private:
-  uint64_t number_;
+  uint64_t m_number;
 };
 
 }  // namespace embedded

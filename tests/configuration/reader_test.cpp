@@ -10,25 +10,25 @@ namespace {
 class RepeatingSource : public ByteSource {
  public:
   RepeatingSource(CString head, const CString& pattern, size_t total, size_t piece = 1 << 20)
-      : head_(std::move(head)), left_(total), piece_(piece) {
-    while (block_.size() < 5000) block_ += pattern;
+      : m_head(std::move(head)), m_left(total), m_piece(piece) {
+    while (m_block.size() < 5000) m_block += pattern;
   }
   size_t Read(std::span<char> buffer) override {
-    const std::string_view from = at_ < head_.size() ? head_ : block_;
-    const size_t start = at_ < head_.size() ? at_ : (at_ - head_.size()) % block_.size();
-    const size_t count = std::min({buffer.size(), left_, piece_, from.size() - start});
+    const std::string_view from = m_at < m_head.size() ? m_head : m_block;
+    const size_t start = m_at < m_head.size() ? m_at : (m_at - m_head.size()) % m_block.size();
+    const size_t count = std::min({buffer.size(), m_left, m_piece, from.size() - start});
     std::copy_n(from.data() + start, count, buffer.data());
-    at_ += count;
-    left_ -= count;
+    m_at += count;
+    m_left -= count;
     return count;
   }
 
  private:
-  CString head_;
-  CString block_;
-  size_t left_;
-  size_t piece_;
-  size_t at_ = 0;
+  CString m_head;
+  CString m_block;
+  size_t m_left;
+  size_t m_piece;
+  size_t m_at = 0;
 };
 
 SourceOpener InPieces(const CString& text, size_t piece) {
@@ -71,7 +71,7 @@ class PlainReader {
       if (!feed) end = text.size();
       CString line = text.substr(at, end - at);
       if (feed && !line.empty() && line.back() == '\r') line.pop_back();
-      lines_.push_back(line);
+      m_lines.push_back(line);
       at = end + 1;
     }
   }
@@ -79,46 +79,46 @@ class PlainReader {
   CString Steps(size_t most) {
     CString steps;
     while (most-- > 0) {
-      if (position_ == CString::npos) {
-        if (number_ == lines_.size()) break;
-        line_ = lines_[number_++];
-        position_ = 0;
+      if (m_position == CString::npos) {
+        if (m_number == m_lines.size()) break;
+        m_line = m_lines[m_number++];
+        m_position = 0;
       }
-      node_ = 0;
-      shown_.clear();
+      m_node = 0;
+      m_shown.clear();
       const char* fault = Scan();
       if (fault != nullptr) {
-        return steps + "Parse error in line " + std::to_string(number_) + " : (" + fault + ")";
+        return steps + "Parse error in line " + std::to_string(m_number) + " : (" + fault + ")";
       }
-      steps += std::to_string(node_) + shown_ + "|";
+      steps += std::to_string(m_node) + m_shown + "|";
     }
     return steps;
   }
 
  private:
   bool In(size_t at, const char* set) const {
-    return std::strchr(set, line_[at]) != nullptr && line_[at] != 0;
+    return std::strchr(set, m_line[at]) != nullptr && m_line[at] != 0;
   }
   size_t Run(size_t at, const char* stops) const {
-    while (at < line_.size() && !In(at, stops)) ++at;
+    while (at < m_line.size() && !In(at, stops)) ++at;
     return at;
   }
   const char* Finish(size_t at) {
-    position_ = at;
+    m_position = at;
     return nullptr;
   }
   const char* Scan() {
-    size_t i = position_;
-    if (i >= line_.size()) return Finish(CString::npos);
+    size_t i = m_position;
+    if (i >= m_line.size()) return Finish(CString::npos);
     if (inTag_ && !afterEquals_) {
-      while (i < line_.size() && In(i, " \r\n")) ++i;
-      if (i == line_.size()) return Finish(CString::npos);
+      while (i < m_line.size() && In(i, " \r\n")) ++i;
+      if (i == m_line.size()) return Finish(CString::npos);
     }
     if (inComment_ || inCData_) {
-      const size_t close = line_.find(inComment_ ? "-->" : "]]>", i);
+      const size_t close = m_line.find(inComment_ ? "-->" : "]]>", i);
       if (close == CString::npos) {
-        node_ = inComment_ ? 6 : 7;
-        return Finish(line_.size());
+        m_node = inComment_ ? 6 : 7;
+        return Finish(m_line.size());
       }
       inComment_ = inCData_ = inTag_ = afterEquals_ = false;
       inText_ = true;
@@ -127,79 +127,79 @@ class PlainReader {
     if (afterEquals_) return Value(i);
     if (inText_) {
       const size_t end = Run(i, "\r\n<");
-      if (end > i) node_ = 4;
-      if (end < line_.size() && line_[end] == '<') inText_ = false;
-      return Finish(end < line_.size() && line_[end] != '<' ? end + 1 : end);
+      if (end > i) m_node = 4;
+      if (end < m_line.size() && m_line[end] == '<') inText_ = false;
+      return Finish(end < m_line.size() && m_line[end] != '<' ? end + 1 : end);
     }
-    if (line_[i] == '<') return inTag_ ? "Bad '<' symbol" : Open(i + 1);
-    if (line_[i] == '?') return Finish(i + 1);
-    if (line_[i] == '/') {
-      node_ = 2;
-      shown_ = element_;
+    if (m_line[i] == '<') return inTag_ ? "Bad '<' symbol" : Open(i + 1);
+    if (m_line[i] == '?') return Finish(i + 1);
+    if (m_line[i] == '/') {
+      m_node = 2;
+      m_shown = m_element;
       return Finish(Run(i + 1, " \r\n>"));
     }
-    if (line_[i] == '>') {
+    if (m_line[i] == '>') {
       inTag_ = afterEquals_ = false;
       inText_ = true;
       return Finish(i + 1);
     }
     if (!inTag_) return "Syntax error";
-    if (line_[i] == '=') {
+    if (m_line[i] == '=') {
       afterEquals_ = true;
       return Finish(i + 1);
     }
     const size_t end = Run(i, " \r\n=>");
-    name_ = line_.substr(i, end - i);
-    value_.clear();
+    m_name = m_line.substr(i, end - i);
+    m_value.clear();
     return Finish(end);
   }
   const char* Open(size_t i) {
-    while (i < line_.size() && In(i, " \r\n")) ++i;
-    if (i == line_.size()) return "'<' symbol not allowed at the end of a line";
-    const bool comment = line_.compare(i, 3, "!--") == 0;
-    const bool data = line_.compare(i, 8, "![CDATA[") == 0;
-    size_t end = Run(i + (line_[i] == '/' ? 1 : 0), " \r\n>/");
+    while (i < m_line.size() && In(i, " \r\n")) ++i;
+    if (i == m_line.size()) return "'<' symbol not allowed at the end of a line";
+    const bool comment = m_line.compare(i, 3, "!--") == 0;
+    const bool data = m_line.compare(i, 8, "![CDATA[") == 0;
+    size_t end = Run(i + (m_line[i] == '/' ? 1 : 0), " \r\n>/");
     if (!comment && !data && end == i) return "Empty element name";
     inTag_ = true;
     inComment_ = comment;
     inCData_ = data;
-    node_ = comment ? 6 : 7;
+    m_node = comment ? 6 : 7;
     if (comment || data) return Finish(i + (comment ? 3 : 8));
-    const CString name = line_.substr(i, end - i);
+    const CString name = m_line.substr(i, end - i);
     const bool instruction = name[0] == '?' || name[0] == '!';
-    node_ = instruction ? 5 : (name[0] == '/' ? 2 : 1);
-    element_ = instruction ? "" : name.substr(node_ == 2 ? 1 : 0);
-    shown_ = instruction ? name : element_;
+    m_node = instruction ? 5 : (name[0] == '/' ? 2 : 1);
+    m_element = instruction ? "" : name.substr(m_node == 2 ? 1 : 0);
+    m_shown = instruction ? name : m_element;
     return Finish(end);
   }
   const char* Value(size_t i) {
-    if (value_.empty()) {
-      while (i < line_.size() && In(i, " \r\n")) ++i;
-      if (i == line_.size()) return Finish(i);
-      value_ = line_[i];
+    if (m_value.empty()) {
+      while (i < m_line.size() && In(i, " \r\n")) ++i;
+      if (i == m_line.size()) return Finish(i);
+      m_value = m_line[i];
       return Finish(i + 1);
     }
     const size_t end = Run(i, "\"'\r\n>");
-    value_ += line_.substr(i, end - i);
-    if (end == line_.size()) {
-      value_ += "\r\n";
+    m_value += m_line.substr(i, end - i);
+    if (end == m_line.size()) {
+      m_value += "\r\n";
       return Finish(end);
     }
-    const size_t kept = value_.find_first_not_of("\"'");
-    value_ = kept == CString::npos ? "" : value_.substr(kept);
-    node_ = 3;
+    const size_t kept = m_value.find_first_not_of("\"'");
+    m_value = kept == CString::npos ? "" : m_value.substr(kept);
+    m_node = 3;
     afterEquals_ = false;
-    shown_ = element_ + ":" + name_ + "=" + value_;
-    return Finish(line_[end] == '>' ? end : end + 1);
+    m_shown = m_element + ":" + m_name + "=" + m_value;
+    return Finish(m_line[end] == '>' ? end : end + 1);
   }
 
-  std::vector<CString> lines_;
-  CString line_;
-  size_t position_ = CString::npos;
-  size_t number_ = 0;
-  int node_ = 0;
+  std::vector<CString> m_lines;
+  CString m_line;
+  size_t m_position = CString::npos;
+  size_t m_number = 0;
+  int m_node = 0;
   bool inComment_ = false, inCData_ = false, inTag_ = false, afterEquals_ = false, inText_ = false;
-  CString element_, name_, value_, shown_;
+  CString m_element, m_name, m_value, m_shown;
 };
 
 }  // namespace

@@ -41,29 +41,29 @@ HKEY Open(HKEY parent, const std::string& path) {
 class OtherProcess {
  public:
   explicit OtherProcess(const std::function<void()>& work) {
-    EXPECT_EQ(pipe(to_) + pipe(from_), 0);
-    child_ = fork();
-    if (child_ != 0) return;
+    EXPECT_EQ(pipe(m_to) + pipe(m_from), 0);
+    m_child = fork();
+    if (m_child != 0) return;
     char byte = 0;
-    if (read(to_[0], &byte, 1) == 1) work();
-    _exit(write(from_[1], &byte, 1) == 1 ? 0 : 1);
+    if (read(m_to[0], &byte, 1) == 1) work();
+    _exit(write(m_from[1], &byte, 1) == 1 ? 0 : 1);
   }
   ~OtherProcess() {
-    for (const int end : {to_[0], to_[1], from_[0], from_[1]}) close(end);
-    waitpid(child_, nullptr, 0);
+    for (const int end : {m_to[0], m_to[1], m_from[0], m_from[1]}) close(end);
+    waitpid(m_child, nullptr, 0);
   }
   OtherProcess(const OtherProcess&) = delete;
   OtherProcess& operator=(const OtherProcess&) = delete;
   void Run() const {
     char byte = 1;
-    EXPECT_EQ(write(to_[1], &byte, 1), 1);
-    EXPECT_EQ(read(from_[0], &byte, 1), 1);
+    EXPECT_EQ(write(m_to[1], &byte, 1), 1);
+    EXPECT_EQ(read(m_from[0], &byte, 1), 1);
   }
 
  private:
-  int to_[2] = {};
-  int from_[2] = {};
-  pid_t child_ = 0;
+  int m_to[2] = {};
+  int m_from[2] = {};
+  pid_t m_child = 0;
 };
 
 class EventOnEmbedded : public ::testing::Test {
