@@ -93,6 +93,9 @@ class ListPage : public RecordPage<Page, Record> {
     principal_list::Save(folder.GetKey(), record.names);
   }
 
+  // When the values beside the folder are written, before it is opened.
+  virtual void BeforeFolder(const Record&) {}
+
   void LoadFrom(const CTesselRegObject& key, Record& record, KeyOf which) override;
   SaveResult SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) override;
 
@@ -167,6 +170,7 @@ template <class Page, class Record>
 SaveResult ListPage<Page, Record>::SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) {
   SaveResult result = Base::SaveTo(key, record, which);
   if (which != kFolderKey) return result;
+  BeforeFolder(record);
   UniqueKey folder;
   const DWORD opened = principal_list::OpenFolder(key, Page::kList.folder, folder);
   if (opened == ERROR_SUCCESS) {
