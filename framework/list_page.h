@@ -232,7 +232,7 @@ template <class Page, class Record>
 CString ListPage<Page, Record>::MakePrincipal(const CString& name, const CString& source, bool isCopy) {
   const ListRules& rules = Page::kList;
   const bool elsewhere = !isCopy && !rules.newFolder.empty();
-  const CString path = PathOf(name);
+  CString path = PathOf(name);
   const CString from =
       elsewhere ? text::Replaced(PathOf(source), rules.ownFolder, rules.newFolder) : PathOf(source);
   for (size_t i = 0; i < rules.settings.size(); ++i) {
