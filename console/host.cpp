@@ -185,6 +185,10 @@ bool Host::Select(std::string_view path, std::string& why) {
   return true;
 }
 
+void Host::CreatePages() {
+  for (CTesselPropertyPage* page : m_pages) page->Create();
+}
+
 bool Host::HasUnsavedChanges() const {
   return std::any_of(m_pages.begin(), m_pages.end(), [](const CTesselPropertyPage* page) {
     return page->IsModified() || !page->m_pending.empty();

@@ -36,6 +36,9 @@ class Host {
   // Leaves the node that is shown and shows another. False, with one sentence, for an unknown node, which
   // names the nearest ones, and for a page that will not be left.
   bool Select(std::string_view path, std::string& why);
+  // Makes every page without showing it, as if a person had been to each: only such pages take part in what
+  // the sheet does.
+  void CreatePages();
   // The page that is shown, null before the first Select.
   CTesselPropertyPage* Page() const { return m_page; }
   const std::string& NodePath() const { return m_path; }
