@@ -6,12 +6,13 @@
 void OfferDirectory(const DirectoryOffer& offer) {
   const CString seen = ReachedFrom(offer.computer, offer.directory);
   if (DirectoryExists(seen)) return;
-  CString question = "Directory " + offer.directory + " does not exist.  Create it?";
+  const CString& named = offer.typed != nullptr ? *offer.typed : offer.directory;
+  CString question = "Directory " + named + " does not exist.  Create it?";
   if (!offer.alsoSaid.empty()) question.append("\r\n").append(offer.alsoSaid);
   if (AfxMessageBox(question, Buttons::YesNo) != Reply::Yes) return;
   SECURITY_ATTRIBUTES security{sizeof security, offer.descriptor, FALSE};
-  const CString& made = offer.madeAsTyped ? offer.directory : seen;
+  const CString& made = offer.madeAsTyped ? named : seen;
   if (!CreateDirectoryA(made.c_str(), offer.descriptor != nullptr ? &security : nullptr)) {
-    AfxMessageBox("Unable to create directory " + offer.directory + ".");
+    AfxMessageBox("Unable to create directory " + named + ".");
   }
 }

@@ -120,6 +120,16 @@ bool StandsFor(const Row& radio, ConstRecordRef record) {
   }
 }
 
+// The button of the field that is ticked: the last one that stands for what it holds, else the first one.
+const Row* Ticked(std::span<const Form::Entry> entries, const Field& field, ConstRecordRef record) {
+  const Row* ticked = nullptr;
+  for (const auto& [control, row] : entries) {
+    if (row->kind != RowKind::Radio || row->field != field) continue;
+    if (ticked == nullptr || StandsFor(*row, record)) ticked = row;
+  }
+  return ticked;
+}
+
 void TakeRadio(const Row& radio, RecordRef record) {
   switch (radio.field.kind) {
     case Field::Kind::Flag:
@@ -211,8 +221,7 @@ void ReadField(const Form::Entry& entry, RecordRef record) {
 void Form::Build(CDialog& dialog, std::span<const Row> rows) {
   m_entries.clear();
   std::vector<int> groups{-1};
-  int radioGroup = 0;
-  Field radioField;
+  std::vector<Field> radioFields;
   for (const Row& row : rows) {
     if (row.kind == RowKind::EndGroup) {
       groups.pop_back();
@@ -223,10 +232,10 @@ void Form::Build(CDialog& dialog, std::span<const Row> rows) {
     control.ShowWindow(!row.hidden);
     control.EnableWindow(!row.disabled);
     if (row.kind == RowKind::Radio) {
-      if (row.field != radioField) ++radioGroup;
-      static_cast<CButton&>(control).radioGroup = radioGroup;
+      const auto known = std::find(radioFields.begin(), radioFields.end(), row.field);
+      static_cast<CButton&>(control).radioGroup = static_cast<int>(known - radioFields.begin()) + 1;
+      if (known == radioFields.end()) radioFields.push_back(row.field);
     }
-    radioField = row.kind == RowKind::Radio ? row.field : Field{};
     if (row.kind == RowKind::Group) groups.push_back(static_cast<int>(dialog.Controls().size()) - 1);
     if (row.fill != nullptr) row.fill(dialog, control);
     m_entries.push_back({&control, &row});
@@ -248,21 +257,14 @@ CWnd* Form::ControlOf(const Field& field) const {
 }
 
 void Form::Show(ConstRecordRef record) {
-  for (size_t i = 0; i < m_entries.size(); ++i) {
-    if (!m_entries[i].row->field.IsOf(record)) continue;
-    if (m_entries[i].row->kind != RowKind::Radio) {
-      ShowField(m_entries[i], record);
-      continue;
+  for (const Entry& entry : m_entries) {
+    const Row& row = *entry.row;
+    if (!row.field.IsOf(record)) continue;
+    if (row.kind == RowKind::Radio) {
+      static_cast<CButton&>(*entry.control).SetCheck(Ticked(m_entries, row.field, record) == &row);
+    } else {
+      ShowField(entry, record);
     }
-    size_t end = i;
-    size_t ticked = i;
-    for (; end < m_entries.size() && m_entries[end].row->field == m_entries[i].row->field &&
-           m_entries[end].row->kind == RowKind::Radio;
-         ++end) {
-      if (StandsFor(*m_entries[end].row, record)) ticked = end;
-    }
-    for (; i < end; ++i) static_cast<CButton&>(*m_entries[i].control).SetCheck(i == ticked);
-    --i;
   }
 }
 

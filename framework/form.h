@@ -5,6 +5,8 @@
 // page stands in that page's own functions. Rows are found by their field or through the member that they
 // fill, never by caption: captions come twice on one page.
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -220,7 +222,7 @@ struct Rows {
   static constexpr R CheckBox(std::string_view caption) {
     return Make(RowKind::CheckBox, caption, FieldOf<Record, Member>());
   }
-  // Buttons of one field that follow each other exclude each other: each stands for a number, for a flag's
+  // Buttons of one field exclude each other wherever they stand: each stands for a number, for a flag's
   // two values, or for a word. Where the field holds none of them, the first one is ticked.
   template <auto Member>
   static constexpr R Radio(std::string_view caption, int value) {
@@ -278,6 +280,13 @@ struct Rows {
     row.widths = widths;
     return row;
   }
+  // One that the page fills and reads; the field is what it edits.
+  template <auto Member>
+  static constexpr R Table(std::string_view caption, std::span<const std::string_view> columns) {
+    R row = Table(caption, columns);
+    row.field = FieldOf<Record, Member>();
+    return row;
+  }
   // A list whose rows a person types, adds and removes.
   template <auto Member>
   static constexpr R EditableList(std::string_view caption) {
@@ -322,6 +331,16 @@ struct Rows {
     return row;
   }
 };
+
+// Rows that several pages share, with a page's own behind them.
+template <size_t Shared, size_t Own>
+constexpr std::array<Row, Shared + Own> Joined(const std::array<Row, Shared>& shared,
+                                               const std::array<Row, Own>& own) {
+  std::array<Row, Shared + Own> rows{};
+  std::copy(shared.begin(), shared.end(), rows.begin());
+  std::copy(own.begin(), own.end(), rows.begin() + Shared);
+  return rows;
+}
 
 class Form {
  public:

@@ -93,6 +93,9 @@ class ListPage : public RecordPage<Page, Record> {
     principal_list::Save(folder.GetKey(), record.names);
   }
 
+  // When the values beside the folder are written, before it is opened.
+  virtual void BeforeFolder(const Record&) {}
+
   void LoadFrom(const CTesselRegObject& key, Record& record, KeyOf which) override;
   SaveResult SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) override;
 
@@ -167,6 +170,7 @@ template <class Page, class Record>
 SaveResult ListPage<Page, Record>::SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) {
   SaveResult result = Base::SaveTo(key, record, which);
   if (which != kFolderKey) return result;
+  BeforeFolder(record);
   UniqueKey folder;
   const DWORD opened = principal_list::OpenFolder(key, Page::kList.folder, folder);
   if (opened == ERROR_SUCCESS) {
@@ -228,7 +232,7 @@ template <class Page, class Record>
 CString ListPage<Page, Record>::MakePrincipal(const CString& name, const CString& source, bool isCopy) {
   const ListRules& rules = Page::kList;
   const bool elsewhere = !isCopy && !rules.newFolder.empty();
-  const CString path = PathOf(name);
+  CString path = PathOf(name);
   const CString from =
       elsewhere ? text::Replaced(PathOf(source), rules.ownFolder, rules.newFolder) : PathOf(source);
   for (size_t i = 0; i < rules.settings.size(); ++i) {

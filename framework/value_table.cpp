@@ -1,6 +1,9 @@
 #include "framework/value_table.h"
 
+#include <algorithm>
 #include <string>
+
+#include "framework/name_set.h"
 
 namespace {
 
@@ -38,6 +41,7 @@ void TakeSeconds(const Value& row, const CString& stored, RecordRef record) {
 }
 
 void TakeWord(const Value& row, std::string_view stored, RecordRef record) {
+  if (stored.empty() && row.absentText) stored = *row.absentText;
   int& field = row.field.Number(record);
   field = row.otherwise;
   for (size_t i = 0; i < row.words.size(); ++i) {
@@ -130,8 +134,10 @@ DWORD SaveValue(CTesselRegObject& key, const Value& row, ConstRecordRef record) 
     }
     case ValueKind::Seconds:
       return WriteText(key, row.name, SecondsText(row, record));
-    case ValueKind::Number:
-      return WriteText(key, row.name, std::to_string(row.field.Number(record)));
+    case ValueKind::Number: {
+      const CString digits = std::to_string(row.field.Number(record));
+      return row.oneDigit && digits.size() > 1 ? ERROR_SUCCESS : WriteText(key, row.name, digits);
+    }
     case ValueKind::Word: {
       const auto word = static_cast<size_t>(row.field.Number(record));
       return word < row.words.size() ? WriteText(key, row.name, CString(row.words[word])) : ERROR_SUCCESS;
@@ -143,8 +149,11 @@ DWORD SaveValue(CTesselRegObject& key, const Value& row, ConstRecordRef record) 
     case ValueKind::List:
       return WriteText(key, row.name,
                        text::Joined(row.field.List(record), std::string_view(&row.separator, 1)));
-    case ValueKind::MultiString:
-      return key.SetBinaryValue(row.name, MultiStringOf(row.field.List(record)), REG_MULTI_SZ);
+    case ValueKind::MultiString: {
+      const CString data = MultiStringOf(row.field.List(record));
+      if (row.block != 0 && data.size() > row.block) return ERROR_INSUFFICIENT_BUFFER;
+      return key.SetBinaryValue(row.name, data, REG_MULTI_SZ);
+    }
     case ValueKind::Bytes:
       return key.SetBinaryValue(row.name, row.field.Text(record), REG_BINARY);
   }
@@ -157,6 +166,13 @@ bool TextsDiffer(const Value& row, const Field& field, ConstRecordRef a, ConstRe
   return row.compare == Compare::NoCase ? !text::EqualNoCase(left, right) : left != right;
 }
 
+bool ListsDiffer(const Value& row, const CStringList& a, const CStringList& b) {
+  if (row.compare != Compare::AnyOrder || a == b) return a != b;
+  const NameSet others(b);
+  return a.size() != b.size() ||
+         !std::all_of(a.begin(), a.end(), [&others](const CString& text) { return others.Holds(text); });
+}
+
 bool DifferBy(const Value& row, ConstRecordRef a, ConstRecordRef b) {
   switch (row.field.kind) {
     case Field::Kind::Flag:
@@ -164,7 +180,7 @@ bool DifferBy(const Value& row, ConstRecordRef a, ConstRecordRef b) {
     case Field::Kind::Number:
       return row.field.Number(a) != row.field.Number(b);
     case Field::Kind::List:
-      return row.field.List(a) != row.field.List(b);
+      return ListsDiffer(row, row.field.List(a), row.field.List(b));
     case Field::Kind::Text:
       return TextsDiffer(row, row.field, a, b) ||
              (row.minutes && (TextsDiffer(row, row.minutes, a, b) || TextsDiffer(row, row.seconds, a, b)));
@@ -187,12 +203,13 @@ void LoadValues(const CTesselRegObject& key, std::span<const Value> rows, Record
 SaveResult SaveValues(CTesselRegObject& key, std::span<const Value> rows, ConstRecordRef record, KeyOf which,
                       Chain chain) {
   SaveResult result;
+  bool ended = false;
   for (const Value& row : rows) {
-    if (!IsIn(row, which)) continue;
+    if (!IsIn(row, which) || (ended && !row.always)) continue;
     const DWORD status = SaveValue(key, row, record);
     if (status == ERROR_SUCCESS || row.resultIgnored) continue;
     if (result) result = {status, row.name};
-    if (chain == Chain::Ends) break;
+    ended = chain == Chain::Ends;
   }
   return result;
 }

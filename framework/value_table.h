@@ -13,7 +13,12 @@
 #include "store/registry_object.h"
 
 // How two records are told apart by a field.
-enum class Compare : unsigned char { Exact, NoCase, Ignored };
+enum class Compare : unsigned char {
+  Exact,
+  NoCase,
+  AnyOrder,  // of a list: as many texts, and each of the first record's stands in the other's
+  Ignored,
+};
 
 enum class ValueKind : unsigned char {
   Flag,         // one of two words
@@ -53,12 +58,16 @@ struct Value {
   bool neverRead = false;         // written at every save, whatever is stored
   bool inOtherKey = false;        // the value lies in the page's other key
   bool resultIgnored = false;     // what becomes of this write does not count
+  bool always = false;            // written also behind a write that has failed
+  bool oneDigit = false;          // a number of more is not written
+  size_t block = 0;               // bytes of a REG_MULTI_SZ beyond which it is not written; 0 for any number
 };
 
 // A row with what a table may say of it; tables keep plain values.
 template <class Record>
 struct TypedValue : Value {
   constexpr TypedValue NoCase() const { return With(&Value::compare, Compare::NoCase); }
+  constexpr TypedValue AnyOrder() const { return With(&Value::compare, Compare::AnyOrder); }
   constexpr TypedValue NotCompared() const { return With(&Value::compare, Compare::Ignored); }
   constexpr TypedValue Buffer(DWORD bytes) const { return With(&Value::buffer, bytes); }
   constexpr TypedValue ReadAs(const char* spelling) const { return With(&Value::readName, spelling); }
@@ -86,6 +95,9 @@ struct TypedValue : Value {
   constexpr TypedValue NeverRead() const { return With(&Value::neverRead, true); }
   constexpr TypedValue InOtherKey() const { return With(&Value::inOtherKey, true); }
   constexpr TypedValue ResultIgnored() const { return With(&Value::resultIgnored, true); }
+  constexpr TypedValue Always() const { return With(&Value::always, true); }
+  constexpr TypedValue OneDigit() const { return With(&Value::oneDigit, true); }
+  constexpr TypedValue Block(size_t bytes) const { return With(&Value::block, bytes); }
 
  private:
   template <class Member>

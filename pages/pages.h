@@ -19,8 +19,15 @@ std::unique_ptr<CTesselPropertyPage> MakeBannerPage(const PageArguments& argumen
 std::unique_ptr<CTesselPropertyPage> MakeAccessControlPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUsersMainPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeGroupsMainPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeSftpPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeSftpUserPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeSftpGroupPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeScpPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeScpUserPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeScpGroupPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeCfgSettingsPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeCfgIpMainPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserGenPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserEnvPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserTerminatePage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeSftpUserTempFeaturePage(const PageArguments& arguments);

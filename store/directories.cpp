@@ -1,5 +1,7 @@
 #include "store/directories.h"
 
+#include <filesystem>
+
 #include "platform/win32.h"
 
 CString ReachedFrom(std::string_view computer, std::string_view folder) {
@@ -10,6 +12,12 @@ CString ReachedFrom(std::string_view computer, std::string_view folder) {
   path += '$';
   path += folder.substr(std::min<size_t>(2, folder.size()));
   return path;
+}
+
+CString CurrentDirectory() {
+  std::error_code unknown;
+  const CString path = std::filesystem::current_path(unknown).string();
+  return path.size() < MAX_PATH ? path : CString();
 }
 
 bool DirectoryExists(const CString& path) {

@@ -10,4 +10,7 @@
 // srv, and the folder itself where no computer is named.
 CString ReachedFrom(std::string_view computer, std::string_view folder);
 
+// Where this program runs; empty where the path is too long for a folder dialog to begin there.
+CString CurrentDirectory();
+
 bool DirectoryExists(const CString& path);

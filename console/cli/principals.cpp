@@ -20,8 +20,22 @@ struct Kind {
   std::string deleteButton;
 };
 
-const Kind kUser{"user", "Users", "New User", "Copy User", "Delete User"};
-const Kind kGroup{"group", "Groups", "New Group", "Copy Group", "Delete Group"};
+Kind UsersOn(const char* node) { return {"user", node, "New User", "Copy User", "Delete User"}; }
+Kind GroupsOn(const char* node) { return {"group", node, "New Group", "Copy Group", "Delete Group"}; }
+
+// The lists of users and groups stand side by side: the server's, and those of each file transfer service,
+// whose commands follow its word.
+struct Lists {
+  std::string service;
+  std::string help;
+  Kind users;
+  Kind groups;
+};
+const Lists kLists[] = {
+    {"", "", UsersOn("Users"), GroupsOn("Groups")},
+    {"sftp", "Who may transfer files by SFTP", UsersOn("SFTP Users"), GroupsOn("SFTP Groups")},
+    {"scp", "Who may transfer files by SCP", UsersOn("SCP Users"), GroupsOn("SCP Groups")},
+};
 const Kind kRange{"range", "IP Range", "New IP Range", "Copy Range", "Delete Range"};
 
 constexpr size_t kLongestName = 255;  // characters of a registry key's name
@@ -64,7 +78,8 @@ bool TurnMessageIntoFailure(Outcome& outcome) {
   return true;
 }
 
-// Presses the button that makes a principal, or a copy of the one that is named.
+// Presses the button that makes a principal, or a copy of the one that is named. A page of its settings that
+// was never made would keep them waiting for a person who comes to see them.
 Outcome Make(const Settings& settings, const Kind& kind, const Words& words, const Steps& answers,
              const FinishPress& finish) {
   Steps steps;
@@ -80,7 +95,7 @@ void CheckStored(Outcome& outcome, const CDialog& page, const Kind& kind, const 
   outcome = Failed("The " + kind.noun + " " + Quoted(name) + " could not be stored.");
 }
 
-Outcome MakeUser(const Settings& settings, const Words& words) {
+Outcome MakeUser(const Settings& settings, const Kind& kind, const Words& words) {
   std::string name = words.name;
   std::string domain = words.domain;
   if (const size_t slash = name.find('\\'); domain.empty() && slash != std::string::npos) {
@@ -97,17 +112,17 @@ Outcome MakeUser(const Settings& settings, const Words& words) {
                   std::to_string(kLongestName) + ".");
   }
   const Steps answers{"--fill", "User Name=" + name, "--fill", "Domain=" + domain, "--press", "OK"};
-  return Make(settings, kUser, words, answers, [&](Outcome& outcome, const CDialog& page) {
+  return Make(settings, kind, words, answers, [&](Outcome& outcome, const CDialog& page) {
     if (TurnMessageIntoFailure(outcome)) return;
-    CheckStored(outcome, page, kUser, shown);
-    const auto row = RowOf(page, kUser, shown);
+    CheckStored(outcome, page, kind, shown);
+    const auto row = RowOf(page, kind, shown);
     if (outcome.status != Status::Done || row == shown) return;
     outcome.notes.push_back(Quoted(shown) + " and " + Quoted(*row) +
                             " are one user, since the store knows no case: its settings were replaced.");
   });
 }
 
-Outcome MakeGroup(const Settings& settings, const Words& words) {
+Outcome MakeGroup(const Settings& settings, const Kind& kind, const Words& words) {
   Steps answers;
   if (!words.query.empty()) {
     answers = {"--fill", R"(Query System (\\machine_name or domain)=)" + words.query, "--press", "Refresh"};
@@ -116,9 +131,9 @@ Outcome MakeGroup(const Settings& settings, const Words& words) {
   const std::string alone = words.name.substr(words.name.rfind('\\') + 1);
   const Steps picked{"--fill", "Available Groups=" + alone, "--press", "<- Add", "--press", "OK"};
   answers.insert(answers.end(), picked.begin(), picked.end());
-  return Make(settings, kGroup, words, answers, [&](Outcome& outcome, const CDialog& page) {
+  return Make(settings, kind, words, answers, [&](Outcome& outcome, const CDialog& page) {
     if (TurnMessageIntoFailure(outcome) || outcome.status != Status::Done) return;
-    const CWnd& list = *page.Find(kGroup.node).control;
+    const CWnd& list = *page.Find(kind.node).control;
     const std::string added = list.RowCount() == 0 ? "" : std::string(list.RowText(list.RowCount() - 1));
     if (text::EqualNoCase(added, words.name)) return;
     if (!text::EqualNoCase(std::string_view(added).substr(added.rfind('\\') + 1), alone)) {
@@ -140,7 +155,7 @@ std::string Dotted(const CIPAddressCtrl& address) {
   return text;
 }
 
-Outcome MakeRange(const Settings& settings, const Words& words) {
+Outcome MakeRange(const Settings& settings, const Kind& kind, const Words& words) {
   std::string begin = words.begin;
   std::string end = words.end;
   if (const size_t hyphen = begin.find('-'); end.empty() && hyphen != std::string::npos) {
@@ -150,13 +165,13 @@ Outcome MakeRange(const Settings& settings, const Words& words) {
   Steps answers{"--fill", "Begin IP Address=" + begin};
   if (!end.empty()) answers.insert(answers.end(), {"--fill", "End IP Address=" + end});
   answers.insert(answers.end(), {"--press", "OK"});
-  return Make(settings, kRange, words, answers, [&](Outcome& outcome, const CDialog& page) {
+  return Make(settings, kind, words, answers, [&](Outcome& outcome, const CDialog& page) {
     if (TurnMessageIntoFailure(outcome) || outcome.status != Status::Done) return;
     CIPAddressCtrl first;
     CIPAddressCtrl last;
     first.Put(begin);
     last.Put(end.empty() ? begin : end);
-    CheckStored(outcome, page, kRange, Dotted(first) + "-" + Dotted(last));
+    CheckStored(outcome, page, kind, Dotted(first) + "-" + Dotted(last));
     if (outcome.status == Status::Done && last.GetAddress() < first.GetAddress()) {
       outcome.notes.push_back(Dotted(last) + " lies before " + Dotted(first) +
                               "; the range was stored as it stands.");
@@ -187,52 +202,85 @@ Outcome List(const Settings& settings, const Kind& kind, const Words& words) {
   return outcome;
 }
 
-}  // namespace
+// Adds the verbs of one list after another.
+struct Adder {
+  using Work = Outcome (*)(const Settings&, const Kind&, const Words&);
 
-void AddPrincipalCommands(CLI::App& app, const Settings& settings, const AddCommand& add) {
-  const auto words = std::make_shared<Words>();
-  const auto verbs = [&](const Kind& kind, const std::string& help) {
-    CLI::App* group = app.add_subcommand(kind.noun, help);
+  const Settings& settings;
+  const AddCommand& add;
+  std::shared_ptr<Words> words = std::make_shared<Words>();
+
+  // Those that every list has.
+  CLI::App* Verbs(CLI::App& parent, const Kind& kind, const std::string& help) {
+    CLI::App* group = parent.add_subcommand(kind.noun, help);
     group->require_subcommand(1);
     group->add_option("--in", words->configuration, "The named configuration, with --config-server")
         ->type_name("CONFIG");
-    add(*group, "list", "Their names", [&settings, words, &kind] { return List(settings, kind, *words); });
-    add(*group, "delete", "Delete the named one",
-        [&settings, words, &kind] { return Delete(settings, kind, *words); })
-        ->add_option("NAME", words->name)
-        ->required();
+    Add(*group, kind, "list", "Their names", List);
+    Add(*group, kind, "delete", "Delete the named one", Delete)->add_option("NAME", words->name)->required();
     return group;
-  };
+  }
+
   // Both ways to make one, which differ by the source alone.
-  const auto make = [&](CLI::App* group, Outcome (*work)(const Settings&, const Words&)) {
-    CLI::App* fresh = add(*group, "add", "Add one with the settings of the user Default",
-                          [&settings, words, work] { return work(settings, *words); });
-    CLI::App* copy = add(*group, "copy", "Add one with the settings of another",
-                         [&settings, words, work] { return work(settings, *words); });
+  std::array<CLI::App*, 2> Makers(CLI::App& group, const Kind& kind, Work work) {
+    CLI::App* fresh = Add(group, kind, "add", "Add one with the settings of the user Default", work);
+    CLI::App* copy = Add(group, kind, "copy", "Add one with the settings of another", work);
     copy->add_option("SOURCE", words->source)->required();
-    return std::array{fresh, copy};
-  };
-  for (CLI::App* command : make(verbs(kUser, "Users"), MakeUser)) {
-    command->add_option("NAME", words->name, "The name, or DOMAIN\\NAME")->required();
-    command->add_option("--domain", words->domain, "The user's domain")->type_name("DOMAIN");
+    return {fresh, copy};
   }
-  CLI::App* group = verbs(kGroup, "Groups, by rank");
-  for (CLI::App* command : make(group, MakeGroup)) {
-    command->add_option("NAME", words->name, "A group that the system knows")->required();
-    command->add_option("--query", words->query, "Whose groups: \\\\ and a computer's name, or a domain")
-        ->type_name("SYSTEM");
+
+  void Users(CLI::App& parent, const Kind& kind) {
+    for (CLI::App* command : Makers(*Verbs(parent, kind, "Users"), kind, MakeUser)) {
+      command->add_option("NAME", words->name, "The name, or DOMAIN\\NAME")->required();
+      command->add_option("--domain", words->domain, "The user's domain")->type_name("DOMAIN");
+    }
   }
-  for (const auto& [verb, button] : {std::pair("up", "Up"), std::pair("down", "Down")}) {
-    add(*group, verb, std::string("Move the named one ") + verb + " by one rank",
-        [&settings, words, button = std::string(button)] {
-          return WithoutText(
-              PressButton(settings, NodeOf(kGroup, *words), button, Selected(kGroup, words->name)));
-        })
-        ->add_option("NAME", words->name)
-        ->required();
+
+  void Groups(CLI::App& parent, const Kind& kind) {
+    CLI::App* group = Verbs(parent, kind, "Groups, by rank");
+    for (CLI::App* command : Makers(*group, kind, MakeGroup)) {
+      command->add_option("NAME", words->name, "A group that the system knows")->required();
+      command->add_option("--query", words->query, "Whose groups: \\\\ and a computer's name, or a domain")
+          ->type_name("SYSTEM");
+    }
+    for (const auto& [verb, button] : {std::pair("up", "Up"), std::pair("down", "Down")}) {
+      add(*group, verb, std::string("Move the named one ") + verb + " by one rank",
+          [&settings = settings, words = words, &kind, button = std::string(button)] {
+            return WithoutText(
+                PressButton(settings, NodeOf(kind, *words), button, Selected(kind, words->name)));
+          })
+          ->add_option("NAME", words->name)
+          ->required();
+    }
   }
-  for (CLI::App* command : make(verbs(kRange, "Address ranges"), MakeRange)) {
-    command->add_option("BEGIN", words->begin, "The first address, or BEGIN-END")->required();
-    command->add_option("END", words->end, "The last address; the first one where it is missing");
+
+  void Ranges(CLI::App& parent) {
+    for (CLI::App* command : Makers(*Verbs(parent, kRange, "Address ranges"), kRange, MakeRange)) {
+      command->add_option("BEGIN", words->begin, "The first address, or BEGIN-END")->required();
+      command->add_option("END", words->end, "The last address; the first one where it is missing");
+    }
+  }
+
+ private:
+  CLI::App* Add(CLI::App& group, const Kind& kind, const std::string& verb, const std::string& help,
+                Work work) {
+    return add(group, verb, help,
+               [&settings = settings, words = words, &kind, work] { return work(settings, kind, *words); });
+  }
+};
+
+}  // namespace
+
+void AddPrincipalCommands(CLI::App& app, const Settings& settings, const AddCommand& add) {
+  Adder adder{settings, add};
+  for (const Lists& lists : kLists) {
+    CLI::App* parent = &app;
+    if (!lists.service.empty()) {
+      parent = app.add_subcommand(lists.service, lists.help);
+      parent->require_subcommand(1);
+    }
+    adder.Users(*parent, lists.users);
+    adder.Groups(*parent, lists.groups);
+    if (lists.service.empty()) adder.Ranges(*parent);
   }
 }

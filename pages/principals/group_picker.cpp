@@ -166,3 +166,13 @@ void CDlgAddGroups::OnOK() {
   for (size_t row = m_allowed->GetCount(); row > 0; --row) m_chosen.push_back(m_allowed->GetRow(row - 1));
   CDialog::OnOK();
 }
+
+CStringList PickGroups() {
+  CDlgAddGroups dialog;
+  if (dialog.DoModal() != Reply::Ok) return {};
+  while (dialog.GetChosen().empty()) {
+    AfxMessageBox("Group must be selected");
+    if (dialog.DoModal() != Reply::Ok) return {};
+  }
+  return dialog.GetChosen();
+}

@@ -30,3 +30,6 @@ class CDlgAddGroups final : public FormDialog<CDlgAddGroups, GroupQuery> {
  private:
   CStringList m_chosen;
 };
+
+// Shows the dialog until groups are picked; none where the person cancels.
+CStringList PickGroups();

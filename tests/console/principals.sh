@@ -67,6 +67,25 @@ expect 0 'Groups::BUILTIN\\Guests\n(Groups.*\n)*Groups::BUILTIN\\Users\n' tree
 expect 0 '^\s*$' group down 'BUILTIN\Guests'
 expect 0 '^BUILTIN\\Users\nBUILTIN\\Guests\n' group list
 
+# The services of file transfer have lists and principals of their own, whose copies bring their settings.
+expect 0 '^\s*$' sftp user add 'CORP\alice'
+expect 0 '' set 'SFTP Users::CORP\alice' 'Use virtual directory assignments=on'
+expect 0 '' press 'SFTP Users::CORP\alice' Add --fill 'Virtual Path=Data' --fill 'File Path=D:\x' --press OK
+expect 1 '"Virtual Path" takes no "/" and no' press 'SFTP Users::CORP\alice' Add --fill 'Virtual Path=a/b'
+expect 1 '"OK" is disabled' press 'SFTP Users::CORP\alice' Add --fill 'Virtual Path=a' --press OK
+expect 0 '^\s*$' sftp user copy 'CORP\alice' bob
+expect 0 'vRoots  REG_MULTI_SZ  44 61 74 61 2F 44 3A 5C 78 00 00' reg query 'HKLM\Software\TesselWorks\SFTP\Users\bob'
+expect 0 'SFTP Users::CORP\\alice\nSFTP Users::CORP\\alice::Two Step Upload\nSFTP Users::Default\n' tree
+expect 0 '^\s*$' scp user add carol
+expect 0 '' set 'SCP Users::carol' 'Home Directory=D:\c'
+expect 0 '^\s*$' scp user copy carol dave
+expect 0 'Home Directory +edit +D:\\c' show 'SCP Users::dave'
+expect 0 '^\s*$' scp user delete carol
+expect 0 '(?m)^dave\nDefault$' scp user list
+expect 0 'listed as "BUILTIN\\Guests"' sftp group add guests
+expect 0 '(?m)^SFTP Groups::BUILTIN\\Guests::Two Step Upload$' tree
+expect 0 '^\s*$' scp group list
+
 # Nodes come and go while the console runs, also those of a configuration, which a list names without it.
 expect 0 '' config add branch7
 input=$'node branch7::Users\nanswer User Name=carol\nanswer OK\npress New User\nnode branch7::Users::carol

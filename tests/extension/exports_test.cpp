@@ -28,6 +28,8 @@ PropExtContext Context() {
     titled = std::string(computer) + "|" + word;
     *title = path;
   };
+  constexpr std::string_view kTransfers = "Who may transfer files";
+  kTransfers.copy(context.fileTransferListTitle, sizeof context.fileTransferListTitle - 1);
   return context;
 }
 
@@ -106,6 +108,7 @@ TEST_F(Exports, ServePagesOnceAndInOrder) {
     EXPECT_GT(id, last);
     EXPECT_EQ(flags, id == 100 || id == 127 ? 3u : 1u);
     EXPECT_FALSE(page->Title().empty());
+    EXPECT_EQ(page->Title() == "Who may transfer files", id == 117) << "the host names this page alone";
     last = id;
   }
   EXPECT_EQ(titled, "srv1|Marrowen");

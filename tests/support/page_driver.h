@@ -73,11 +73,14 @@ class PageDriver {
   // Makes a page with its window and puts it into the sheet and the page directory. `title` and `appended` as
   // in the page table.
   CTesselPropertyPage& Add(PageIndex index, MakePage make, std::string_view title,
-                           std::string_view appended = "", std::string_view baseKey = kServer) {
+                           std::string_view appended = "", std::string_view baseKey = kServer,
+                           std::string_view secondKey = "", std::string_view computer = "") {
     PageArguments arguments;
     arguments.titleText = title;
     arguments.appended = appended;
     arguments.baseKey = baseKey;
+    arguments.secondKey = secondKey;
+    arguments.computer = computer;
     arguments.context = &context;
     CTesselPropertyPage& page = *m_pages.emplace_back(make(arguments));
     m_indexes.push_back(index);
