@@ -43,7 +43,7 @@ expect 0 'attempts=5: stored\n' set Authentication 'Number of authentication att
 expect 0 'attempts=: stored as AuthAttemptLimit=, shown as 5\n' set Authentication 'Number of authentication attempts='
 stored '' AuthAttemptLimit ''
 expect 0 '^Home Directory=D:\\Home: stored\n$' set Users::joe 'Home Directory=D:\Home'
-expect 1 'Home Directory=D:\\HOME: not stored: .*"D:\\Home".*\nIBM|not stored' set Users::joe 'Home Directory=D:\HOME'
+expect 1 'Home Directory=D:\\HOME: not stored: .*"D:\\Home"' set Users::joe 'Home Directory=D:\HOME'
 stored '\Users\joe' HomeDir 'D:\Home'
 expect 0 'Home Directory=D:\\HOME: stored\nUser Session Limit=on: stored\n' \
   set Users::joe 'Home Directory=D:\HOME' 'User Session Limit=on'
