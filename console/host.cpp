@@ -76,6 +76,7 @@ Host::Host(const Options& options) : m_options(options), m_computer(options.comp
 }
 
 Host::~Host() {
+  m_beforeApply = {};  // the library knows how to destroy it
   if (m_library.module != nullptr) {
     m_library.closePropExt();
     // The library leaves some of its pages, which could not be reached once it is unloaded.

@@ -9,6 +9,7 @@
 
 #include "platform/embedded/codepage.h"
 #include "platform/embedded/computers.h"
+#include "platform/embedded/fail.h"
 #include "platform/embedded/win32/system.h"
 #include "platform/text.h"
 
@@ -148,11 +149,6 @@ std::vector<std::string> LocalGroups() {
 namespace {
 
 using namespace embedded;
-
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 // Whether the buffer takes `text` with its terminator; *size becomes what is needed, or the length written.
 template <typename Char>

@@ -1,19 +1,17 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/embedded/fail.h"
 #include "platform/embedded/win32/security.h"
 #include "platform/embedded/win32/system.h"
 
 // Access lists, laid out byte for byte as Windows does. The order of the checks decides the error code.
 
+using embedded::Fail;
+
 namespace {
 
 constexpr DWORD kSidOffset = offsetof(ACCESS_ALLOWED_ACE, SidStart);
-
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 ACE_HEADER* AceAt(PACL acl, DWORD offset) {
   return reinterpret_cast<ACE_HEADER*>(reinterpret_cast<BYTE*>(acl) + offset);
@@ -102,33 +100,6 @@ BOOL WINAPI AddAccessAllowedAceEx(PACL acl, DWORD revision, DWORD flags, DWORD m
 
 BOOL WINAPI AddAccessDeniedAce(PACL acl, DWORD revision, DWORD mask, PSID sid) {
   return AddKnownAce(acl, revision, 0, mask, sid, ACCESS_DENIED_ACE_TYPE);
-}
-
-BOOL WINAPI AddAccessDeniedAceEx(PACL acl, DWORD revision, DWORD flags, DWORD mask, PSID sid) {
-  return AddKnownAce(acl, revision, flags, mask, sid, ACCESS_DENIED_ACE_TYPE);
-}
-
-BOOL WINAPI AddAce(PACL acl, DWORD revision, DWORD index, LPVOID aces, DWORD size) {
-  DWORD end = 0;
-  if (!IsValidAcl(acl) || !FirstFree(acl, end) || revision > MAX_ACL_REVISION) {
-    return Fail(ERROR_INVALID_PARAMETER);
-  }
-  auto* source = static_cast<BYTE*>(aces);
-  WORD count = 0;
-  for (DWORD at = 0; at < size; ++count) {
-    const auto* ace = reinterpret_cast<const ACE_HEADER*>(source + at);
-    if (size - at < sizeof(ACE_HEADER) || !ValidAce(ace, size - at)) return Fail(ERROR_INVALID_PARAMETER);
-    at += ace->AceSize;
-  }
-  if (end + size > acl->AclSize) return Fail(ERROR_INSUFFICIENT_BUFFER);
-  // Any index past the last entry, MAXDWORD by custom, appends.
-  const DWORD offset = index < acl->AceCount ? OffsetOf(acl, index) : end;
-  BYTE* place = reinterpret_cast<BYTE*>(acl) + offset;
-  std::memmove(place + size, place, end - offset);
-  std::memcpy(place, source, size);
-  acl->AceCount = static_cast<WORD>(acl->AceCount + count);
-  if (revision > acl->AclRevision) acl->AclRevision = static_cast<BYTE>(revision);
-  return TRUE;
 }
 
 BOOL WINAPI GetAce(PACL acl, DWORD index, LPVOID* ace) {

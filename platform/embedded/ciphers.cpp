@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/embedded/fail.h"
 #include "platform/embedded/handles.h"
 #include "platform/embedded/random.h"
 #include "platform/embedded/win32/crypto.h"
@@ -63,12 +64,7 @@ struct Key : Object {
   Rc4 cipher;
 };
 
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
-
-BOOL Fail(HRESULT code) { return Fail(static_cast<DWORD>(code)); }
+BOOL Fail(HRESULT code) { return embedded::Fail(static_cast<DWORD>(code)); }
 
 // A cipher handle that is none is a wrong parameter, not a wrong handle.
 template <typename Kind>
@@ -172,10 +168,4 @@ BOOL WINAPI CryptEncrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD, BYTE
 
 BOOL WINAPI CryptDecrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD, BYTE* data, DWORD* size) {
   return Apply(key, hash, final, data, *size);
-}
-
-BOOL WINAPI CryptGenRandom(HCRYPTPROV provider, DWORD size, BYTE* buffer) {
-  if (!FindCipher<Provider>(provider)) return FALSE;
-  FillRandom(buffer, size);
-  return TRUE;
 }

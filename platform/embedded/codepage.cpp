@@ -13,6 +13,7 @@
 #include <optional>
 
 #include "platform/embedded/computer_keys.h"
+#include "platform/embedded/fail.h"
 #include "platform/embedded/store.h"
 #include "platform/embedded/win32/system.h"
 
@@ -311,11 +312,6 @@ using namespace embedded;
 
 namespace {
 
-int Fail(DWORD code) {
-  SetLastError(code);
-  return 0;
-}
-
 // A result into the caller's buffer: what fits is written, a size of 0 asks for the size.
 template <typename Char>
 int Give(std::basic_string_view<Char> result, Char* destination, int size) {
@@ -370,10 +366,4 @@ int WINAPI WideCharToMultiByte(UINT page, DWORD flags, LPCWCH source, int source
     return Fail(ERROR_NO_UNICODE_TRANSLATION);
   if (default_used != nullptr) *default_used = result.invalid ? TRUE : FALSE;
   return Give<char>(result.text, destination, destination_size);
-}
-
-int WINAPI lstrlenA(LPCSTR text) { return text == nullptr ? 0 : static_cast<int>(std::strlen(text)); }
-
-int WINAPI lstrlenW(LPCWSTR text) {
-  return text == nullptr ? 0 : static_cast<int>(std::char_traits<WCHAR>::length(text));
 }

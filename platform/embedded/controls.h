@@ -2,6 +2,7 @@
 
 // What only an embedded computer lets its host choose: on whose behalf the registry is used.
 
+#include <string>
 #include <vector>
 
 #include "platform/embedded/sid.h"
@@ -14,6 +15,7 @@ namespace machine {
 struct Caller {
   std::vector<embedded::SidBytes> sids;
   ACCESS_MASK limit = ~0u;
+  std::string deniedValue{};  // no value of this name can be written, whichever key it belongs to
   bool AllPowerful() const { return sids.empty(); }
 };
 

@@ -1,16 +1,14 @@
 #include <cstring>
 
+#include "platform/embedded/fail.h"
 #include "platform/embedded/win32/security.h"
 #include "platform/embedded/win32/system.h"
 
 // Security descriptors, absolute and self-relative.
 
-namespace {
+using embedded::Fail;
 
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
+namespace {
 
 struct Parts {
   PSID owner;
@@ -99,20 +97,6 @@ BOOL WINAPI GetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor,
   return TRUE;
 }
 
-BOOL WINAPI SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor,
-                                         SECURITY_DESCRIPTOR_CONTROL of_interest,
-                                         SECURITY_DESCRIPTOR_CONTROL to_set) {
-  // SE_DACL_UNTRUSTED, SE_SERVER_SECURITY and the automatic inheritance and protection bits, alone, may
-  // change.
-  constexpr WORD kMayChange = 0x3FC0;
-  if (((of_interest | to_set) & ~kMayChange) != 0 || (to_set & ~of_interest) != 0) {
-    return Fail(ERROR_INVALID_PARAMETER);
-  }
-  SetFlag(descriptor, of_interest, false);
-  SetFlag(descriptor, to_set, true);
-  return TRUE;
-}
-
 BOOL WINAPI SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl,
                                       BOOL defaulted) {
   if (!Changeable(descriptor)) return FALSE;
@@ -145,14 +129,6 @@ BOOL WINAPI GetSecurityDescriptorOwner(PSECURITY_DESCRIPTOR descriptor, PSID* ow
   if (!KnownRevision(descriptor)) return Fail(ERROR_UNKNOWN_REVISION);
   *owner = PartsOf(descriptor).owner;
   *defaulted = HasFlag(descriptor, SE_OWNER_DEFAULTED) ? TRUE : FALSE;
-  return TRUE;
-}
-
-BOOL WINAPI SetSecurityDescriptorGroup(PSECURITY_DESCRIPTOR descriptor, PSID group, BOOL defaulted) {
-  if (!Changeable(descriptor)) return FALSE;
-  if (group != nullptr && !IsValidSid(group)) return Fail(ERROR_INVALID_SID);
-  Absolute(descriptor)->Group = group;
-  SetFlag(descriptor, SE_GROUP_DEFAULTED, defaulted != FALSE);
   return TRUE;
 }
 

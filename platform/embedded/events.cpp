@@ -11,6 +11,7 @@
 
 #include "platform/embedded/codepage.h"
 #include "platform/embedded/computers.h"
+#include "platform/embedded/fail.h"
 #include "platform/embedded/handles.h"
 #include "platform/embedded/store.h"
 #include "platform/embedded/win32/system.h"
@@ -35,11 +36,6 @@ struct EventSource : Object {
   std::string computer;
   std::string name;
 };
-
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 const char* TypeName(WORD type) {
   switch (type) {

@@ -1,8 +1,6 @@
 #include "platform/embedded/win32/files.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <fnmatch.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +13,7 @@
 
 #include "platform/embedded/access.h"
 #include "platform/embedded/codepage.h"
+#include "platform/embedded/fail.h"
 #include "platform/embedded/handles.h"
 #include "platform/embedded/paths.h"
 #include "platform/embedded/win32/security.h"
@@ -24,11 +23,6 @@
 namespace embedded {
 namespace {
 
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
-
 BOOL FailErrno(const std::string& path) { return Fail(FileError(errno, path)); }
 
 struct File : Object {
@@ -37,15 +31,6 @@ struct File : Object {
   File& operator=(const File&) = delete;
   ~File() override { close(fd); }
   int fd;
-};
-
-struct Found {
-  std::string name;
-  struct stat status;
-};
-
-struct Search : Object {
-  std::vector<Found> left;  // The next one last.
 };
 
 // Whether a file made with this descriptor is for the owner alone: it has a DACL, and nobody who is on every
@@ -85,40 +70,6 @@ int OpenFlags(DWORD access, DWORD disposition) {
   if (disposition == OPEN_ALWAYS) flags |= O_CREAT;
   if (disposition == TRUNCATE_EXISTING) flags |= O_TRUNC;
   return flags;
-}
-
-DWORD AttributesOf(const std::string& name, const struct stat& status) {
-  DWORD attributes = S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : FILE_ATTRIBUTE_ARCHIVE;
-  if ((status.st_mode & 0222) == 0) attributes |= FILE_ATTRIBUTE_READONLY;
-  if (name.starts_with(".") && name != "." && name != "..") attributes |= FILE_ATTRIBUTE_HIDDEN;
-  return attributes;
-}
-
-FILETIME AsFileTime(const timespec& time) {
-  // 100 ns units since 1601; 11644473600 seconds lie between that year and 1970.
-  const auto ticks = static_cast<uint64_t>((time.tv_sec + 11644473600) * 10000000 + time.tv_nsec / 100);
-  return {.dwLowDateTime = static_cast<DWORD>(ticks), .dwHighDateTime = static_cast<DWORD>(ticks >> 32)};
-}
-
-BOOL Describe(Search& search, LPWIN32_FIND_DATAA data) {
-  if (search.left.empty()) return Fail(ERROR_NO_MORE_FILES);
-  const Found& found = search.left.back();
-  *data = {};
-  data->dwFileAttributes = AttributesOf(found.name, found.status);
-  data->ftCreationTime = AsFileTime(found.status.st_ctim);
-  data->ftLastAccessTime = AsFileTime(found.status.st_atim);
-  data->ftLastWriteTime = AsFileTime(found.status.st_mtim);
-  data->nFileSizeHigh = static_cast<DWORD>(static_cast<uint64_t>(found.status.st_size) >> 32);
-  data->nFileSizeLow = static_cast<DWORD>(found.status.st_size);
-  const std::string name = Utf8ToAcp(found.name);
-  std::memcpy(data->cFileName, name.c_str(), std::min(name.size(), sizeof data->cFileName - 1));
-  search.left.pop_back();
-  return TRUE;
-}
-
-bool Matches(const std::string& pattern, const std::string& name) {
-  // "*.*" is every name on Windows, also one without a dot.
-  return pattern == "*.*" || fnmatch(pattern.c_str(), name.c_str(), FNM_CASEFOLD | FNM_NOESCAPE) == 0;
 }
 
 std::shared_ptr<File> FindFile(HANDLE handle) { return Find<File>(handle); }
@@ -194,63 +145,12 @@ BOOL WINAPI GetFileSizeEx(HANDLE handle, PLARGE_INTEGER size) {
   return TRUE;
 }
 
-BOOL WINAPI SetFilePointerEx(HANDLE handle, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD method) {
-  const auto file = FindFile(handle);
-  if (!file) return FALSE;
-  if (method > FILE_END) return Fail(ERROR_INVALID_PARAMETER);
-  constexpr int kMethods[] = {SEEK_SET, SEEK_CUR, SEEK_END};
-  const off_t place = lseek(file->fd, distance.QuadPart, kMethods[method]);
-  if (place < 0) return Fail(ERROR_NEGATIVE_SEEK);
-  if (position != nullptr) position->QuadPart = place;
-  return TRUE;
-}
-
-BOOL WINAPI SetEndOfFile(HANDLE handle) {
-  const auto file = FindFile(handle);
-  if (!file) return FALSE;
-  const off_t place = lseek(file->fd, 0, SEEK_CUR);
-  return place >= 0 && ftruncate(file->fd, place) == 0 ? TRUE : FailErrno("");
-}
-
-BOOL WINAPI FlushFileBuffers(HANDLE handle) {
-  const auto file = FindFile(handle);
-  if (!file) return FALSE;
-  return fsync(file->fd) == 0 ? TRUE : FailErrno("");
-}
-
 BOOL WINAPI DeleteFileA(LPCSTR path) {
   const std::optional<std::string> mapped = MapPath(path == nullptr ? "" : path);
   if (!mapped) return FALSE;
   struct stat status {};
   if (lstat(mapped->c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return Fail(ERROR_ACCESS_DENIED);
   return unlink(mapped->c_str()) == 0 ? TRUE : FailErrno(*mapped);
-}
-
-BOOL WINAPI MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags) {
-  const std::optional<std::string> source = MapPath(from == nullptr ? "" : from);
-  if (!source) return FALSE;
-  const std::optional<std::string> target = MapPath(to == nullptr ? "" : to);
-  if (!target) return FALSE;
-  int result = 0;
-  if ((flags & MOVEFILE_REPLACE_EXISTING) != 0) {
-    result = rename(source->c_str(), target->c_str());
-  } else {
-    result = renameat2(AT_FDCWD, source->c_str(), AT_FDCWD, target->c_str(), RENAME_NOREPLACE);
-    if (result != 0 && errno == EEXIST) return Fail(ERROR_ALREADY_EXISTS);
-  }
-  if (result != 0) {
-    const int error = errno;
-    return Fail(FileError(error, access(source->c_str(), F_OK) == 0 ? *target : *source));
-  }
-  return TRUE;
-}
-
-DWORD WINAPI GetFileAttributesA(LPCSTR path) {
-  const std::optional<std::string> mapped = MapPath(path == nullptr ? "" : path);
-  if (!mapped) return INVALID_FILE_ATTRIBUTES;
-  struct stat status {};
-  if (stat(mapped->c_str(), &status) != 0) return FailErrno(*mapped), INVALID_FILE_ATTRIBUTES;
-  return AttributesOf(mapped->substr(mapped->rfind('/') + 1), status);
 }
 
 BOOL WINAPI CreateDirectoryA(LPCSTR path, LPSECURITY_ATTRIBUTES attributes) {
@@ -270,38 +170,6 @@ BOOL WINAPI RemoveDirectoryA(LPCSTR path) {
   if (rmdir(mapped->c_str()) == 0) return TRUE;
   return Fail(errno == ENOTDIR ? ERROR_DIRECTORY : FileError(errno, *mapped));
 }
-
-HANDLE WINAPI FindFirstFileA(LPCSTR pattern, LPWIN32_FIND_DATAA data) {
-  const auto failed = [](DWORD code) { return Fail(code), INVALID_HANDLE_VALUE; };
-  const std::string_view text = pattern == nullptr ? "" : pattern;
-  const size_t split = text.find_last_of("\\/:") + 1;
-  const std::string name = AcpToUtf8(text.substr(split));
-  if (name.empty()) return failed(ERROR_FILE_NOT_FOUND);
-  const std::optional<std::string> folder = split == 0 ? "." : MapPath(text.substr(0, split));
-  if (!folder) return INVALID_HANDLE_VALUE;
-  DIR* entries = opendir(folder->c_str());
-  if (entries == nullptr) return failed(ERROR_PATH_NOT_FOUND);
-  auto search = std::make_shared<Search>();
-  while (const dirent* entry = readdir(entries)) {
-    Found found{.name = entry->d_name, .status = {}};
-    if (!Matches(name, found.name)) continue;
-    if (stat((*folder + "/" + found.name).c_str(), &found.status) == 0)
-      search->left.push_back(std::move(found));
-  }
-  closedir(entries);
-  std::ranges::sort(search->left,
-                    [](const Found& a, const Found& b) { return text::CompareNoCase(a.name, b.name) > 0; });
-  if (search->left.empty()) return failed(ERROR_FILE_NOT_FOUND);
-  Describe(*search, data);
-  return OpenHandle(std::move(search));
-}
-
-BOOL WINAPI FindNextFileA(HANDLE find, LPWIN32_FIND_DATAA data) {
-  const auto search = Find<Search>(find);
-  return search ? Describe(*search, data) : FALSE;
-}
-
-BOOL WINAPI FindClose(HANDLE find) { return Close<Search>(find); }
 
 DWORD WINAPI GetTempPathA(DWORD size, LPSTR buffer) {
   const char* folder = std::getenv("TMPDIR");

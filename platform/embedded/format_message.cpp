@@ -5,16 +5,14 @@
 #include <vector>
 
 #include "platform/embedded/codepage.h"
+#include "platform/embedded/fail.h"
 #include "platform/embedded/messages.h"
 #include "platform/embedded/win32/system.h"
 #include "platform/text.h"
 
-namespace {
+using embedded::Fail;
 
-DWORD Fail(DWORD code) {
-  SetLastError(code);
-  return 0;
-}
+namespace {
 
 std::optional<std::string> Lookup(DWORD flags, LPCVOID source, DWORD message) {
   const char* text = nullptr;

@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/embedded/fail.h"
 #include "platform/embedded/handles.h"
 #include "platform/embedded/store.h"
 #include "platform/embedded/win32/system.h"
@@ -21,14 +22,11 @@
 // process. A shared flock on the file says that a process holds it open: whoever gets it exclusively is the
 // first, and makes the mutex anew.
 
+using embedded::Fail;
+
 namespace {
 
 using embedded::Object;
-
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 class SharedMutex {
  public:

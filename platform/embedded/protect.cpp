@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/embedded/fail.h"
 #include "platform/embedded/random.h"
 #include "platform/embedded/store.h"
 #include "platform/embedded/win32/crypto.h"
@@ -24,6 +25,8 @@
 // 16, and what AES-256-GCM made of the description and the data. The key of a blob is HMAC-SHA-256 of the
 // purpose (machine or user, and the entropy) under the computer's key, so that either must be known to open
 // it.
+
+using embedded::Fail;
 
 namespace {
 
@@ -40,11 +43,6 @@ struct Header {
 };
 constexpr char kMagic[4] = {'M', 'D', 'P', '1'};
 constexpr size_t kOverhead = sizeof(Header) + kNonceSize + kTagSize;
-
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 std::optional<Key> ReadKey(const std::string& path) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);

@@ -185,6 +185,8 @@ class EmbeddedKey final : public Key {
     if ((granted_ & KEY_SET_VALUE) == 0) return ERROR_ACCESS_DENIED;
     if (name.size() > kLongestValueName && NameUnits(name) > kLongestValueName)
       return ERROR_INVALID_PARAMETER;
+    const std::string& denied = machine::GetCaller().deniedValue;
+    if (!denied.empty() && SameName(denied, name)) return ERROR_ACCESS_DENIED;
     Writing write;
     return write.status != 0 ? write.status : write.Finish(PutValue(*write.txn, id_, name, type, data));
   }

@@ -15,12 +15,6 @@
 
 // The names of Windows' C runtime.
 
-int _stricmp(const char* a, const char* b) { return text::CompareNoCase(a, b); }
-
-int _strnicmp(const char* a, const char* b, size_t count) {
-  return text::CompareNoCase({a, strnlen(a, count)}, {b, strnlen(b, count)});
-}
-
 errno_t _strtime_s(char* buffer, size_t size) {
   constexpr size_t kSize = sizeof "00:00:00";
   if (buffer == nullptr || size == 0) return EINVAL;
@@ -60,23 +54,6 @@ int _access(const char* path, int mode) {
     return -1;
   }
   return access(mapped->c_str(), ((mode & 2) != 0 ? W_OK : 0) | ((mode & 4) != 0 ? R_OK : 0));
-}
-
-int _vsnprintf(char* buffer, size_t count, const char* format, va_list arguments) {
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
-  std::string text;
-  if (length > 0) {
-    text.resize(static_cast<size_t>(length) + 1);
-    std::vsnprintf(text.data(), text.size(), format, again);
-    text.pop_back();
-  }
-  va_end(again);
-  if (length < 0) return -1;
-  // What fits is written; a terminator only where there is room for it.
-  std::memcpy(buffer, text.c_str(), std::min(count, text.size() + 1));
-  return text.size() > count ? -1 : length;
 }
 
 namespace {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/embedded/fail.h"
 #include "platform/embedded/sid.h"
 #include "platform/embedded/win32/registry.h"
 #include "platform/embedded/win32/security.h"
@@ -13,6 +14,8 @@
 #include "platform/text.h"
 
 // Security descriptors as text (the language of sddl.h): owner, group and DACL.
+
+using embedded::Fail;
 
 namespace {
 
@@ -39,11 +42,6 @@ constexpr Code kAceTypes[] = {{"A", ACCESS_ALLOWED_ACE_TYPE}, {"D", ACCESS_DENIE
 constexpr Code kDaclFlags[] = {
     {"P", SE_DACL_PROTECTED}, {"AR", SE_DACL_AUTO_INHERIT_REQ}, {"AI", SE_DACL_AUTO_INHERITED}};
 constexpr std::string_view kNoAccessControl = "NO_ACCESS_CONTROL";
-
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 // The codes that `text` is made of, or'ed; nothing when it holds anything else.
 template <size_t N>

@@ -6,6 +6,7 @@
 
 #include "platform/embedded/computers.h"
 #include "platform/embedded/controls.h"
+#include "platform/embedded/fail.h"
 #include "platform/embedded/handles.h"
 #include "platform/embedded/sid.h"
 #include "platform/embedded/store.h"
@@ -73,11 +74,6 @@ struct ScObject : Object {
   const Service* service = nullptr;  // Null for the manager itself.
   DWORD access = 0;
 };
-
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 // Everyone may look at services; changing them is the administrators'.
 bool MayOpen(DWORD access, DWORD for_everyone) {

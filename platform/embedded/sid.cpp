@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "platform/embedded/fail.h"
 #include "platform/embedded/win32/system.h"
 #include "platform/text.h"
 
@@ -124,7 +125,7 @@ size_t SidLengthIn(std::span<const BYTE> bytes) {
 }
 
 std::string SidText(PSID sid) {
-  const BYTE* authority = GetSidIdentifierAuthority(sid)->Value;
+  const BYTE* authority = static_cast<const SID*>(sid)->IdentifierAuthority.Value;
   uint64_t value = 0;
   for (int i = 0; i < 6; ++i) value = value << 8 | authority[i];
   char number[32];
@@ -211,14 +212,9 @@ const SidBytes& MachineSid() {
 
 }  // namespace embedded
 
-namespace {
+using embedded::Fail;
 
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
-
-}  // namespace
+namespace {}  // namespace
 
 DWORD WINAPI GetSidLengthRequired(UCHAR count) { return 8 + 4 * DWORD{count}; }
 
@@ -234,10 +230,6 @@ PDWORD WINAPI GetSidSubAuthority(PSID sid, DWORD index) {
   return static_cast<SID*>(sid)->SubAuthority + index;
 }
 BYTE* WINAPI GetSidSubAuthorityCount(PSID sid) { return &static_cast<SID*>(sid)->SubAuthorityCount; }
-PSID_IDENTIFIER_AUTHORITY WINAPI GetSidIdentifierAuthority(PSID sid) {
-  return &static_cast<SID*>(sid)->IdentifierAuthority;
-}
-
 BOOL WINAPI InitializeSid(PSID sid, PSID_IDENTIFIER_AUTHORITY authority, BYTE count) {
   if (count > SID_MAX_SUB_AUTHORITIES) return Fail(ERROR_INVALID_PARAMETER);
   auto* header = static_cast<SID*>(sid);

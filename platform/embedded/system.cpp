@@ -14,19 +14,17 @@
 #include <thread>
 
 #include "platform/embedded/computer_keys.h"
+#include "platform/embedded/fail.h"
 #include "platform/embedded/random.h"
 #include "platform/text.h"
 
 // Last error, memory, the process, clocks, names and the environment.
 
+using embedded::Fail;
+
 namespace {
 
 thread_local DWORD last_error = 0;
-
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 // In front of each block of LocalAlloc, so that LocalSize knows what was asked for.
 struct alignas(std::max_align_t) BlockHeader {
@@ -134,26 +132,12 @@ void WINAPI GetSystemInfo(LPSYSTEM_INFO info) {
 DWORD WINAPI GetCurrentThreadId() { return static_cast<DWORD>(syscall(SYS_gettid)); }
 DWORD WINAPI GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
 
-DWORD WINAPI GetTickCount() {
-  using namespace std::chrono;
-  return static_cast<DWORD>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
-}
-
 void WINAPI Sleep(DWORD milliseconds) {
   std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 void WINAPI GetLocalTime(LPSYSTEMTIME time) { *time = FromClock(true); }
 void WINAPI GetSystemTime(LPSYSTEMTIME time) { *time = FromClock(false); }
-
-void WINAPI GetSystemTimeAsFileTime(LPFILETIME time) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  // 100 ns units since 1601; 11644473600 seconds lie between that year and 1970.
-  const uint64_t ticks = (static_cast<uint64_t>(now.tv_sec) + 11644473600u) * 10000000u +
-                         static_cast<uint64_t>(now.tv_nsec) / 100;
-  *time = {.dwLowDateTime = static_cast<DWORD>(ticks), .dwHighDateTime = static_cast<DWORD>(ticks >> 32)};
-}
 
 DWORD WINAPI GetEnvironmentVariableA(LPCSTR name, LPSTR buffer, DWORD size) {
   const std::optional<std::string> value = Variable(name);
@@ -213,16 +197,6 @@ BOOL WINAPI GetComputerNameA(LPSTR buffer, LPDWORD size) {
   return TRUE;
 }
 
-BOOL WINAPI GetUserNameA(LPSTR buffer, LPDWORD size) {
-  const std::string name = UserName();
-  const DWORD room = *size;
-  // Unlike a computer's name, the size counts the terminator also on success.
-  *size = static_cast<DWORD>(name.size() + 1);
-  if (buffer == nullptr || room <= name.size()) return Fail(ERROR_INSUFFICIENT_BUFFER);
-  std::memcpy(buffer, name.c_str(), name.size() + 1);
-  return TRUE;
-}
-
 HRESULT WINAPI CoCreateGuid(GUID* guid) {
   embedded::FillRandom(guid, sizeof *guid);
   // RFC 4122: version 4, variant 10.
@@ -230,8 +204,6 @@ HRESULT WINAPI CoCreateGuid(GUID* guid) {
   guid->Data4[0] = static_cast<BYTE>((guid->Data4[0] & 0x3F) | 0x80);
   return S_OK;
 }
-
-RPC_STATUS UuidCreate(UUID* uuid) { return CoCreateGuid(uuid); }
 
 int WINAPI StringFromGUID2(const GUID& guid, LPWSTR buffer, int size) {
   char text[39];

@@ -8,6 +8,7 @@
 #include "platform/embedded/access.h"
 #include "platform/embedded/accounts.h"
 #include "platform/embedded/controls.h"
+#include "platform/embedded/fail.h"
 #include "platform/embedded/handles.h"
 #include "platform/embedded/win32/system.h"
 #include "platform/text.h"
@@ -81,11 +82,6 @@ struct TokenHandle : Object {
   explicit TokenHandle(DWORD mask) : access(mask) {}
   DWORD access;
 };
-
-BOOL Fail(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 size_t IndexOf(LUID luid) {
   for (size_t i = 0; i < kPrivilegeCount; ++i) {

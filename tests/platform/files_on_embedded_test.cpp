@@ -130,32 +130,8 @@ TEST(FilesOnEmbedded, FailWithTheCodesOfWindows) {
   EXPECT_EQ(Open("C:\\Logs", GENERIC_READ, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS), 0u);
   EXPECT_EQ(DeleteFileA("C:\\logs"), FALSE);
   EXPECT_EQ(GetLastError(), DWORD{ERROR_ACCESS_DENIED});
-  EXPECT_EQ(MoveFileExA("C:\\none.txt", "C:\\other.txt", 0), FALSE);
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
-  EXPECT_EQ(Open("C:\\other.txt", GENERIC_WRITE, CREATE_NEW), 0u);
-  EXPECT_EQ(MoveFileExA("C:\\made.txt", "C:\\other.txt", 0), FALSE);
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_ALREADY_EXISTS});
-  EXPECT_EQ(MoveFileExA("C:\\made.txt", "C:\\other.txt", MOVEFILE_REPLACE_EXISTING), TRUE);
   // An invalid handle closes as the pseudo handle that it also is.
   EXPECT_EQ(CloseHandle(INVALID_HANDLE_VALUE), TRUE);
-}
-
-TEST(FilesOnEmbedded, SearchesFindNamesWithoutCase) {
-  ASSERT_EQ(CreateDirectoryA("C:\\search", nullptr), TRUE);
-  for (const char* name : {"C:\\search\\b.LOG", "C:\\search\\A.log", "C:\\search\\c.txt"}) {
-    Open(name, GENERIC_WRITE, CREATE_NEW);
-  }
-  std::vector<std::string> names;
-  WIN32_FIND_DATAA data;
-  const HANDLE find = FindFirstFileA("C:\\Search\\*.log", &data);
-  ASSERT_NE(find, INVALID_HANDLE_VALUE);
-  do names.emplace_back(data.cFileName);
-  while (FindNextFileA(find, &data) != FALSE);
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_FILES});
-  EXPECT_NE(FindClose(find), FALSE);
-  EXPECT_THAT(names, testing::ElementsAre("A.log", "b.LOG"));
-  EXPECT_EQ(FindFirstFileA("C:\\Search\\*.doc", &data), INVALID_HANDLE_VALUE);
-  EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
 }
 
 TEST(FilesOnEmbedded, TheDescriptorOfASecretKeepsOthersOut) {

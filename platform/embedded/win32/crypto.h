@@ -31,7 +31,6 @@ BOOL WINAPI CryptDestroyKey(HCRYPTKEY key);
 BOOL WINAPI CryptEncrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE* data, DWORD* size,
                          DWORD buffer_size);
 BOOL WINAPI CryptDecrypt(HCRYPTKEY key, HCRYPTHASH hash, BOOL final, DWORD flags, BYTE* data, DWORD* size);
-BOOL WINAPI CryptGenRandom(HCRYPTPROV provider, DWORD size, BYTE* buffer);
 
 struct DATA_BLOB {
   DWORD cbData;

@@ -20,30 +20,12 @@
 #define FILE_ATTRIBUTE_ARCHIVE 0x00000020u
 #define FILE_ATTRIBUTE_NORMAL 0x00000080u
 #define FILE_FLAG_BACKUP_SEMANTICS 0x02000000u
-#define INVALID_FILE_ATTRIBUTES 0xFFFFFFFFu
 #define FILE_BEGIN 0
 #define FILE_CURRENT 1
 #define FILE_END 2
-#define MOVEFILE_REPLACE_EXISTING 0x00000001u
-#define MOVEFILE_COPY_ALLOWED 0x00000002u
-#define MOVEFILE_WRITE_THROUGH 0x00000008u
 
 struct OVERLAPPED;
 using LPOVERLAPPED = OVERLAPPED*;
-
-struct WIN32_FIND_DATAA {
-  DWORD dwFileAttributes;
-  FILETIME ftCreationTime;
-  FILETIME ftLastAccessTime;
-  FILETIME ftLastWriteTime;
-  DWORD nFileSizeHigh;
-  DWORD nFileSizeLow;
-  DWORD dwReserved0;
-  DWORD dwReserved1;
-  CHAR cFileName[MAX_PATH];
-  CHAR cAlternateFileName[14];
-};
-using LPWIN32_FIND_DATAA = WIN32_FIND_DATAA*;
 
 // Share modes are taken and not enforced: nothing here depends on being alone with a file.
 // A file that is made takes its mode from the descriptor: one whose DACL grants nothing to World,
@@ -54,18 +36,9 @@ HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATT
 BOOL WINAPI ReadFile(HANDLE file, LPVOID buffer, DWORD size, LPDWORD read, LPOVERLAPPED overlapped);
 BOOL WINAPI WriteFile(HANDLE file, LPCVOID buffer, DWORD size, LPDWORD written, LPOVERLAPPED overlapped);
 BOOL WINAPI GetFileSizeEx(HANDLE file, PLARGE_INTEGER size);
-BOOL WINAPI SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, PLARGE_INTEGER position, DWORD method);
-BOOL WINAPI SetEndOfFile(HANDLE file);
-BOOL WINAPI FlushFileBuffers(HANDLE file);
 BOOL WINAPI DeleteFileA(LPCSTR path);
-BOOL WINAPI MoveFileExA(LPCSTR from, LPCSTR to, DWORD flags);
-DWORD WINAPI GetFileAttributesA(LPCSTR path);
 BOOL WINAPI CreateDirectoryA(LPCSTR path, LPSECURITY_ATTRIBUTES attributes);
 BOOL WINAPI RemoveDirectoryA(LPCSTR path);
-// Patterns are "*", "*.ext" and the like, in the last component; names in order, without case.
-HANDLE WINAPI FindFirstFileA(LPCSTR pattern, LPWIN32_FIND_DATAA data);
-BOOL WINAPI FindNextFileA(HANDLE find, LPWIN32_FIND_DATAA data);
-BOOL WINAPI FindClose(HANDLE find);
 DWORD WINAPI GetTempPathA(DWORD size, LPSTR buffer);
 
 struct VS_FIXEDFILEINFO {

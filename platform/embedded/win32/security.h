@@ -191,15 +191,12 @@ BOOL WINAPI EqualSid(PSID a, PSID b);
 BOOL WINAPI IsValidSid(PSID sid);
 PDWORD WINAPI GetSidSubAuthority(PSID sid, DWORD index);
 BYTE* WINAPI GetSidSubAuthorityCount(PSID sid);
-PSID_IDENTIFIER_AUTHORITY WINAPI GetSidIdentifierAuthority(PSID sid);
 
 BOOL WINAPI InitializeAcl(PACL acl, DWORD size, DWORD revision);
 BOOL WINAPI IsValidAcl(PACL acl);
 BOOL WINAPI AddAccessAllowedAce(PACL acl, DWORD revision, DWORD mask, PSID sid);
 BOOL WINAPI AddAccessAllowedAceEx(PACL acl, DWORD revision, DWORD flags, DWORD mask, PSID sid);
 BOOL WINAPI AddAccessDeniedAce(PACL acl, DWORD revision, DWORD mask, PSID sid);
-BOOL WINAPI AddAccessDeniedAceEx(PACL acl, DWORD revision, DWORD flags, DWORD mask, PSID sid);
-BOOL WINAPI AddAce(PACL acl, DWORD revision, DWORD index, LPVOID aces, DWORD size);
 BOOL WINAPI GetAce(PACL acl, DWORD index, LPVOID* ace);
 BOOL WINAPI DeleteAce(PACL acl, DWORD index);
 BOOL WINAPI GetAclInformation(PACL acl, LPVOID information, DWORD size, ACL_INFORMATION_CLASS kind);
@@ -209,16 +206,12 @@ BOOL WINAPI IsValidSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor);
 DWORD WINAPI GetSecurityDescriptorLength(PSECURITY_DESCRIPTOR descriptor);
 BOOL WINAPI GetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor,
                                          PSECURITY_DESCRIPTOR_CONTROL control, LPDWORD revision);
-BOOL WINAPI SetSecurityDescriptorControl(PSECURITY_DESCRIPTOR descriptor,
-                                         SECURITY_DESCRIPTOR_CONTROL of_interest,
-                                         SECURITY_DESCRIPTOR_CONTROL to_set);
 BOOL WINAPI SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl,
                                       BOOL defaulted);
 BOOL WINAPI GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, LPBOOL present, PACL* dacl,
                                       LPBOOL defaulted);
 BOOL WINAPI SetSecurityDescriptorOwner(PSECURITY_DESCRIPTOR descriptor, PSID owner, BOOL defaulted);
 BOOL WINAPI GetSecurityDescriptorOwner(PSECURITY_DESCRIPTOR descriptor, PSID* owner, LPBOOL defaulted);
-BOOL WINAPI SetSecurityDescriptorGroup(PSECURITY_DESCRIPTOR descriptor, PSID group, BOOL defaulted);
 BOOL WINAPI GetSecurityDescriptorGroup(PSECURITY_DESCRIPTOR descriptor, PSID* group, LPBOOL defaulted);
 // System access lists are not carried: an absolute descriptor's Sacl is left out.
 BOOL WINAPI MakeSelfRelativeSD(PSECURITY_DESCRIPTOR absolute, PSECURITY_DESCRIPTOR relative, LPDWORD size);

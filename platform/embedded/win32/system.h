@@ -47,11 +47,9 @@ void WINAPI GetSystemInfo(LPSYSTEM_INFO info);
 DWORD WINAPI GetCurrentThreadId();
 DWORD WINAPI GetCurrentProcessId();
 HANDLE WINAPI GetCurrentProcess();
-DWORD WINAPI GetTickCount();
 void WINAPI Sleep(DWORD milliseconds);
 void WINAPI GetLocalTime(LPSYSTEMTIME time);
 void WINAPI GetSystemTime(LPSYSTEMTIME time);
-void WINAPI GetSystemTimeAsFileTime(LPFILETIME time);
 
 DWORD WINAPI GetEnvironmentVariableA(LPCSTR name, LPSTR buffer, DWORD size);
 BOOL WINAPI SetEnvironmentVariableA(LPCSTR name, LPCSTR value);
@@ -62,7 +60,6 @@ DWORD WINAPI ExpandEnvironmentStringsA(LPCSTR source, LPSTR destination, DWORD s
 // The variable COMPUTERNAME if it is set, else this machine's host name up to its first dot; upper case,
 // at most 15 bytes.
 BOOL WINAPI GetComputerNameA(LPSTR buffer, LPDWORD size);
-BOOL WINAPI GetUserNameA(LPSTR buffer, LPDWORD size);
 
 BOOL WINAPI CloseHandle(HANDLE object);
 
@@ -138,12 +135,9 @@ int WINAPI WideCharToMultiByte(UINT page, DWORD flags, LPCWCH source, int source
 #define CSTR_GREATER_THAN 3
 // Without case two texts are equal when they name the same key. A size of -1 measures the text.
 int WINAPI CompareStringOrdinal(LPCWCH a, int a_size, LPCWCH b, int b_size, BOOL ignore_case);
-int WINAPI lstrlenA(LPCSTR text);
-int WINAPI lstrlenW(LPCWSTR text);
 
 HRESULT WINAPI CoCreateGuid(GUID* guid);
 using RPC_STATUS = LONG;
-RPC_STATUS UuidCreate(UUID* uuid);
 int WINAPI StringFromGUID2(const GUID& guid, LPWSTR buffer, int size);
 
 // The C runtime. Paths are mapped as those of CreateFileA.
@@ -152,12 +146,9 @@ int WINAPI StringFromGUID2(const GUID& guid, LPWSTR buffer, int size);
 #define _SH_DENYWR 0x20
 #define _SH_DENYRD 0x30
 #define _SH_DENYNO 0x40
-int _stricmp(const char* a, const char* b);
-int _strnicmp(const char* a, const char* b, size_t count);
 errno_t _strtime_s(char* buffer, size_t size);
 FILE* _fsopen(const char* path, const char* mode, int share);
 int _access(const char* path, int mode);
-int _vsnprintf(char* buffer, size_t count, const char* format, va_list arguments);
 // Integers, characters and texts with flags, width and precision; in a wide format %s is wide and %S narrow.
 // -1 when the text does not fit or a conversion is not one of %s %S %c %C %d %i %u %x %X %o %p %%.
 int _vsnwprintf(WCHAR* buffer, size_t count, const WCHAR* format, va_list arguments);
