@@ -81,6 +81,8 @@ Host::~Host() {
     m_library.closePropExt();
     // The library leaves some of its pages, which could not be reached once it is unloaded.
     while (!m_sheet.Pages().empty()) delete m_sheet.Pages().back();
+    // The records in it are destroyed by the library's code.
+    m_beforeApply = {};
     UnloadExtension(m_library);
   }
   current = nullptr;

@@ -81,9 +81,8 @@ std::string Replaced(const machine::Change& change) {
   if (before.empty()) return {};
   const std::string after = change.after ? TextOf(*change.after) : "";
   const std::string held = change.name + " held ";
-  if (after.empty() && change.before->data.size() >= kValueBufferSize) {
-    return held + std::to_string(change.before->data.size()) +
-           " bytes, which the page can't show; it is empty now.";
+  if (after.empty() && before.size() >= kValueBufferSize) {
+    return held + std::to_string(before.size()) + " bytes, which the page can't show; it is empty now.";
   }
   return held + QuotedShort(before) + "; it " +
          (!change.after   ? "is gone now."

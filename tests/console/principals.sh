@@ -100,7 +100,7 @@ input=$'node Users\nanswer User Name=joe\nanswer OK\npress New User\nnode Config
 answer No\npath '$home$'/saved.xml\npress Export Settings'
 expect 0 'Settings saved' run -
 expect 0 'HomeDir  REG_SZ  44 3A 5C' reg query 'HKLM\Software\TesselWorks\SSHD\Users\joe'
-grep -A4 'k name="joe"' "$home/saved.xml" | grep -q 'HomeDir" value="D:' || { echo "FAILED: the file lacks joe's settings"; failures=$((failures + 1)); }
+grep -A6 'k name="joe"' "$home/saved.xml" | grep -q 'HomeDir" value="D:' || { echo "FAILED: the file lacks joe's settings"; failures=$((failures + 1)); }
 
 # The tree stands as the lists do, in the pages' order, and follows Apply and Cancel.
 for name in b_z bay; do expect 0 '' user add "$name"; done

@@ -1,8 +1,9 @@
 // The host with the library's own pages: one after another in a process, and on other computers.
 
+#include "console/host.h"
+
 #include <gtest/gtest.h>
 
-#include "console/host.h"
 #include "console/key_name.h"
 #include "platform/machine.h"
 #include "store/registry_object.h"
