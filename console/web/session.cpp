@@ -228,7 +228,7 @@ std::optional<std::string> Session::PickFile(const FileRequest& request) {
   return window.path;
 }
 
-std::optional<std::string> Session::PickFolder(std::string_view title, std::string_view) {
+std::optional<std::string> Session::PickFolder(std::string_view title, std::string_view start) {
   ModalWindow window{.kind = ModalWindow::Kind::Folder, .text = std::string(title)};
   window.request.fileName = start;
   WaitFor(window);
