@@ -15,6 +15,7 @@ import json
 import os
 import pathlib
 import re
+import shlex
 import subprocess
 import sys
 
@@ -48,14 +49,14 @@ def read_build(build):
             output = line.split(": #deps")[0]
             read[output] = []
     rules = RULES.read_bytes() + subprocess.check_output(["clang-tidy", "--version"])
-    commands = json.loads((build / "compile_commands.json").read_text())
-    return [
-        Source(command, read[command["output"]], rules)
-        for command in commands
-        if command["output"] in read
-        and not os.path.relpath(command["file"]).startswith("..")
-        and not PASSED_OVER.match(os.path.relpath(command["file"]))
-    ]
+    sources = []
+    for command in json.loads((build / "compile_commands.json").read_text()):
+        name = os.path.relpath(command["file"])
+        if name.startswith("..") or PASSED_OVER.match(name):
+            continue
+        words = shlex.split(command["command"])
+        sources.append(Source(command, read[words[words.index("-o") + 1]], rules))
+    return sources
 
 
 def choose(sources, since):
