@@ -50,7 +50,7 @@ constexpr PageTableRow kRows[] = {
     {I::CfgIpMain, "IP Range", "", kServer, kTelnetIps, MakeCfgIpMainPage},
     {I::About, "About", "", kServer, "", kNotBuilt},
     {I::UserGen, kPrincipals, "::*", kServer, "", MakeUserGenPage},
-    {I::UserFullCon, kPrincipals, "::*::Console Settings", kServer, "", kNotBuilt},
+    {I::UserFullCon, kPrincipals, "::*::Console Settings", kServer, "", MakeUserFullConPage},
     {I::UserStream, kPrincipals, "::*::Stream Settings", kServer, "", kNotBuilt},
     {I::UserNonInteractive, kPrincipals, "::*::NonInteractive Command Settings", kServer, "", kNotBuilt},
     {I::UserKeyboard, kPrincipals, "::*::Keyboard", kServer, "", kNotBuilt},

@@ -24,3 +24,4 @@ std::unique_ptr<CTesselPropertyPage> MakeCfgIpMainPage(const PageArguments& argu
 std::unique_ptr<CTesselPropertyPage> MakeUserGenPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserEnvPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserTerminatePage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserFullConPage(const PageArguments& arguments);
