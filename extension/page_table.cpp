@@ -51,7 +51,7 @@ constexpr PageTableRow kRows[] = {
     {I::About, "About", "", kServer, "", kNotBuilt},
     {I::UserGen, kPrincipals, "::*", kServer, "", MakeUserGenPage},
     {I::UserFullCon, kPrincipals, "::*::Console Settings", kServer, "", MakeUserFullConPage},
-    {I::UserStream, kPrincipals, "::*::Stream Settings", kServer, "", kNotBuilt},
+    {I::UserStream, kPrincipals, "::*::Stream Settings", kServer, "", MakeUserStreamPage},
     {I::UserNonInteractive, kPrincipals, "::*::NonInteractive Command Settings", kServer, "", kNotBuilt},
     {I::UserKeyboard, kPrincipals, "::*::Keyboard", kServer, "", kNotBuilt},
     {I::UserLogon, kPrincipals, "::*::Logon", kServer, "", kNotBuilt},
