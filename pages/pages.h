@@ -26,3 +26,4 @@ std::unique_ptr<CTesselPropertyPage> MakeUserEnvPage(const PageArguments& argume
 std::unique_ptr<CTesselPropertyPage> MakeUserTerminatePage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserFullConPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserStreamPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserNonInteractivePage(const PageArguments& arguments);

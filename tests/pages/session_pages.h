@@ -20,6 +20,8 @@ struct SessionPage {
 
 inline constexpr SessionPage kConsole{PageIndex::UserFullCon, MakeUserFullConPage, "::Console Settings"};
 inline constexpr SessionPage kStream{PageIndex::UserStream, MakeUserStreamPage, "::Stream Settings"};
+inline constexpr SessionPage kNonInteractive{PageIndex::UserNonInteractive, MakeUserNonInteractivePage,
+                                             "::NonInteractive Command Settings"};
 
 inline CTesselPropertyPage& Add(PageDriver& driver, const SessionPage& page) {
   return driver.Add(page.index, page.make, principal_pages::kFolders, std::string("::*") + page.node);
