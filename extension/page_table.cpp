@@ -54,7 +54,7 @@ constexpr PageTableRow kRows[] = {
     {I::UserStream, kPrincipals, "::*::Stream Settings", kServer, "", MakeUserStreamPage},
     {I::UserNonInteractive, kPrincipals, "::*::NonInteractive Command Settings", kServer, "",
      MakeUserNonInteractivePage},
-    {I::UserKeyboard, kPrincipals, "::*::Keyboard", kServer, "", kNotBuilt},
+    {I::UserKeyboard, kPrincipals, "::*::Keyboard", kServer, "", MakeUserKeyboardPage},
     {I::UserLogon, kPrincipals, "::*::Logon", kServer, "", kNotBuilt},
     {I::UserEnv, kPrincipals, "::*::Environment Variables", kServer, "", MakeUserEnvPage},
     {I::UserTerminate, kPrincipals, "::*::Graceful Termination", kServer, "", MakeUserTerminatePage},

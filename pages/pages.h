@@ -27,3 +27,4 @@ std::unique_ptr<CTesselPropertyPage> MakeUserTerminatePage(const PageArguments& 
 std::unique_ptr<CTesselPropertyPage> MakeUserFullConPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserStreamPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserNonInteractivePage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserKeyboardPage(const PageArguments& arguments);

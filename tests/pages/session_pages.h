@@ -22,6 +22,7 @@ inline constexpr SessionPage kConsole{PageIndex::UserFullCon, MakeUserFullConPag
 inline constexpr SessionPage kStream{PageIndex::UserStream, MakeUserStreamPage, "::Stream Settings"};
 inline constexpr SessionPage kNonInteractive{PageIndex::UserNonInteractive, MakeUserNonInteractivePage,
                                              "::NonInteractive Command Settings"};
+inline constexpr SessionPage kKeyboard{PageIndex::UserKeyboard, MakeUserKeyboardPage, "::Keyboard"};
 
 inline CTesselPropertyPage& Add(PageDriver& driver, const SessionPage& page) {
   return driver.Add(page.index, page.make, principal_pages::kFolders, std::string("::*") + page.node);
