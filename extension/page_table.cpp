@@ -55,7 +55,7 @@ constexpr PageTableRow kRows[] = {
     {I::UserNonInteractive, kPrincipals, "::*::NonInteractive Command Settings", kServer, "",
      MakeUserNonInteractivePage},
     {I::UserKeyboard, kPrincipals, "::*::Keyboard", kServer, "", MakeUserKeyboardPage},
-    {I::UserLogon, kPrincipals, "::*::Logon", kServer, "", kNotBuilt},
+    {I::UserLogon, kPrincipals, "::*::Logon", kServer, "", MakeUserLogonPage},
     {I::UserEnv, kPrincipals, "::*::Environment Variables", kServer, "", MakeUserEnvPage},
     {I::UserTerminate, kPrincipals, "::*::Graceful Termination", kServer, "", MakeUserTerminatePage},
     {I::UserAccess, kPrincipals, "::*::Forwarding Control", kServer, "", kNotBuilt},

@@ -28,3 +28,4 @@ std::unique_ptr<CTesselPropertyPage> MakeUserFullConPage(const PageArguments& ar
 std::unique_ptr<CTesselPropertyPage> MakeUserStreamPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserNonInteractivePage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserKeyboardPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserLogonPage(const PageArguments& arguments);

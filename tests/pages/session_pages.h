@@ -23,6 +23,7 @@ inline constexpr SessionPage kStream{PageIndex::UserStream, MakeUserStreamPage, 
 inline constexpr SessionPage kNonInteractive{PageIndex::UserNonInteractive, MakeUserNonInteractivePage,
                                              "::NonInteractive Command Settings"};
 inline constexpr SessionPage kKeyboard{PageIndex::UserKeyboard, MakeUserKeyboardPage, "::Keyboard"};
+inline constexpr SessionPage kLogon{PageIndex::UserLogon, MakeUserLogonPage, "::Logon"};
 
 inline CTesselPropertyPage& Add(PageDriver& driver, const SessionPage& page) {
   return driver.Add(page.index, page.make, principal_pages::kFolders, std::string("::*") + page.node);
