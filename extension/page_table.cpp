@@ -58,7 +58,7 @@ constexpr PageTableRow kRows[] = {
     {I::UserLogon, kPrincipals, "::*::Logon", kServer, "", MakeUserLogonPage},
     {I::UserEnv, kPrincipals, "::*::Environment Variables", kServer, "", MakeUserEnvPage},
     {I::UserTerminate, kPrincipals, "::*::Graceful Termination", kServer, "", MakeUserTerminatePage},
-    {I::UserAccess, kPrincipals, "::*::Forwarding Control", kServer, "", kNotBuilt},
+    {I::UserAccess, kPrincipals, "::*::Forwarding Control", kServer, "", MakeUserAccessPage},
     {I::UserHandheld, kPrincipals, "::*::Handheld", kServer, "", kNotBuilt},
     {I::SftpUserTempFeature, "*SFTP Users|SFTP Groups", "::*::Two Step Upload", kSftp, "", kNotBuilt},
 };

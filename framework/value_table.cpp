@@ -1,5 +1,6 @@
 #include "framework/value_table.h"
 
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -58,6 +59,7 @@ void TakeStored(const Value& row, const CString& stored, RecordRef record) {
     case ValueKind::Word:
       return TakeWord(row, stored, record);
     case ValueKind::List:
+      if (stored.empty() && row.rule == ReadRule::TextIfNotEmpty) return;
       row.field.List(record) = text::Split(stored, row.separator);
       return;
     default:
@@ -157,6 +159,13 @@ bool TextsDiffer(const Value& row, const Field& field, ConstRecordRef a, ConstRe
   return row.compare == Compare::NoCase ? !text::EqualNoCase(left, right) : left != right;
 }
 
+bool ListsDiffer(const Value& row, const CStringList& a, const CStringList& b) {
+  if (row.compare != Compare::AnyOrder) return a != b;
+  return a.size() != b.size() || std::any_of(a.begin(), a.end(), [&b](const CString& text) {
+           return std::find(b.begin(), b.end(), text) == b.end();
+         });
+}
+
 bool DifferBy(const Value& row, ConstRecordRef a, ConstRecordRef b) {
   switch (row.field.kind) {
     case Field::Kind::Flag:
@@ -164,7 +173,7 @@ bool DifferBy(const Value& row, ConstRecordRef a, ConstRecordRef b) {
     case Field::Kind::Number:
       return row.field.Number(a) != row.field.Number(b);
     case Field::Kind::List:
-      return row.field.List(a) != row.field.List(b);
+      return ListsDiffer(row, row.field.List(a), row.field.List(b));
     case Field::Kind::Text:
       return TextsDiffer(row, row.field, a, b) ||
              (row.minutes && (TextsDiffer(row, row.minutes, a, b) || TextsDiffer(row, row.seconds, a, b)));

@@ -13,7 +13,8 @@
 #include "store/registry_object.h"
 
 // How two records are told apart by a field.
-enum class Compare : unsigned char { Exact, NoCase, Ignored };
+// AnyOrder: lists differ by length, or by a text of the first one that the second lacks.
+enum class Compare : unsigned char { Exact, NoCase, AnyOrder, Ignored };
 
 enum class ValueKind : unsigned char {
   Flag,         // one of two words
@@ -59,6 +60,7 @@ struct Value {
 template <class Record>
 struct TypedValue : Value {
   constexpr TypedValue NoCase() const { return With(&Value::compare, Compare::NoCase); }
+  constexpr TypedValue AnyOrder() const { return With(&Value::compare, Compare::AnyOrder); }
   constexpr TypedValue NotCompared() const { return With(&Value::compare, Compare::Ignored); }
   constexpr TypedValue Buffer(DWORD bytes) const { return With(&Value::buffer, bytes); }
   constexpr TypedValue ReadAs(const char* spelling) const { return With(&Value::readName, spelling); }
@@ -143,9 +145,10 @@ struct Values {
     row.bits = bits;
     return row;
   }
+  // Under TextIfNotEmpty a missing or empty value leaves the list as it was.
   template <auto Member>
-  static constexpr V List(const char* name, char separator) {
-    V row = Make(name, ValueKind::List, FieldOf<Record, Member>());
+  static constexpr V List(const char* name, char separator, ReadRule rule = ReadRule::TextAsIs) {
+    V row = Make(name, ValueKind::List, FieldOf<Record, Member>(), rule);
     row.separator = separator;
     return row;
   }

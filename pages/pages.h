@@ -29,3 +29,4 @@ std::unique_ptr<CTesselPropertyPage> MakeUserStreamPage(const PageArguments& arg
 std::unique_ptr<CTesselPropertyPage> MakeUserNonInteractivePage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserKeyboardPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserLogonPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserAccessPage(const PageArguments& arguments);
