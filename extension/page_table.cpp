@@ -59,7 +59,7 @@ constexpr PageTableRow kRows[] = {
     {I::UserEnv, kPrincipals, "::*::Environment Variables", kServer, "", MakeUserEnvPage},
     {I::UserTerminate, kPrincipals, "::*::Graceful Termination", kServer, "", MakeUserTerminatePage},
     {I::UserAccess, kPrincipals, "::*::Forwarding Control", kServer, "", MakeUserAccessPage},
-    {I::UserHandheld, kPrincipals, "::*::Handheld", kServer, "", kNotBuilt},
+    {I::UserHandheld, kPrincipals, "::*::Handheld", kServer, "", MakeUserHandheldPage},
     {I::SftpUserTempFeature, "*SFTP Users|SFTP Groups", "::*::Two Step Upload", kSftp, "", kNotBuilt},
 };
 static_assert(std::size(kRows) == kPageCount);

@@ -30,3 +30,4 @@ std::unique_ptr<CTesselPropertyPage> MakeUserNonInteractivePage(const PageArgume
 std::unique_ptr<CTesselPropertyPage> MakeUserKeyboardPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserLogonPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserAccessPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserHandheldPage(const PageArguments& arguments);

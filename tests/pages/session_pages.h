@@ -25,6 +25,7 @@ inline constexpr SessionPage kNonInteractive{PageIndex::UserNonInteractive, Make
 inline constexpr SessionPage kKeyboard{PageIndex::UserKeyboard, MakeUserKeyboardPage, "::Keyboard"};
 inline constexpr SessionPage kLogon{PageIndex::UserLogon, MakeUserLogonPage, "::Logon"};
 inline constexpr SessionPage kForwarding{PageIndex::UserAccess, MakeUserAccessPage, "::Forwarding Control"};
+inline constexpr SessionPage kHandheld{PageIndex::UserHandheld, MakeUserHandheldPage, "::Handheld"};
 
 inline CTesselPropertyPage& Add(PageDriver& driver, const SessionPage& page) {
   return driver.Add(page.index, page.make, principal_pages::kFolders, std::string("::*") + page.node);
