@@ -56,7 +56,9 @@ std::optional<Library> LoadExtension(std::string& why) {
   library.module = module;
   if (!Take(module, "InitPropExt", library.initPropExt) ||
       !Take(module, "GetPropPage", library.getPropPage) ||
-      !Take(module, "ClosePropExt", library.closePropExt)) {
+      !Take(module, "ClosePropExt", library.closePropExt) ||
+      !Take(module, "RemoveUsers", library.removeUsers) ||
+      !Take(module, "RemoveFileTransferUsers", library.removeFileTransferUsers)) {
     why = "The library " + file + " is not a settings library.";
     return std::nullopt;
   }

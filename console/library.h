@@ -13,6 +13,8 @@ struct Library {
   CTesselPropertyPage* (*getPropPage)(char const* computer, std::uint32_t* pageFlags, std::uint32_t* pageId,
                                       std::int32_t useProductWord);
   void (*closePropExt)();
+  void (*removeUsers)(char const* keyPath, char const* kind);
+  void (*removeFileTransferUsers)(std::int32_t isSftp);
   void* module;
 };
 

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "extension/page_table.h"
+#include "extension/principal_removal.h"
 #include "store/key_security.h"
 
 namespace {
@@ -37,6 +38,11 @@ PageArguments ArgumentsOf(const PageTableRow& row, Globals& state) {
   arguments.productWord = state.productWord;
   arguments.context = &state.context;
   return arguments;
+}
+
+principal_removal::Tree TreeOfHost() {
+  const Globals& state = State();
+  return {state.targetComputer, state.productWord, state.context.pfnRemoveNode};
 }
 
 }  // namespace
@@ -89,6 +95,10 @@ std::uint32_t ClearKeySecurity(HKEY root, char const* path, std::uint32_t access
   return key_security::ClearKeySecurity(root, path, access);
 }
 
-// The pages of principals, whose nodes these two take away, are not built yet.
-void RemoveUsers(char const*, char const*) noexcept {}
-void RemoveFileTransferUsers(std::int32_t) noexcept {}
+void RemoveUsers(char const* keyPath, char const* kind) noexcept {
+  principal_removal::RemoveUsers(TreeOfHost(), keyPath, kind);
+}
+
+void RemoveFileTransferUsers(std::int32_t isSftp) noexcept {
+  principal_removal::RemoveFileTransferUsers(TreeOfHost(), isSftp != 0);
+}

@@ -57,6 +57,8 @@ class RecordPage : public CTesselPropertyPage {
   virtual void ShowRecord(const Record& record);
   // Copies the screen into a record.
   virtual void ReadScreen(Record& record) { m_form.Read(record); }
+  // Takes the screen without looking for a difference, as leaving an edit does on whose text others hang.
+  void TakeScreen() { ReadScreen(m_current); }
   // Reads a target's values; a key that can't be opened leaves the record as it was.
   void LoadRecord(Record& record, const CString& target) { Load(record, target); }
   // Writes a target's values, and notes what became of it in m_saves. Nothing is reported to a person.

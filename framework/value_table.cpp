@@ -62,6 +62,7 @@ void TakeStored(const Value& row, const CString& stored, RecordRef record) {
     case ValueKind::Word:
       return TakeWord(row, stored, record);
     case ValueKind::List:
+      if (stored.empty() && row.rule == ReadRule::TextIfNotEmpty) return;
       row.field.List(record) = text::Split(stored, row.separator);
       return;
     default:

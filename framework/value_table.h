@@ -155,9 +155,10 @@ struct Values {
     row.bits = bits;
     return row;
   }
+  // Under TextIfNotEmpty a missing or empty value leaves the list as it was.
   template <auto Member>
-  static constexpr V List(const char* name, char separator) {
-    V row = Make(name, ValueKind::List, FieldOf<Record, Member>());
+  static constexpr V List(const char* name, char separator, ReadRule rule = ReadRule::TextAsIs) {
+    V row = Make(name, ValueKind::List, FieldOf<Record, Member>(), rule);
     row.separator = separator;
     return row;
   }

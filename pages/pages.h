@@ -30,4 +30,11 @@ std::unique_ptr<CTesselPropertyPage> MakeCfgIpMainPage(const PageArguments& argu
 std::unique_ptr<CTesselPropertyPage> MakeUserGenPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserEnvPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserTerminatePage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserFullConPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserStreamPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserNonInteractivePage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserKeyboardPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserLogonPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserAccessPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeUserHandheldPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeSftpUserTempFeaturePage(const PageArguments& arguments);

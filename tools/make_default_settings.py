@@ -30,6 +30,8 @@ def main():
             visits.writelines(f"node {page['node']}\n" for page in pages)
         run("run", folder + "/visits")
         for page in pages:
+            if page["node"].endswith("::Forwarding Control"):
+                continue  # its values lie in a key that no page makes
             change = find_change(page["controls"])
             if change is None:
                 if any(is_open(control) for control in page["controls"]):

@@ -4,6 +4,7 @@
 
 #include "console/cli/command.h"
 #include "console/cli/principals.h"
+#include "console/cli/rows.h"
 #include "console/cli/settings_file.h"
 #include "platform/machine.h"
 #ifndef _WIN32
@@ -67,6 +68,7 @@ struct CommandLine {
       return Add(parent, word, help, std::move(work));
     };
     AddPrincipalCommands(app, settings, add);
+    AddRowCommands(app, settings, add);
     AddSettingsFileCommands(app, settings, add);
     AddStoreCommands();
     AddServe();

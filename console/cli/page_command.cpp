@@ -84,6 +84,13 @@ Outcome PageCommand::End(Outcome outcome, bool alone) {
   return committed ? outcome : Failed(committed.sentence);
 }
 
+Outcome Undisturbed(const std::function<Outcome()>& command) {
+  constexpr int kTries = 20;
+  Outcome outcome = command();
+  for (int i = 1; i < kTries && outcome.disturbed; ++i) outcome = command();
+  return outcome;
+}
+
 std::optional<Outcome> Unfinished(const ScriptedFrontEnd& frontEnd) {
   if (!frontEnd.Refusal().empty()) return Failed(frontEnd.Refusal());
   if (frontEnd.Unanswered().empty()) return std::nullopt;

@@ -51,6 +51,10 @@ class PageCommand {
   FrontEnd* m_before;
 };
 
+// Others may write between a command's reading and its writing, and a page writes all of its values. So the
+// command is then done again, from the start.
+Outcome Undisturbed(const std::function<Outcome()>& command);
+
 // What a question without an answer, or an answer that did not fit, makes of the command.
 std::optional<Outcome> Unfinished(const ScriptedFrontEnd& frontEnd);
 

@@ -14,15 +14,6 @@ bool HoldsNoCase(std::string_view whole, std::string_view part) {
          std::search(whole.begin(), whole.end(), part.begin(), part.end(), same) != whole.end();
 }
 
-// Others may write between a command's reading and its writing, and a page writes all of its values. So the
-// command is then done again, from the start.
-Outcome Undisturbed(const std::function<Outcome()>& command) {
-  constexpr int kTries = 20;
-  Outcome outcome = command();
-  for (int i = 1; i < kTries && outcome.disturbed; ++i) outcome = command();
-  return outcome;
-}
-
 // Adds the answers of "press" and returns what is to be selected on the page first.
 std::optional<std::vector<std::string>> TakeSteps(const std::vector<std::string>& steps,
                                                   ScriptedFrontEnd& frontEnd) {

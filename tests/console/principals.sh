@@ -26,7 +26,7 @@ expect 0 'Home Directory +edit +D:\\home' show 'Users::CORP\alice'
 expect 0 '' press Users "Copy User" --select "Users=Default" --fill "User Name=bob" --press OK
 expect 0 '(?m)^bob\nCORP\\alice\nDefault$' user list
 expect 0 'HomeDir  REG_SZ  44 3A 5C' reg query 'HKLM\Software\TesselWorks\SSHD\Users\CORP?alice'
-expect 0 'Users::bob\nUsers::bob::Environment' tree
+expect 0 'Users::bob\nUsers::bob::Console Settings' tree
 expect 3 'Are you sure wish to DELETE bob' press Users "Delete User" --select Users=bob
 expect 0 '' user delete bob
 expect 1 'There is no node' show Users::bob
@@ -100,7 +100,7 @@ input=$'node Users\nanswer User Name=joe\nanswer OK\npress New User\nnode Config
 answer No\npath '$home$'/saved.xml\npress Export Settings'
 expect 0 'Settings saved' run -
 expect 0 'HomeDir  REG_SZ  44 3A 5C' reg query 'HKLM\Software\TesselWorks\SSHD\Users\joe'
-grep -A6 'k name="joe"' "$home/saved.xml" | grep -q 'HomeDir" value="D:' || { echo "FAILED: the file lacks joe's settings"; failures=$((failures + 1)); }
+grep -A40 'k name="joe"' "$home/saved.xml" | grep -q 'HomeDir" value="D:' || { echo "FAILED: the file lacks joe's settings"; failures=$((failures + 1)); }
 
 # The tree stands as the lists do, in the pages' order, and follows Apply and Cancel.
 for name in b_z bay; do expect 0 '' user add "$name"; done

@@ -48,6 +48,19 @@ constexpr TestedPage kPages[] = {
      "Users::joe::Environment Variables", "::IDH_UserEnvironmentVariables.htm"},
     {I::UserTerminate, MakeUserTerminatePage, kPrincipals, "::*::Graceful Termination",
      "Users::joe::Graceful Termination", "::IDH_UserGracefulTermination.htm"},
+    {I::UserFullCon, MakeUserFullConPage, kPrincipals, "::*::Console Settings",
+     "Users::joe::Console Settings", "::IDH_UserConsoleSettings.htm"},
+    {I::UserStream, MakeUserStreamPage, kPrincipals, "::*::Stream Settings", "Users::joe::Stream Settings",
+     "::IDH_UserStreamSettings.htm"},
+    {I::UserNonInteractive, MakeUserNonInteractivePage, kPrincipals, "::*::NonInteractive Command Settings",
+     "Users::joe::NonInteractive Command Settings", "::IDH_UserNonInteractiveCommand.htm"},
+    {I::UserKeyboard, MakeUserKeyboardPage, kPrincipals, "::*::Keyboard", "Users::joe::Keyboard",
+     "::IDH_UserKeyboard.htm"},
+    {I::UserLogon, MakeUserLogonPage, kPrincipals, "::*::Logon", "Users::joe::Logon", "::IDH_UserLogon.htm"},
+    {I::UserAccess, MakeUserAccessPage, kPrincipals, "::*::Forwarding Control",
+     "Users::joe::Forwarding Control", "::IDH_UserForwardingControl.htm"},
+    {I::UserHandheld, MakeUserHandheldPage, kPrincipals, "::*::Handheld", "Users::joe::Handheld",
+     "::IDH_UserHandheld.htm"},
 };
 
 std::string Key(std::string_view below) { return std::string(PageDriver::kServer) + std::string(below); }
@@ -315,6 +328,46 @@ TEST(Pages, ShowTheseTexts) {
        "[Graceful Application Termination Strings]|<Executable><Terminate String>|Executable "
        "Name|Termination "
        "String|Set|Delete"},
+      {I::UserFullCon, "Full Console Settings",
+       "[Shell]|Shell/Custom Program|Browse|Startup Program|Browse|Close cmd.exe shell after running startup "
+       "program|[Screen Size]|Rows|Columns|[Default Colors]|Foreground|Background|Use Monochrome|Reverse "
+       "Video|Default Character Mapping|[Update Timers]|Initial|Increment|Maximum|[Screen Draw Options]|Use "
+       "optimized screen read|Line by line screen comparison|Clear to eoln outside of drawing "
+       "rectangle|Enable Application Wrap|Slow Network Connection|Largest Packet Size|Largest Packet "
+       "Size|DEC Graphic Character Set|Custom Sequence"},
+      {I::UserStream, "Stream Settings",
+       "Shell/Custom Program|Browse|Startup Program|Browse|Close cmd.exe shell after running startup "
+       "program|Echo Input Characters|Process Input Lines|Convert single linefeed or carriage return input "
+       "to CR/LF|Send terminal initialization string"},
+      {I::UserNonInteractive, "NonInteractive Command Settings",
+       "Execution Mode|Shell Spec|Browse|Suppress Input Pipe  (Only valid in Full Stream Mode)"},
+      {I::UserKeyboard, "Keyboard",
+       "Re-Map ALT Key|[Special Keyboard Characters]|Allow Control-C|Allow Control-G"},
+      {I::UserLogon, "Logon",
+       "Run Windows Logon Script|Map User Drives|\"Select if user's mapped network drives are to be made "
+       "available in a session\"|\"Drives will only be accessible if a user is authenticated via "
+       "Password,GSSAPI Kerberos or Certificate Stored in registry. Certificate authentication (with Store "
+       "keys in authorized file) will not grant user ability to map drives.\"|Map drives in "
+       "background|[Prompts]|Ask for Terminal Type|Ask for Screen Mode|Ask for Color Mode|Ask for "
+       "CharacterMap"},
+      {I::UserAccess, "Access Control",
+       "[By default, port forwarding is:]|Granted Access|Denied Access|Port forwarding excluded from default "
+       "access<Access><Server><Port>|Remote server name|Port|Set|Delete|\"Turn on the default port "
+       "forwarding access for this user, either granted or denied.\r\n\r\nTo set an exception, enter the "
+       "remote server and port for which connections are exempt from the default value.\"|\"For example, to "
+       "prevent all forwarding, except for forwarding to a remote telnet server: Click on denied access by "
+       "default. Enter the telnet server host name and port 23. Then click Set.\""},
+      {I::UserHandheld, "Dialog",
+       "\"This page contains setting that may be of particular interest to users of handheld clients.  "
+       "Howerer, there is no restriction on using these settings with desktop clients \n\nThe Server to "
+       "Client Heartbeat options will send a small packet to the server using the specified time interval.  "
+       "This feature aids the server in detecting connection losses.  To disable this feature, set the time "
+       "interval to zero.\"|Server to client heartbeat|hours|minutes|seconds|\"The session reconnection "
+       "feature allows a session to persist through a connection drop.  Possible choices are 'Yes', 'No', "
+       "and 'Ask'.  'Yes' will automatically reconnect if a connection is dropped, 'Ask' will prompt the "
+       "user before reconnection, and 'No' will not reconnect sessions.  The time window determines how log "
+       "the session will persist past a connection drop.\"|Reconnect Sessions|[Reconnect "
+       "Window]|hours|minutes|seconds"},
   };
   for (const auto& c : cases) {
     PageDriver driver;
