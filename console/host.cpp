@@ -202,6 +202,12 @@ bool Host::Select(std::string_view path, std::string& why) {
   return true;
 }
 
+std::string Host::WhyNothingIsStored() const {
+  if (m_page == nullptr || m_page->m_shownStatus == ERROR_SUCCESS) return {};
+  return "Nothing is stored for this node: the key HKEY_LOCAL_MACHINE\\" + m_page->m_shownKey +
+         " can't be opened: " + SystemText(m_page->m_shownStatus) + ".";
+}
+
 bool Host::Apply() {
   if (!m_sheet.PressApply([this] { m_beforeApply = Waiting(); })) return false;
   FollowStore();

@@ -42,6 +42,8 @@ class Host {
   // The page that is shown, null before the first Select.
   CTesselPropertyPage* Page() const { return m_page; }
   const std::string& NodePath() const { return m_path; }
+  // Why nothing that is edited on it can be stored: its key can't be opened. Empty if it can.
+  std::string WhyNothingIsStored() const;
 
   // Apply and Cancel, and then the tree as the store is. Where the node that was shown has gone with that,
   // the one above it is shown. Apply is false when a page refused, and the tree stays.

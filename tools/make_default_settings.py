@@ -37,9 +37,8 @@ def main():
                 if any(is_open(control) for control in page["controls"]):
                     sys.exit(f"Nothing on the page {page['node']} can be changed and changed back.")
                 continue
-            name, other, value = change
-            run("set", page["node"], f"{name}={other}")
-            run("set", page["node"], f"{name}={value}")
+            for assignment in change:
+                run("set", page["node"], assignment)
         run("export", folder + "/settings.xml", "--credentials", "no")
         with open(folder + "/settings.xml", encoding="utf-8", newline="") as file:
             text = file.read().replace("\r\n", "\n")
@@ -54,20 +53,30 @@ def is_open(control):
 
 
 def find_change(controls):
-    """The name of a control with a stored value, another value for it, and the one that it has."""
+    """Two assignments to controls with a stored value: one changes it, the other changes it back."""
+
+    def of(name, other, value):
+        return f"{name}={other}", f"{name}={value}"
+
+    radios = {}  # of one value, by whether they are on
     for control in controls:
         if not is_open(control):
             continue
+        if control["kind"] == "radio button":
+            pair = radios.setdefault(control["storedAs"], {})
+            pair[control["value"]] = control["name"]
+            if len(pair) == 2:
+                return f"{pair['off']}=on", f"{pair['on']}=on"
         if control["kind"] == "check box":
-            return control["name"], "off" if control["value"] == "on" else "on", control["value"]
+            return of(control["name"], "off" if control["value"] == "on" else "on", control["value"])
         rows = control.get("rows", [])
         if rows and isinstance(rows[0], dict):
             checked = rows[0]["checked"]
-            return rows[0]["text"], "off" if checked else "on", "on" if checked else "off"
+            return of(rows[0]["text"], "off" if checked else "on", "on" if checked else "off")
         if control["kind"] == "drop-down list" and control["value"] in rows:
             other = next((row for row in rows if row != control["value"]), None)
             if other is not None:
-                return control["name"], other, control["value"]
+                return of(control["name"], other, control["value"])
     return None
 
 

@@ -1,11 +1,17 @@
 #include "console/cli/page_command.h"
 
+#include "console/cli/credentials.h"
 #include "console/describe.h"
 #include "framework/page_directory.h"
 #include "platform/machine.h"
 
 PageCommand::PageCommand(const Settings& settings) : m_json(settings.json), m_before(SetFrontEnd(&frontEnd)) {
   host = Host::Start(settings.host, why);
+  // Nobody needs to be asked about what is not there. An answer that stands ready is taken all the same.
+  frontEnd.standingAnswer = [this](std::string_view question) -> std::optional<std::string> {
+    if (!AsksForCredentials(question) || frontEnd.AnswersLeft() > 0 || ExportHoldsCredentials()) return {};
+    return "Yes";
+  };
 }
 
 PageCommand::~PageCommand() {
@@ -105,6 +111,9 @@ void NoteOthers(const Host& host, const Host::WaitingEdits& before, std::vector<
 Outcome DescribePage(Host& host) {
   Outcome outcome;
   outcome.text = host.NodePath() + "\n" + PrintControls(*host.Page());
-  outcome.data = {{"node", host.NodePath()}, {"controls", DescribeControls(*host.Page())}};
+  const std::string problem = host.WhyNothingIsStored();
+  if (!problem.empty()) outcome.text += "  " + problem + "\n";
+  outcome.data = {
+      {"node", host.NodePath()}, {"problem", problem}, {"controls", DescribeControls(*host.Page())}};
   return outcome;
 }

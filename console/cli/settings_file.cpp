@@ -12,6 +12,7 @@
 #include "configuration/settings_export.h"
 #include "configuration/settings_import.h"
 #include "configuration/value_text.h"
+#include "console/cli/credentials.h"
 #include "console/computer.h"
 #include "console/describe.h"
 #include "platform/machine.h"
@@ -21,7 +22,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kPage = "Configuration Management";
-constexpr std::string_view kAsksForCredentials = "Do you want to export cached authentication keys?";
 
 struct Words {
   std::string file;
@@ -64,32 +64,6 @@ void FailUnlessTold(Outcome& outcome, std::string_view success) {
   outcome.status = Status::NotDone;
   outcome.error = outcome.messages.empty() ? "Nothing was done." : OneLine(outcome.messages.front());
   outcome.messages.clear();
-}
-
-// A key PAD with anything in it, below `key`.
-bool HoldsCredentials(HKEY key) {
-  KeyInfo info;
-  bool holds = false;
-  if (!QueryKey(key, info)) return true;
-  ForEachSubkey(key, info, [&holds](const CString& name, HKEY subkey) {
-    if (holds) return;
-    KeyInfo inside;
-    holds = IsPadName(name) ? !QueryKey(subkey, inside) || inside.subkeys + inside.values > 0
-                            : HoldsCredentials(subkey);
-  });
-  return holds;
-}
-
-bool ExportHoldsCredentials() {
-  for (const std::string_view path : kExportedKeys) {
-    const size_t cut = path.find('\\');
-    UniqueKey key;
-    if (OpenHivePath(path.substr(0, cut), CString(path.substr(cut + 1)), key) == ERROR_SUCCESS &&
-        HoldsCredentials(key.get())) {
-      return true;
-    }
-  }
-  return false;
 }
 
 std::vector<std::string> LossesOfExport(bool withCredentials) {
@@ -158,7 +132,7 @@ Outcome Export(const Settings& settings, const Words& words) {
   if (file.Written() != file.Final()) fs::remove(file.Written());
   const auto prepare = [&words](Host&, ScriptedFrontEnd& frontEnd) {
     frontEnd.standingAnswer = [&words](std::string_view question) -> std::optional<std::string> {
-      if (!question.starts_with(kAsksForCredentials)) return std::nullopt;
+      if (!AsksForCredentials(question)) return std::nullopt;
       if (!words.credentials.empty()) return words.credentials;
       if (ExportHoldsCredentials()) return std::nullopt;
       return "Yes";

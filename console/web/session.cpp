@@ -417,6 +417,7 @@ ordered_json Session::DescribeState() const {
                     {"roots", m_host.GetTree().Roots()},
                     {"tree", m_host.GetTree().Changes()},
                     {"node", m_host.NodePath()},
+                    {"problem", m_host.WhyNothingIsStored()},
                     {"window", m_pageWindow}};
   const CDialog* page = m_host.Page();
   json["controls"] = page == nullptr ? ordered_json::array() : DescribeWindow(*page);

@@ -68,6 +68,15 @@ expect 1 'There is no node' --config-server show "branch7::$page"
 expect 0 '' computer add srv1
 expect 0 'Enable Compression +check box +off' --computer srv1 show "$page"
 expect 1 'computer "nowhere" can.t be reached: ' --computer nowhere show "$page"
+# Whichever way it is asked; and nobody is asked about credentials that are not there.
+expect 0 '' --computer srv1 set "$page" "Enable Compression=on" "Level=2"
+expect 0 '^Settings saved in ' --computer srv1 press "Configuration Management" "Export Settings" --path "$home/srv1.xml"
+grep -q 'CompressionLevel" value="2"' "$home/srv1.xml" || { echo "FAILED: the file is not of srv1"; failures=$((failures + 1)); }
+
+# A page whose key is not there says so.
+expect 0 "Nothing is stored for this node: the key .*DefaultDefault can.t be opened: The system cannot find" show "Users::Default::Forwarding Control"
+expect 1 'DefaultDefault can.t be opened.*Nothing was stored' set "Users::Default::Forwarding Control" "Denied Access=on"
+
 for name in ../x '' . "$(printf 'a%.0s' {1..300})"; do expect 1 'is no name for a computer' computer add "$name"; done
 expect 0 '^srv1$' computer list
 

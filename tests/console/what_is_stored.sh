@@ -74,8 +74,8 @@ expect 1 'takes digits only' set Users::joe minutes=7 hours=x
 stored '\Users\joe' IdleSessionTimeOut 5400
 
 # Buttons, and each "apply" of a script, tell what they have stored; a script what it has left.
-expect 0 '^14 values and 3 keys stored\.\n$' press Users 'New User' --fill 'User Name=kim' --press OK
-expect 0 '^14 values and 3 keys removed\.\n$' press Users 'Delete User' --select Users=kim --press Yes
+expect 0 '^53 values and 3 keys stored\.\n$' press Users 'New User' --fill 'User Name=kim' --press OK
+expect 0 '^53 values and 3 keys removed\.\n$' press Users 'Delete User' --select Users=kim --press Yes
 script 0 '^Banner: Prompt=q: stored\nAuthentication: Password=off: stored\n2 values stored\.\nNothing was stored\.\n$' \
   $'node Banner\nset Prompt=q\nnode Authentication\nset Password=off\napply\napply'
 script 1 'without an "apply" for what it edited of "Authentication" and "Banner"\.' \

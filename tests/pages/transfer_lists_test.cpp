@@ -1,3 +1,4 @@
+#include "store/directories.h"
 #include "tests/pages/transfer_pages.h"
 
 using namespace transfer_pages;
@@ -130,10 +131,7 @@ class LogDirectory : public ::testing::Test {
     for (const std::string& message : pages.driver.frontEnd.Messages()) told.push_back(message);
     return told;
   }
-  static bool Exists() {
-    const DWORD attributes = GetFileAttributesA(kFolder);
-    return attributes != INVALID_FILE_ATTRIBUTES;
-  }
+  static bool Exists() { return DirectoryExists(kFolder); }
 };
 
 TEST_F(LogDirectory, IsMadeWherePeopleWantIt) {

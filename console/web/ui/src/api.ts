@@ -65,6 +65,7 @@ export interface State {
   roots: string[];
   tree: number;
   node: string;
+  problem: string;
   window: number;
   controls: Control[];
   windows: ModalWindow[];

@@ -121,6 +121,11 @@ function Page({ state, found }: { state: State; found: string }) {
               ?
             </button>
           </header>
+          {state.problem && (
+            <p class="problem" role="status">
+              {state.problem}
+            </p>
+          )}
           <Controls controls={state.controls} window={state.window} title={title ?? ''} found={found} />
         </div>
       ) : (
