@@ -14,7 +14,7 @@ constexpr char kProduct[] = "Marrowen";
 constexpr std::uint32_t kFlagPage = 1;
 constexpr std::uint32_t kFlagHead = 2;
 
-// Set by the host's calls and shared by all pages. Pages point into it, so it is never destroyed.
+// Set by the host's calls and shared by all pages, which point into it as long as the library is loaded.
 struct Globals {
   PropExtContext context{};
   std::uint32_t nextPageIndex = 0;
@@ -24,7 +24,7 @@ struct Globals {
 };
 
 Globals& State() {
-  static auto& globals = *new Globals;
+  static Globals globals;
   return globals;
 }
 

@@ -48,11 +48,14 @@ class Exports : public ::testing::Test {
   static void TearDownTestSuite() {
     if (!library) return;
     library->closePropExt();
+    // Two pages are left, which could not be reached once the library is unloaded.
+    for (CTesselPropertyPage* page : left) delete page;
     UnloadExtension(*library);
   }
   void SetUp() override { ASSERT_TRUE(library); }
 
   static inline std::optional<Library> library;
+  static inline std::vector<CTesselPropertyPage*> left;
 };
 
 // Host and pages are one process, whose log either side opens and both write. (First, while no page
@@ -112,6 +115,8 @@ TEST_F(Exports, ServePagesOnceAndInOrder) {
     EXPECT_GT(id, last);
     EXPECT_EQ(flags, id == 100 || id == 127 ? 3u : 1u);
     EXPECT_FALSE(page->Title().empty());
+    if (page->Title() == "Authentication" || page->Title().ends_with("::Two Step Upload"))
+      left.push_back(page);
     EXPECT_EQ(page->Title() == "Who may transfer files", id == 117) << "the host names this page alone";
     last = id;
   }

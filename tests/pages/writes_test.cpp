@@ -227,6 +227,11 @@ TEST(Pages, HaveHelpOfTheirOwn) {
     page.WinHelp();
     EXPECT_EQ(driver.frontEnd.Opened().back(), std::string("C:\\help.chm") + tested.helpTopic);
   }
+  PageDriver driver;
+  PageDriver::Store("HelpFile", "C:\\help.chm");
+  driver.Add(I::Kex, MakeKexPage, "General Settings::Key Exchange", "", PageDriver::kServer, "", "nowhere")
+      .WinHelp();
+  EXPECT_EQ(driver.frontEnd.Opened().back(), "C:\\help.chm::IDH_Kex.htm");
 }
 
 // What a page shows by itself: groups in brackets, fixed texts in quotation marks, hidden controls left out.
