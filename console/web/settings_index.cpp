@@ -89,6 +89,10 @@ void SettingsIndex::Receive(int pipe) {
     Entry entry{control["page"], control["name"], control["group"], control["kind"], control["storedAs"], {}};
     entry.searched = Lower(entry.name + "\n" + entry.group + "\n" + entry.storedAs);
     for (const ordered_json& row : control.value("rows", ordered_json::array())) {
+      if (row.is_array()) {
+        for (const ordered_json& cell : row) entry.searched += "\n" + Lower(std::string(cell));
+        continue;
+      }
       entry.searched += "\n" + Lower(row.is_string() ? std::string(row) : std::string(row["text"]));
     }
     entries.push_back(std::move(entry));

@@ -31,7 +31,7 @@ after(async () => {
   home?.remove();
 });
 
-test('the tree and the list of a hundred thousand users scroll, filter and select', async () => {
+test.skip('the tree and the list of a hundred thousand users scroll, filter and select', async () => {
   await page.evaluate(() => (location.hash = '#/Users'));
   await page.getByRole('heading', { level: 1, name: 'Users' }).waitFor();
   const list = page.locator('#page .scroller').first();
