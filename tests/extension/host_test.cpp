@@ -45,11 +45,11 @@ class HostTest : public ::testing::Test {
 };
 
 TEST_F(HostTest, AnotherHostInTheProcessKnowsNothingOfTheFirstOnesEdits) {
-  if (!machine::UndoesEvents()) GTEST_SKIP() << "it fails on Windows, for a reason not yet known";
   auto host = Start();
   host->BeginEvent();
   Show(*host, "Authentication");
-  ASSERT_TRUE(host->Page()->Put("Password", "off"));
+  const std::string stored = host->Page()->Find("Password").control->Value();
+  ASSERT_TRUE(host->Page()->Put("Password", stored == "on" ? "off" : "on"));
   Show(*host, "Banner");
   EXPECT_TRUE(host->HasUnsavedChanges());
   machine::AbandonEvent();
@@ -59,7 +59,7 @@ TEST_F(HostTest, AnotherHostInTheProcessKnowsNothingOfTheFirstOnesEdits) {
   host->BeginEvent();
   EXPECT_FALSE(host->HasUnsavedChanges());
   Show(*host, "Authentication");
-  EXPECT_EQ(host->Page()->Find("Password").control->Value(), "on");
+  EXPECT_EQ(host->Page()->Find("Password").control->Value(), stored);
 }
 
 TEST_F(HostTest, NewUsersSettingsAreDroppedByCancelThoughNoPageOfTheirsWasShown) {
@@ -99,8 +99,10 @@ TEST_F(HostTest, StandsOnAnEmbeddedComputerAsLongAsItLives) {
 
 TEST(KeyNames, FoldLettersAsTheRegistryDoes) {
   EXPECT_TRUE(SameKeyName("JOE", "joe"));
-  EXPECT_TRUE(SameKeyName("J\xC3\x96RG", "j\xC3\xB6rg"));
-  EXPECT_FALSE(SameKeyName("J\xC3\x96RG", "jorg"));
+  // In the computer's code page.
+  const bool utf8 = GetACP() == CP_UTF8;
+  EXPECT_TRUE(utf8 ? SameKeyName("J\xC3\x96RG", "j\xC3\xB6rg") : SameKeyName("J\xD6RG", "j\xF6rg"));
+  EXPECT_FALSE(SameKeyName(utf8 ? "J\xC3\x96RG" : "J\xD6RG", "jorg"));
   EXPECT_FALSE(SameKeyName("a", "ab"));
 }
 

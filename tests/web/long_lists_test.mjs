@@ -31,7 +31,7 @@ after(async () => {
   home?.remove();
 });
 
-test.skip('the tree and the list of a hundred thousand users scroll, filter and select', async () => {
+test('the tree and the list of a hundred thousand users scroll, filter and select', async () => {
   await page.evaluate(() => (location.hash = '#/Users'));
   await page.getByRole('heading', { level: 1, name: 'Users' }).waitFor();
   const list = page.locator('#page .scroller').first();
@@ -65,8 +65,11 @@ test.skip('the tree and the list of a hundred thousand users scroll, filter and 
   await page.getByRole('heading', { level: 1, name: 'user077778' }).waitFor();
   await page.keyboard.press('End');
   await page.getByRole('heading', { level: 1, name: 'IP Range' }).waitFor();
-  for (let i = 0; i < 3; ++i) await page.keyboard.press('ArrowUp');
-  await page.getByRole('heading', { level: 1, name: `user0${count - 1}` }).waitFor();
+  const above = ['Configuration Management', 'SCP Groups', 'Default', 'SCP Users', 'SFTP Groups', 'Default', 'SFTP Users', 'Groups'];
+  for (const name of [...above, `user0${count - 1}`]) {
+    await page.keyboard.press('ArrowUp');
+    await page.getByRole('heading', { level: 1, name, exact: true }).waitFor();
+  }
   assert.ok(largest < 200000, `one answer had ${largest} bytes`);
 });
 
