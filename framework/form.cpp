@@ -227,6 +227,7 @@ void Form::Build(CDialog& dialog, std::span<const Row> rows) {
       groups.pop_back();
       continue;
     }
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): the dialog owns the control
     CWnd& control = dialog.Add(MakeControl(row), groups.back());
     control.caption = row.caption;
     control.ShowWindow(!row.hidden);

@@ -164,7 +164,7 @@ void CDlgAddGroups::RemoveChosen() {
 void CDlgAddGroups::OnOK() {
   m_chosen.clear();
   for (size_t row = m_allowed->GetCount(); row > 0; --row) m_chosen.push_back(m_allowed->GetRow(row - 1));
-  CDialog::OnOK();
+  FormDialog::OnOK();
 }
 
 CStringList PickGroups() {

@@ -57,7 +57,7 @@ bool CDlgAddIPList::OnInitDialog() {
 // The order of the two ends is not checked.
 void CDlgAddIPList::OnOK() {
   m_range = Dotted(*m_begin) + '-' + Dotted(m_end->IsBlank() ? *m_begin : *m_end);
-  CDialog::OnOK();
+  FormDialog::OnOK();
 }
 
 using IpListRecord = PrincipalListRecord;

@@ -119,7 +119,7 @@ void CPrpGeneral::LoadFrom(const CTesselRegObject& key, Record& record, KeyOf wh
 // The lists are narrowed at every save under FIPS mode.
 SaveResult CPrpGeneral::SaveTo(CTesselRegObject& key, const Record& record, KeyOf which) {
   LogPrint(0, "Save Changes called for PrpSession\n");
-  const SaveResult result = RecordPage::SaveTo(key, record, which);
+  SaveResult result = RecordPage::SaveTo(key, record, which);
   if (result && record.fipsMode) {
     Narrow(key, "CiphersUsed", kFipsCiphers);
     Narrow(key, "MacsUsed", kFipsMacs);  // a name compares without case: the MAC page's own MACsUsed
