@@ -339,3 +339,13 @@ TEST_F(Engine, CachedCredentialsTravelByPermission) {
   EXPECT_EQ(ReadCachedRecord({reinterpret_cast<const BYTE*>(stamp.data()), stamp.size()}, "AD2", "Keys"),
             "Keys");
 }
+
+// Progress is told every fifty keys, those of the chain included.
+TEST_F(Engine, AnImportTellsHowFarItHasCome) {
+  CString keys;
+  for (int i = 0; i < 116; ++i) keys += "<k name=\"k" + std::to_string(i) + "\"></k>";
+  std::vector<int> told;
+  ui.progress = [&told](int keysRead) { return told.push_back(keysRead), true; };
+  Import("<registry>" + Chained(keys) + "</k></k></k></k></registry>");
+  EXPECT_EQ(told, (std::vector{50, 100}));
+}

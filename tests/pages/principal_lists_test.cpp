@@ -26,6 +26,17 @@ TEST_F(PrincipalsTest, ACopyTakesEditsThatWait) {
   EXPECT_THAT(ValuesOf("Users\\CORP?alice\\Environment"), ElementsAre("LANG=,"));
 }
 
+// The store knows no case in names of keys: another spelling of the one that is there is nothing to write.
+TEST_F(PrincipalsTest, AnotherCaseOfANameIsNoEditOfTheList) {
+  for (const char* name : {"Default", "bob"}) PageDriver::MakeKey(Key("Users\\" + std::string(name)));
+  driver.Show(users);
+  driver.Put("Users", "bob");
+  PressWith("Delete User", {"Yes"});
+  EXPECT_TRUE(driver.Modified());
+  PressWith("New User", {"User Name=BOB", "OK"});
+  EXPECT_FALSE(driver.Modified());
+}
+
 TEST_F(PrincipalsTest, NamesOfUsersAreTakenAsTheyAreTyped) {
   for (const char* name : {"Default", "Bob", "CORP?alice"})
     PageDriver::MakeKey(Key("Users\\" + std::string(name)));

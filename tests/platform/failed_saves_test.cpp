@@ -121,6 +121,16 @@ const Case kCases[] = {
      "LTAChar",
      {"IdleSessionTimeOut=0", "SessionLimit=0", "DefaultScreenMode=Full Console",
       "HomeDir=", "DefaultTerm="}},
+    // One page writes on whatever becomes of each.
+    {MakeUserAccessPage,
+     kPrincipals,
+     "::*::Forwarding Control",
+     "Users::joe::Forwarding Control",
+     "\\Users\\joejoe",
+     "Denied Access",
+     "on",
+     "DefaultFwdAccess",
+     {"DeniedFwdPorts=", "GrantedFwdPorts="}},
 };
 
 TEST(FailedSaves, EndAtTheWriteThatIsDenied) {
