@@ -4,6 +4,7 @@
 
 #include "framework/page_directory.h"
 #include "framework/tessel_property_page.h"
+#include "store/places.h"
 #include "store/reading_rules.h"
 #include "store/registry_object.h"
 
@@ -34,7 +35,7 @@ CStringList NamesFromTail(const CTesselRegObject& key) {
 // The groups of the order that have a key. An order that is too long to be read names none.
 CStringList RankedGroups(const CTesselRegObject& key) {
   CString order;
-  if (ReadText(key, "Order", ReadRule::TextAsIs, order) != ERROR_SUCCESS) return {};
+  if (ReadText(key, kOrder, ReadRule::TextAsIs, order) != ERROR_SUCCESS) return {};
   CStringList names = text::Split(order, ',');
   std::erase_if(names, [&key](CString& name) {
     name.erase(0, name.find_first_not_of('\\'));

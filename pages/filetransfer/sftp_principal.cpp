@@ -1,3 +1,5 @@
+// Longer than most pages: the dialog of a virtual root and the table of them stand with it.
+
 #include <algorithm>
 
 #include "framework/form_dialog.h"

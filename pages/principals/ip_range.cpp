@@ -1,3 +1,5 @@
+// Longer than most pages: the dialog that asks for a range stands with its list.
+
 #include <string>
 
 #include "framework/form_dialog.h"
