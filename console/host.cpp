@@ -209,7 +209,11 @@ std::string Host::WhyNothingIsStored() const {
 }
 
 bool Host::Apply() {
-  if (!m_sheet.PressApply([this] { m_beforeApply = Waiting(); })) return false;
+  if (!m_sheet.PressApply([this] { m_beforeApply = Waiting(); })) {
+    m_page = static_cast<CTesselPropertyPage*>(m_sheet.GetActivePage());
+    m_path = m_page == nullptr ? "" : m_page->m_target;
+    return false;
+  }
   FollowStore();
   return true;
 }

@@ -46,7 +46,7 @@ class Host {
   std::string WhyNothingIsStored() const;
 
   // Apply and Cancel, and then the tree as the store is. Where the node that was shown has gone with that,
-  // the one above it is shown. Apply is false when a page refused, and the tree stays.
+  // the one above it is shown. Apply is false when a page refused: it is shown then, and the tree stays.
   bool Apply();
   void Cancel();
   // After an Apply whose event was abandoned: what waited before it waits again.

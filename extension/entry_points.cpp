@@ -4,7 +4,7 @@
 #include <new>
 
 #include "extension/page_table.h"
-#include "extension/principal_removal.h"
+#include "pages/principals/removal.h"
 #include "store/key_security.h"
 
 namespace {

@@ -71,7 +71,7 @@ class RecordPage : public CTesselPropertyPage {
   // its edits.
   void ApplyPending();
   // Tells the sheet whether this page has something to apply; runs after the screen was read.
-  void UpdateModified();
+  virtual void UpdateModified();
 
   // The pending record of a target is copied into `record`; false if there is none.
   bool FindPending(Record& record, const CString& target) const;

@@ -17,6 +17,8 @@ std::unique_ptr<CTesselPropertyPage> MakeAuthPubKeyPage(const PageArguments& arg
 std::unique_ptr<CTesselPropertyPage> MakeAuthGssApiPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeBannerPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeAccessControlPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeLoggingPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakePrintInfoPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUsersMainPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeGroupsMainPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeSftpPage(const PageArguments& arguments);
@@ -27,6 +29,7 @@ std::unique_ptr<CTesselPropertyPage> MakeScpUserPage(const PageArguments& argume
 std::unique_ptr<CTesselPropertyPage> MakeScpGroupPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeCfgSettingsPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeCfgIpMainPage(const PageArguments& arguments);
+std::unique_ptr<CTesselPropertyPage> MakeAboutPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserGenPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserEnvPage(const PageArguments& arguments);
 std::unique_ptr<CTesselPropertyPage> MakeUserTerminatePage(const PageArguments& arguments);

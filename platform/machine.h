@@ -90,4 +90,9 @@ Outcome StandOn(std::string_view name);
 // The name of the computer that StandOn has chosen; empty for the home's own one.
 std::string StandsOn();
 
+// From here on this process has the rights of the account and of what every user belongs to, on all embedded
+// computers; for the empty name it has all rights, as at its start. Fails for a name that is no account, and
+// on Windows, where the rights are those of who runs the process.
+Outcome ActAs(const std::string& account);
+
 }  // namespace machine

@@ -45,6 +45,8 @@ class FrontEnd {
   virtual void OpenDocument(std::string_view link) = 0;
   // `topic` is the help file's path and the topic behind it.
   virtual void ShowHelp(std::string_view topic) = 0;
+  // Starts a program of the person's desktop, for example the event viewer; false where there is none.
+  virtual bool RunProgram(std::string_view /*program*/, std::string_view /*parameters*/) { return false; }
   virtual void Beep() {}
   // One turn for the person during long work; false when the person wants it to stop.
   virtual bool TakeTurn(const Progress&) { return true; }

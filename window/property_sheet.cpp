@@ -6,6 +6,7 @@ CPropertyPage::~CPropertyPage() {
   if (m_sheet == nullptr) return;
   std::erase(m_sheet->m_pages, this);
   if (m_sheet->m_active == this) m_sheet->m_active = nullptr;
+  if (m_sheet->m_refusedBy == this) m_sheet->m_refusedBy = nullptr;
 }
 
 bool CPropertyPage::OnApply() {
@@ -54,10 +55,15 @@ bool CPropertySheet::IsModified() const {
 
 bool CPropertySheet::PressApply(const std::function<void()>& left) {
   CPropertyPage* const active = m_active;
-  if (active != nullptr && !active->OnKillActive()) return false;
+  m_refusedBy = active != nullptr && !active->OnKillActive() ? active : nullptr;
+  if (m_refusedBy != nullptr) return false;
   if (left) left();
   for (CPropertyPage* page : m_pages) {
-    if (!page->OnApply()) return false;
+    if (!page->OnApply()) {
+      SetActivePage(page);
+      m_refusedBy = page;
+      return false;
+    }
     page->m_modified = false;
   }
   if (active != nullptr) active->OnSetActive();

@@ -71,9 +71,11 @@ class CPropertySheet {
   // Whether Apply is enabled.
   bool IsModified() const;
   // Leaves the active page, applies every page in order until one refuses, and shows the active page again,
-  // so that it reloads. False when a page refused. `left`, if there is one, runs once the active page is
-  // left.
+  // so that it reloads. False when a page refused, which then is the active one. `left`, if there is one,
+  // runs once the active page is left.
   bool PressApply(const std::function<void()>& left = {});
+  // The page that has refused the last Apply; null where none did.
+  CPropertyPage* RefusedBy() const { return m_refusedBy; }
   // Resets every page and shows the active page again.
   void PressCancel();
 
@@ -81,4 +83,5 @@ class CPropertySheet {
   friend class CPropertyPage;
   std::vector<CPropertyPage*> m_pages;
   CPropertyPage* m_active = nullptr;
+  CPropertyPage* m_refusedBy = nullptr;
 };

@@ -45,6 +45,7 @@ inline Outcome WithoutText(Outcome outcome) {
 struct Settings {
   std::string home;
   Host::Options host;
+  std::string account;  // whose rights on an embedded computer count; empty for all of them
   bool json = false;
 };
 
@@ -53,8 +54,9 @@ Outcome ShowTree(const Settings& settings);
 Outcome ShowNode(const Settings& settings, const std::string& node);
 Outcome ShowAllNodes(const Settings& settings);
 Outcome FindText(const Settings& settings, const std::string& text);
+// `answers` are for what the pages ask when they are applied.
 Outcome SetControls(const Settings& settings, const std::string& node,
-                    const std::vector<std::string>& assignments);
+                    const std::vector<std::string>& assignments, const std::vector<std::string>& answers);
 // `steps` are answers, or pairs of "--select", "--fill", "--press" or "--path" and what goes with them.
 // `finish` looks at the page and at what came of the command before that counts, and may turn it into a
 // failure.
@@ -66,8 +68,13 @@ Outcome PressButton(const Settings& settings, const std::string& node, const std
                     const PreparePress& prepare = {});
 Outcome RunScript(const Settings& settings, const std::string& file);
 
+// The report of connections, in a file of the folder.
+Outcome WriteReport(const Settings& settings, const std::string& format, const std::string& folder);
+
 // The registry and the computers.
 Outcome QueryRegistry(const Settings& settings, const std::string& key, const std::string* value);
+// Who may do what with the key; or first gives it, and all below it, the list of a new computer.
+Outcome ShowAccessList(const Settings& settings, const std::string& key, bool reset);
 Outcome ChangeComputers(const std::string& verb, const std::string& name);
 Outcome ChangeConfigurations(const Settings& settings, const std::string& verb, const std::string& name);
 

@@ -48,6 +48,8 @@ struct CommandLine {
   std::string value;
   std::string name;
   std::vector<std::string> words;
+  std::vector<std::string> answers;
+  std::string format = "text";
   bool all = false;
   ServeArguments serve;
   bool opensHome = true;  // before the command runs
@@ -61,6 +63,9 @@ struct CommandLine {
         ->type_name("NAME");
     app.add_flag("--config-server", settings.host.configServerMode,
                  "Edit the named configurations of the configuration server");
+    app.add_option("--as", settings.account,
+                   "Act with no more rights than that account of the embedded computer")
+        ->type_name("ACCOUNT");
     app.add_flag("--json", settings.json, "Print one JSON object");
     AddPageCommands();
     const AddCommand add = [this](CLI::App& parent, const std::string& word, const std::string& help,
@@ -113,8 +118,12 @@ struct CommandLine {
                          [this] { return FindText(settings, text); });
     find->add_option("TEXT", text)->required();
     CLI::App* set = Add(app, "set", "What a person would do at those controls, then Apply",
-                        [this] { return SetControls(settings, node, words); });
+                        [this] { return SetControls(settings, node, words, answers); });
     set->add_option("NODE", node)->required();
+    set->add_option("--answer", answers, "An answer to what is asked when the settings are applied")
+        ->type_name("TEXT")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     set->add_option("CAPTION=VALUE", words)->required();
     CLI::App* press = Add(app, "press", "Press a button, with its dialogs answered ahead, then Apply",
                           [this] { return PressButton(settings, node, caption, words); });
@@ -137,6 +146,20 @@ struct CommandLine {
     });
     query->add_option("KEY", key)->required();
     query->add_option("VALUE", value, "One value; the empty name is the key's default value");
+    CLI::App* acl = reg->add_subcommand("acl", "A key's access list");
+    acl->require_subcommand(1);
+    for (const bool reset : {false, true}) {
+      Add(*acl, reset ? "reset" : "show",
+          reset ? "Give the key, and all below it, the list of a new computer, as its owner"
+                : "Who may do what with the key",
+          [this, reset] { return ShowAccessList(settings, key, reset); })
+          ->add_option("KEY", key)
+          ->required();
+    }
+    CLI::App* report = Add(app, "report", "Write a report of connections into a folder",
+                           [this] { return WriteReport(settings, format, text); });
+    report->add_option("--format", format)->check(CLI::IsMember({"text", "html"}));
+    report->add_option("DIR", text)->required();
     const auto named = [this](const std::string& word, const std::string& help,
                               Outcome (*work)(const Settings&, const std::string&, const std::string&)) {
       CLI::App* group = app.add_subcommand(word, help);
@@ -175,6 +198,8 @@ int Main(int argc, char** argv) {
     if (const machine::Outcome opened = machine::OpenHome(line.settings.home); !opened) {
       return Print(line.settings, Failed(opened.sentence));
     }
+    if (const machine::Outcome acting = machine::ActAs(line.settings.account); !acting)
+      return Print(line.settings, Failed(acting.sentence));
   }
   const Outcome outcome = line.run();
   // Who reads what is printed may take his time.

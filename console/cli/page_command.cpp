@@ -4,6 +4,24 @@
 #include "console/describe.h"
 #include "framework/page_directory.h"
 #include "platform/machine.h"
+#include "store/error_text.h"
+#include "store/key_security.h"
+
+namespace {
+
+// The access list of a key of the local computer, as a text; empty where it can't be read.
+std::string AccessListOf(const std::string& path) {
+  const LocalMemory<void> descriptor(key_security::GetKeySecurity(path.c_str()));
+  char* text = nullptr;
+  if (!descriptor || !ConvertSecurityDescriptorToStringSecurityDescriptorA(
+                         descriptor.get(), SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr)) {
+    return {};
+  }
+  const LocalMemory<char> held(text);
+  return text;
+}
+
+}  // namespace
 
 PageCommand::PageCommand(const Settings& settings) : m_json(settings.json), m_before(SetFrontEnd(&frontEnd)) {
   host = Host::Start(settings.host, why);
@@ -49,7 +67,13 @@ void PageCommand::OpenFirstPage(std::string_view node) {
 }
 
 Outcome PageCommand::Apply(bool withNodes) {
-  if (!host->Apply()) return Failed("The page refuses to be applied.");
+  const std::string key =
+      host->Page() != nullptr && host->ComputerName().empty() ? host->Page()->m_shownKey : "";
+  const std::string listBefore = key.empty() ? "" : AccessListOf(key);
+  if (!host->Apply()) {
+    const std::string why = frontEnd.Messages().empty() ? "" : ": " + frontEnd.Messages().back();
+    return Failed("The page \"" + host->NodePath() + "\" can't be applied" + (why.empty() ? "." : why));
+  }
   if (std::vector<std::string> failures = host->FailedSaves(); !failures.empty()) {
     if (machine::UndoesEvents()) failures.emplace_back("Nothing was stored.");
     return Failed(text::Joined(failures, " "));
@@ -57,6 +81,10 @@ Outcome PageCommand::Apply(bool withNodes) {
   using Keep = StoredChanges::Keep;
   const auto changes = StoredChanges::OfEvent(m_json || !edits.Empty() ? Keep::All : Keep::Counts);
   m_count = changes.Count() + "\n";
+  if (!key.empty() && AccessListOf(key) != listBefore) {
+    if (changes.Empty()) m_count.clear();
+    m_count += "The access list of HKEY_LOCAL_MACHINE\\" + key + " was replaced.\n";
+  }
   Edits::Report report = edits.Look(*host, changes, withNodes);
   edits.Forget();
   Outcome outcome;

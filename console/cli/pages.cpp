@@ -57,7 +57,11 @@ Outcome ShowNode(const Settings& settings, const std::string& node) {
   PageCommand command(settings);
   if (command.host == nullptr) return Failed(command.why);
   command.BeginReading();
-  return command.Select(node) ? DescribePage(*command.host) : Failed(command.why);
+  if (!command.Select(node)) return Failed(command.why);
+  // What the page shows of a key that it may not read says nothing.
+  if (command.host->Page()->m_shownStatus == ERROR_ACCESS_DENIED)
+    return Failed(command.host->WhyNothingIsStored());
+  return DescribePage(*command.host);
 }
 
 Outcome ShowAllNodes(const Settings& settings) {
@@ -120,9 +124,10 @@ Outcome FindText(const Settings& settings, const std::string& wanted) {
 namespace {
 
 Outcome SetOnce(const Settings& settings, const std::string& node,
-                const std::vector<std::string>& assignments) {
+                const std::vector<std::string>& assignments, const std::vector<std::string>& answers) {
   PageCommand command(settings);
   if (command.host == nullptr) return Failed(command.why);
+  for (const std::string& answer : answers) command.frontEnd.AddAnswer(answer);
   command.BeginWriting();
   if (!command.Select(node)) return Failed(command.why);
   const Host::WaitingEdits before = command.host->Waiting();
@@ -179,8 +184,8 @@ Outcome PressOnce(const Settings& settings, const std::string& node, const std::
 }  // namespace
 
 Outcome SetControls(const Settings& settings, const std::string& node,
-                    const std::vector<std::string>& assignments) {
-  return Undisturbed([&] { return SetOnce(settings, node, assignments); });
+                    const std::vector<std::string>& assignments, const std::vector<std::string>& answers) {
+  return Undisturbed([&] { return SetOnce(settings, node, assignments, answers); });
 }
 
 Outcome PressButton(const Settings& settings, const std::string& node, const std::string& caption,

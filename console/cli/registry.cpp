@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "console/cli/command.h"
+#include "console/cli/registry_path.h"
 #include "console/computer.h"
 #include "platform/machine.h"
 #include "platform/text.h"
@@ -79,18 +79,6 @@ class ValueReader {
   std::string m_data = std::string(4096, '\0');
 };
 
-// Splits "HKLM\path", with the root's long or short name.
-const Root* SplitRoot(std::string_view key, std::string& path) {
-  const size_t end = std::min(key.find('\\'), key.size());
-  for (const Root& root : Roots()) {
-    const std::string_view name = key.substr(0, end);
-    if (!text::EqualNoCase(name, root.name) && !text::EqualNoCase(name, root.shortName)) continue;
-    path = key.substr(std::min(end + 1, key.size()));
-    return &root;
-  }
-  return nullptr;
-}
-
 void AddValue(Outcome& outcome, const RegistryValue& value) {
   const std::string name = value.name.empty() ? "(Default)" : value.name;
   outcome.text += "    " + name + "  " + TypeName(value.type) + "  " + Bytes(value.data) + "\n";
@@ -146,23 +134,35 @@ Outcome List(const std::vector<std::string>& names) {
 
 }  // namespace
 
-Outcome QueryRegistry(const Settings& settings, const std::string& key, const std::string* value) {
-  std::string path;
-  const Root* root = SplitRoot(key, path);
-  if (root == nullptr) {
-    return Failed("\"" + key +
-                      "\" begins with none of HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER, "
-                      "HKEY_CLASSES_ROOT and HKEY_USERS.",
-                  Status::WrongUse);
+RegistryPath ParseRegistryPath(std::string_view key) {
+  const size_t end = std::min(key.find('\\'), key.size());
+  for (const Root& root : Roots()) {
+    const std::string_view name = key.substr(0, end);
+    if (!text::EqualNoCase(name, root.name) && !text::EqualNoCase(name, root.shortName)) continue;
+    const std::string path(key.substr(std::min(end + 1, key.size())));
+    return {root.key, path, path.empty() ? std::string(root.name) : std::string(root.name) + "\\" + path};
   }
+  return {};
+}
+
+Outcome NoSuchRoot(const std::string& key) {
+  return Failed("\"" + key +
+                    "\" begins with none of HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER, "
+                    "HKEY_CLASSES_ROOT and HKEY_USERS.",
+                Status::WrongUse);
+}
+
+Outcome QueryRegistry(const Settings& settings, const std::string& key, const std::string* value) {
+  const RegistryPath named = ParseRegistryPath(key);
+  if (named.root == nullptr) return NoSuchRoot(key);
   const ActingOn computer(settings.host.computer);
   if (!computer.Why().empty()) return Failed(computer.Why());
   CTesselRegObject open;
-  if (const DWORD status = open.OpenKey(computer.Name().c_str(), root->key, path.c_str());
+  if (const DWORD status = open.OpenKey(computer.Name().c_str(), named.root, named.path.c_str());
       status != ERROR_SUCCESS) {
     return Failed("\"" + key + "\" can't be opened: " + SystemText(status) + ".");
   }
-  const std::string full = path.empty() ? std::string(root->name) : std::string(root->name) + "\\" + path;
+  const std::string& full = named.full;
   Outcome outcome;
   outcome.text = full + "\n";
   outcome.data = {{"key", full}, {"values", nlohmann::ordered_json::array()}};

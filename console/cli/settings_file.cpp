@@ -13,6 +13,7 @@
 #include "configuration/settings_import.h"
 #include "configuration/value_text.h"
 #include "console/cli/credentials.h"
+#include "console/cli/legacy_settings.h"
 #include "console/computer.h"
 #include "console/describe.h"
 #include "platform/machine.h"
@@ -28,6 +29,7 @@ struct Words {
   std::string other;
   std::string credentials;  // "yes", "no", or empty to be asked
   bool dryRun = false;
+  bool legacy = false;  // registry hive files instead
 };
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
@@ -334,17 +336,21 @@ Outcome Diff(const Settings& settings, const Words& words) {
 
 void AddSettingsFileCommands(CLI::App& app, const Settings& settings, const AddCommand& add) {
   const auto words = std::make_shared<Words>();
-  CLI::App* command = add(app, "export", "Write all settings into a settings file",
-                          [&settings, words] { return Export(settings, *words); });
+  CLI::App* command = add(app, "export", "Write all settings into a settings file", [&settings, words] {
+    return words->legacy ? ExportLegacy(settings, words->file) : Export(settings, *words);
+  });
   command->add_option("FILE", words->file, "The settings file")->required();
   command
       ->add_option("--credentials", words->credentials,
                    "Whether cached credentials go into the file, in clear text")
       ->check(CLI::IsMember({"yes", "no"}));
+  command->add_flag("--legacy", words->legacy, "As registry hive files, up to three beside each other");
   command = add(app, "import", "Take the settings of a settings file", [&settings, words] {
+    if (words->legacy) return ImportLegacy(settings, words->file, words->dryRun);
     return words->dryRun ? Preview(settings, *words) : Import(settings, *words);
   });
   command->add_option("FILE", words->file, "The settings file")->required();
+  command->add_flag("--legacy", words->legacy, "Of registry hive files");
   command->add_flag("--dry-run", words->dryRun, "Say what it would change, and change nothing");
   add(app, "restore-defaults", "Take the settings that the server came with",
       [&settings] { return RestoreDefaults(settings); });

@@ -216,6 +216,10 @@ void Session::RunModal(CDialog& dialog) {
 }
 
 Reply Session::ShowMessage(std::string_view text, Buttons buttons) {
+  if (m_told && buttons == Buttons::Ok) {
+    m_told->push_back(m_transfers.InPersonsWords(text));
+    return Reply::Ok;
+  }
   ModalWindow window{
       .kind = ModalWindow::Kind::Message, .text = m_transfers.InPersonsWords(text), .buttons = buttons};
   WaitFor(window);
@@ -280,18 +284,7 @@ std::string Session::Do(const PersonsAct& act) {
   if (act.window != 0) return DoAtControl(*page, act, m_rows);
   const std::string node = m_host.NodePath();
   if (act.name == "apply") {
-    if (!m_host.Apply()) return "The page refuses to be applied.";
-    m_applied = true;
-    // An Apply is whole or not at all.
-    if (const std::vector<std::string> failures = m_host.FailedSaves();
-        !failures.empty() && machine::UndoesEvents()) {
-      machine::AbandonEvent();
-      m_host.BeginEvent();
-      m_host.TakeBackApply();
-      PageWasShown(true);
-      return text::Joined(failures, " ") + " Nothing was stored, and all edits wait as before.";
-    }
-    EditEnded(node);
+    return Apply(node);
   } else if (act.name == "cancel") {
     m_host.Cancel();
     EditEnded(node);
@@ -301,6 +294,36 @@ std::string Session::Do(const PersonsAct& act) {
     return "There is no act \"" + act.name + "\".";
   }
   return {};
+}
+
+// An Apply is whole or not at all. What a page tells waits for its end, since the answer to a message would
+// write what was applied before it.
+std::string Session::Apply(const std::string& node) {
+  m_told.emplace();
+  const bool applied = m_host.Apply();
+  const std::vector<std::string> told = std::move(*m_told);
+  m_told.reset();
+  m_applied = applied;
+  const std::vector<std::string> failures = m_host.FailedSaves();
+  if (applied && (failures.empty() || !machine::UndoesEvents())) {
+    EditEnded(node);
+    for (const std::string& text : told) ShowMessage(text, Buttons::Ok);
+    return {};
+  }
+  std::string why = text::Joined(failures, " ");
+  if (!applied) {
+    why = "The page \"" + m_host.NodePath() + "\" can't be applied" +
+          (told.empty() ? "." : ": " + text::Joined(told, " "));
+  }
+  if (machine::UndoesEvents()) {
+    machine::AbandonEvent();
+    m_host.BeginEvent();
+    m_host.TakeBackApply();
+    why += " Nothing was stored, and all edits wait as before.";
+  }
+  if (m_host.NodePath() != node) m_pageWindow = ++m_lastWindow;
+  PageWasShown(true);
+  return why;
 }
 
 std::string Session::DoAtModal(ModalWindow& window, const PersonsAct& act) {

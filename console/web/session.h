@@ -120,6 +120,7 @@ class Session final : public FrontEnd {
 
   std::string Refusal(const PersonsAct& act) const;
   std::string Do(const PersonsAct& act);
+  std::string Apply(const std::string& node);
   std::string DoAtModal(ModalWindow& window, const PersonsAct& act);
   std::string DoAtPicker(ModalWindow& window, const PersonsAct& act);
   std::string GoTo(const std::string& node);
@@ -146,7 +147,8 @@ class Session final : public FrontEnd {
   // What the shown page held when it was shown, to see whether its node waits for Apply.
   std::uint64_t m_shownValues = 0;
   bool m_shownPending = false;
-  bool m_applied = false;  // in this event
+  bool m_applied = false;                          // in this event
+  std::optional<std::vector<std::string>> m_told;  // by message boxes while pages are applied
 
   std::unique_ptr<Request> m_act;  // the act that has not settled
   unsigned long m_actNumber = 0;

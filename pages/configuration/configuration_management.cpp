@@ -1,32 +1,65 @@
+// Longer than most pages: whole configurations go in and out here, besides the list of administrators.
+
 #include <array>
 #include <optional>
 #include <stdexcept>
 
 #include "configuration/settings_export.h"
 #include "framework/record_page.h"
+#include "pages/configuration/administrators.h"
 #include "pages/configuration/default_security.h"
+#include "pages/configuration/legacy_settings.h"
 #include "pages/pages.h"
+#include "pages/principals/group_picker.h"
+#include "pages/principals/removal.h"
+#include "pages/principals/user_name.h"
+#include "store/diagnostic_log.h"
 #include "store/error_text.h"
 #include "store/key_security.h"
 #include "store/places.h"
+#include "store/privilege.h"
 
 namespace {
 
-// Who may administer is an access list and no setting.
-struct NoFields {};
-
-class CPrpCfgSettings final : public RecordPage<CPrpCfgSettings, NoFields> {
+// Who may administer is an access list and no setting: there are no values.
+class CPrpCfgSettings final : public RecordPage<CPrpCfgSettings, AdminList> {
  public:
-  using RecordPage::RecordPage;
+  explicit CPrpCfgSettings(const PageArguments& arguments)
+      : RecordPage(arguments), m_productWord(arguments.productWord) {}
   static const PageTable kTable;
+
+  void ShowRecord(const AdminList& record) override;
+  void ReadScreen(AdminList& record) override;
+  bool Differs(const AdminList& a, const AdminList& b) const override { return a != b; }
+
+  void AddUser();
+  void AddGroup();
+  void Delete();
+  void EditRights();
+  void FollowSelection();
 
   void OnExportSettings();
   void OnImportSettings();
   void OnRestoreSettings();
+  void OnExportLegacySettings();
+  void OnImportLegacySettings();
+
+  CListCtrl* m_list = nullptr;
+  CButton* m_delete = nullptr;
+  CButton* m_edit = nullptr;
+
+ protected:
+  void LoadFrom(const CTesselRegObject& key, AdminList& record, KeyOf which) override;
+  SaveResult SaveTo(CTesselRegObject& key, const AdminList& record, KeyOf which) override;
 
  private:
   std::unique_ptr<CTesselRegObject> OpenKeyForPath() const;
   void ShowImported(const CString& message);
+  void AddRow(const CAdminStruct& entry, size_t row = 0);
+  void TakeRows();
+  void OfferToSave();
+
+  std::string_view m_productWord;
 };
 
 using C = CPrpCfgSettings::Controls;
@@ -38,11 +71,14 @@ constexpr Row kControls[] = {
     C::Note("Export, import and restore of settings work on the computer that this console runs on.")
         .ForOtherComputers(),
     C::Group("Configuration Administrators"),
-    C::Table("", kColumns, kWidths).Disabled(),
-    C::Button("Add User").Disabled(),
-    C::Button("Add Group").Disabled(),
-    C::Button("Delete").Disabled(),
-    C::Button("Edit Access").Disabled(),
+    C::Table("", kColumns, kWidths)
+        .MultipleSelection()
+        .As<&CPrpCfgSettings::m_list>()
+        .On<&CPrpCfgSettings::FollowSelection>(),
+    C::Button("Add User").On<&CPrpCfgSettings::AddUser>(),
+    C::Button("Add Group").On<&CPrpCfgSettings::AddGroup>(),
+    C::Button("Delete").As<&CPrpCfgSettings::m_delete>().On<&CPrpCfgSettings::Delete>(),
+    C::Button("Edit Access").As<&CPrpCfgSettings::m_edit>().On<&CPrpCfgSettings::EditRights>(),
     C::EndGroup(),
     C::Group("Settings"),
     C::Group("Version 5.0 Build 9 Revision 1956 or later settings stored in XML file"),
@@ -51,8 +87,8 @@ constexpr Row kControls[] = {
     C::Button("Restore Settings").On<&CPrpCfgSettings::OnRestoreSettings>(),
     C::EndGroup(),
     C::Group("Legacy settings stored as registry file"),
-    C::Button("Export Legacy Settings").Disabled(),
-    C::Button("Import Legacy Settings").Disabled(),
+    C::Button("Export Legacy Settings").On<&CPrpCfgSettings::OnExportLegacySettings>(),
+    C::Button("Import Legacy Settings").On<&CPrpCfgSettings::OnImportLegacySettings>(),
     C::EndGroup(),
     C::EndGroup(),
 };
@@ -67,6 +103,9 @@ constexpr PageTable CPrpCfgSettings::kTable = {
 constexpr const char* kSettingsFile = "Shared Files\\marrowen_settings.xml";
 constexpr const char* kDefaultsFile = "Shared Files\\marrowen_default_settings.xml";
 constexpr const char* kFileFilter = "Tessel Settings (*.xml)|*.xml|All Files (*.*)|*.*||";
+constexpr const char* kLegacyFile = "Shared Files\\marrowen.tcfg";
+constexpr const char* kLegacyFilter =
+    "Tessel Settings (*.tcfg)|*.tcfg|Registration Files (*.reg)|*.reg|All Files (*.*)|*.*||";
 constexpr std::uint32_t kOtherProduct = 0xFFFFFFFF;
 
 constexpr const char* kAskToSave = "Would you like to save changes before exporting?";
@@ -154,12 +193,106 @@ void WriteSettings(const CTesselRegObject& key, const CString& folder, const CSt
   writer.Close();
 }
 
-void CPrpCfgSettings::OnExportSettings() {
-  const auto key = OpenTargetKey(m_target);
-  if (key == nullptr) return;
+void CPrpCfgSettings::ShowRecord(const AdminList& record) {
+  const FillScope filling(*this);
+  m_list->DeleteAllItems();
+  for (const CAdminStruct& entry : record) AddRow(entry, m_list->GetItemCount());
+  FollowSelection();
+}
+
+void CPrpCfgSettings::ReadScreen(AdminList& record) {
+  AdminList rows;
+  for (size_t row = 0; row < m_list->GetItemCount(); ++row)
+    rows.push_back(EntryOf(m_list->GetItemText(row), m_list->GetItemText(row, 1)));
+  record = SortList(std::move(rows));
+}
+
+// That the target's key can be opened is the condition alone: the list is that of the local server's key.
+void CPrpCfgSettings::LoadFrom(const CTesselRegObject&, AdminList& record, KeyOf) {
+  if (std::optional<AdminList> read = ReadAdministrators()) record = std::move(*read);
+}
+
+SaveResult CPrpCfgSettings::SaveTo(CTesselRegObject& key, const AdminList& record, KeyOf) {
+  LogPrint(0, "Save Changes called for PrpCfgSettings\n");
+  return {WriteAdministrators(key, record), {}};
+}
+
+void CPrpCfgSettings::AddRow(const CAdminStruct& entry, size_t row) {
+  m_list->InsertItem(row, {entry.name, AccessText(entry)});
+}
+
+// The rows stand in order of names again after each change.
+void CPrpCfgSettings::TakeRows() {
+  ReadScreen(m_current);
+  ShowRecord(m_current);
+  UpdateModified();
+}
+
+void CPrpCfgSettings::FollowSelection() {
+  const bool selected = m_list->GetSelected() >= 0;
+  m_delete->EnableWindow(selected);
+  m_edit->EnableWindow(selected);
+}
+
+// A user who is in the list already gets a second row; of two, the store gives back the first.
+void CPrpCfgSettings::AddUser() {
+  const CString name = AskUserName('\\');
+  if (name.empty()) return;
+  AddRow({name});
+  TakeRows();
+}
+
+void CPrpCfgSettings::AddGroup() {
+  const CStringList chosen = PickGroups();
+  if (chosen.empty()) return;
+  for (const CString& group : chosen) {
+    const CString name = group.substr(std::min(group.find_first_not_of('\\'), group.size()));
+    AdminList rows;
+    ReadScreen(rows);
+    if (ContainsName(rows, name)) {
+      AfxMessageBox("Cannot add group. Group " + name + " already exists.");
+    } else {
+      AddRow({name});
+    }
+  }
+  TakeRows();
+}
+
+void CPrpCfgSettings::Delete() {
+  if (m_list->GetSelected() < 0) {
+    AfxMessageBox("Error: Must select item for deletion.");
+    return;
+  }
+  if (!SaysYes("Are you sure you wish to delete the selected users?")) return;
+  for (std::ptrdiff_t row = m_list->GetSelected(); row >= 0; row = m_list->GetSelected())
+    m_list->DeleteItem(static_cast<size_t>(row));
+  TakeRows();
+}
+
+void CPrpCfgSettings::EditRights() {
+  const std::ptrdiff_t selected = m_list->GetSelected();
+  if (selected < 0) {
+    AfxMessageBox("Please select a user to edit.");
+    return;
+  }
+  const auto row = static_cast<size_t>(selected);
+  CAdminStruct entry = EntryOf(m_list->GetItemText(row), m_list->GetItemText(row, 1));
+  if (!EditAccess(entry)) return;
+  m_list->DeleteItem(row);
+  AddRow(entry, row);
+  TakeRows();
+}
+
+void CPrpCfgSettings::OfferToSave() {
   if (m_context->pfnHasUnsavedChanges(m_context) != 0 && SaysYes(kAskToSave)) {
     QuerySiblings(static_cast<unsigned>(SiblingCode::Apply), 0);
   }
+}
+
+void CPrpCfgSettings::OnExportSettings() {
+  const auto key = OpenTargetKey(m_target);
+  if (key == nullptr) return;
+  OfferToSave();
   const CString folder = FolderOf(*key);
   std::optional<std::string> file =
       CurrentFrontEnd().PickFile({true, true, folder + kSettingsFile, kFileFilter, true});
@@ -216,6 +349,52 @@ void CPrpCfgSettings::OnRestoreSettings() {
   } else {
     ShowImported("System restored to default settings.");
     SetDefaultSecurity(*key);
+  }
+}
+
+void CPrpCfgSettings::OnExportLegacySettings() {
+  const auto key = OpenTargetKey(m_target);
+  if (key == nullptr) return;
+  OfferToSave();
+  std::optional<std::string> file =
+      CurrentFrontEnd().PickFile({true, true, FolderOf(*key) + kLegacyFile, kLegacyFilter});
+  if (!file) return;
+  if (file->find('.') == CString::npos) *file += ".tcfg";
+  DWORD status = ERROR_SUCCESS;
+  {
+    const HeldPrivilege privilege(SE_BACKUP_NAME);
+    status = privilege.Status();
+    if (status == ERROR_SUCCESS) status = SaveLegacySettings(*key, m_computer, *file);
+  }
+  if (status != ERROR_SUCCESS) AfxMessageBox("Unable to Export settings. " + ErrorTextOf(status));
+}
+
+// The principals leave the host's tree before the files are read, and stay away from it if that fails. The
+// host is told of no import: it shows the new ones when it next builds its tree.
+void CPrpCfgSettings::OnImportLegacySettings() {
+  if (!SaysYes(kAskToImport)) return;
+  const auto key = OpenTargetKey(m_target);
+  if (key == nullptr) return;
+  const auto file = CurrentFrontEnd().PickFile({false, false, FolderOf(*key) + kLegacyFile, kLegacyFilter});
+  if (!file) return;
+  DWORD status = ERROR_SUCCESS;
+  {
+    const HeldPrivilege privilege(SE_RESTORE_NAME);
+    status = privilege.Status();
+    if (status == ERROR_SUCCESS) {
+      m_context->pfnBeforeRestore();
+      const principal_removal::Tree tree{m_computer, m_productWord, m_context->pfnRemoveNode};
+      principal_removal::RemoveUsers(tree, R"(Software\TesselWorks\SSHD\Users)", "Users");
+      principal_removal::RemoveUsers(tree, R"(Software\TesselWorks\SSHD\Groups)", "Groups");
+      principal_removal::RemoveFileTransferUsers(tree, true);
+      principal_removal::RemoveFileTransferUsers(tree, false);
+      status = RestoreLegacySettings(*key, m_computer, *file);
+    }
+  }
+  if (status == ERROR_SUCCESS) {
+    QuerySiblings(static_cast<unsigned>(SiblingCode::Reload), 0);
+  } else {
+    AfxMessageBox("Unable to Import settings. " + ErrorTextOf(status));
   }
 }
 

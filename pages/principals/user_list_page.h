@@ -38,7 +38,7 @@ class UserListPage : public ListPage<Page, Record> {
 
  protected:
   void AddPrincipal(const CString& source, bool isCopy) override {
-    const CString name = AskUserName();
+    const CString name = AskUserName('?');
     if (name.empty()) return;
     // A name that differs by case alone passes, though the store takes both for one key.
     if (principal_list::Holds(Base::m_current.names, name)) {

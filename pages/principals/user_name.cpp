@@ -26,7 +26,7 @@ const std::span<const Row> CDlgGetUserInfo::kControls = kNameControls;
 
 }  // namespace
 
-CString AskUserName() {
+CString AskUserName(char separator) {
   CDlgGetUserInfo dialog;
   if (dialog.DoModal() != Reply::Ok) return {};
   while (dialog.GetUserName().empty()) {
@@ -34,5 +34,5 @@ CString AskUserName() {
     if (dialog.DoModal() != Reply::Ok) return {};
   }
   if (dialog.GetDomain().empty()) return dialog.GetUserName();
-  return dialog.GetDomain() + '?' + dialog.GetUserName();
+  return dialog.GetDomain() + separator + dialog.GetUserName();
 }

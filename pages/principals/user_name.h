@@ -1,8 +1,9 @@
 #pragma once
 
-// The dialog that asks for a new user's name.
+// The dialog that asks for a user's name.
 
 #include "platform/text.h"
 
-// The name as a key is called, "DOMAIN?name" where a domain was given; empty where the person cancels.
-CString AskUserName();
+// The name, behind its domain and the separator where a domain was given: a key is called "DOMAIN?name", and
+// an account "DOMAIN\name". Empty where the person cancels.
+CString AskUserName(char separator);

@@ -12,6 +12,7 @@ namespace {
 constexpr const char* kRootSecurity = "O:BAG:SYD:PAI(A;CI;KR;;;BU)(A;CI;KA;;;BA)(A;CI;KA;;;SY)(A;CI;KA;;;CO)";
 
 constexpr std::string_view kSoftware = "MACHINE\\SOFTWARE";
+constexpr std::string_view kProduct = "MACHINE\\SOFTWARE\\TesselWorks";
 constexpr std::string_view kServer = "MACHINE\\SOFTWARE\\TesselWorks\\SSHD";
 constexpr std::string_view kLocalPort =
     "MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors\\Local Port";
@@ -28,7 +29,7 @@ constexpr std::string_view kSkeleton[] = {
     "MACHINE\\SOFTWARE\\Microsoft",
     "MACHINE\\SOFTWARE\\Policies",
     "MACHINE\\SOFTWARE\\RegisteredApplications",
-    "MACHINE\\SOFTWARE\\TesselWorks",
+    kProduct,
     "MACHINE\\SOFTWARE\\TesselWorks\\ConfigServer",
     "MACHINE\\SOFTWARE\\TesselWorks\\SCP",
     "MACHINE\\SOFTWARE\\TesselWorks\\SCP\\Groups",
@@ -123,7 +124,8 @@ LONG MakeComputer(Transaction& txn, std::string_view name) {
     if (record != nullptr) record->redirects = 1;
     // The monitor that Windows itself has there.
     if (status == 0 && path == kLocalPort) status = PutText(txn, key, "Driver", "localspl.dll");
-    if (status == 0 && path == kServer) status = PutText(txn, key, "Path", kInstallFolder);
+    if (status == 0 && (path == kProduct || path == kServer))
+      status = PutText(txn, key, "Path", kInstallFolder);
     if (status == 0 && path == kServer) {
       status = PutText(txn, key, "HelpFile", std::string(kInstallFolder) + "marrowen.chm");
     }

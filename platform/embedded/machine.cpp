@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "platform/embedded/accounts.h"
 #include "platform/embedded/computer_keys.h"
 #include "platform/embedded/controls.h"
 #include "platform/embedded/environment.h"
@@ -263,6 +264,19 @@ Outcome StandOn(std::string_view name) {
 }
 
 std::string StandsOn() { return embedded::StandsOn() == kLocalComputer ? "" : embedded::StandsOn(); }
+
+Outcome ActAs(const std::string& account) {
+  if (account.empty()) {
+    SetCaller({});
+    return {};
+  }
+  const auto found = AccountByName(AcpToUtf8(account));
+  if (!found) return {ERROR_NONE_MAPPED, "There is no account \"" + account + "\"."};
+  SetCaller(
+      {.sids = {found->sid, MakeSid(1, {SECURITY_WORLD_RID}), MakeSid(5, {SECURITY_AUTHENTICATED_USER_RID}),
+                MakeSid(5, {SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_USERS})}});
+  return {};
+}
 
 Outcome RemoveComputer(std::string_view name) {
   if (!IsComputerName(name)) return NotAName(name);

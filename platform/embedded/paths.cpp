@@ -98,7 +98,11 @@ std::optional<std::string> OnShare(std::string_view path) {
 std::optional<std::string> MapPath(std::string_view computer, std::string_view path) {
   std::string text = AcpToUtf8(path);
   if (text.empty()) return Fail(ERROR_PATH_NOT_FOUND);
-  if (text[0] == '/') return text;
+  if (text[0] == '/') {
+    // Pages put a backslash behind every folder.
+    std::ranges::replace(text, '\\', '/');
+    return text;
+  }
   if (text.starts_with("\\\\")) {
     std::ranges::replace(text, '/', '\\');
     return OnShare(text);

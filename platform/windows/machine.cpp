@@ -46,5 +46,9 @@ Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }
 std::vector<std::string> Computers() { return {}; }
 Outcome StandOn(std::string_view) { return NoEmbeddedComputers(); }
 std::string StandsOn() { return {}; }
+Outcome ActAs(const std::string& account) {
+  if (account.empty()) return {};
+  return {ERROR_NOT_SUPPORTED, "On Windows a program has the rights of the account that runs it."};
+}
 
 }  // namespace machine

@@ -81,10 +81,10 @@ class ConfigurationPage : public ::testing::Test {
 }  // namespace
 
 TEST_F(ConfigurationPage, OffersWhatItCanDo) {
-  for (const char* button : {"Export Settings", "Import Settings", "Restore Settings"})
+  for (const char* button : {"Export Settings", "Import Settings", "Restore Settings", "Add User",
+                             "Add Group", "Export Legacy Settings", "Import Legacy Settings"})
     EXPECT_TRUE(driver.Enabled(button)) << button;
-  for (const char* button : {"Add User", "Edit Access", "Export Legacy Settings", "Import Legacy Settings"})
-    EXPECT_FALSE(driver.Enabled(button)) << button;
+  for (const char* button : {"Delete", "Edit Access"}) EXPECT_FALSE(driver.Enabled(button)) << button;
   EXPECT_EQ(page.NameOf(driver.Get<CListCtrl>("Configuration Administrators")),
             "Configuration Administrators");
 }

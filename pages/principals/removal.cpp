@@ -1,4 +1,4 @@
-#include "extension/principal_removal.h"
+#include "pages/principals/removal.h"
 
 #include <algorithm>
 

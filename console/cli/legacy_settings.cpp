@@ -1,0 +1,76 @@
+#include "console/cli/legacy_settings.h"
+
+#include <filesystem>
+
+#include "console/describe.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kPage = "Configuration Management";
+
+std::optional<Outcome> WhyNot(const Settings& settings) {
+  if (!settings.host.configServerMode) return std::nullopt;
+  return Failed("Hive files hold a computer's own settings, not those of a named configuration.",
+                Status::WrongUse);
+}
+
+// The page tells of a failure alone.
+void FailIfTold(Outcome& outcome) {
+  if (outcome.status != Status::Done || outcome.messages.empty()) return;
+  outcome.status = Status::NotDone;
+  outcome.error = OneLine(outcome.messages.front());
+  outcome.messages.clear();
+}
+
+// The file and those that the page writes beside it, as far as they are there.
+std::vector<std::string> FilesOf(const fs::path& file) {
+  std::vector<std::string> files;
+  const fs::path base = file.parent_path() / file.stem();
+  std::error_code ignored;
+  for (const fs::path& one :
+       {file, fs::path(base.string() + "_inetd.tcfg"), fs::path(base.string() + "_sftp.tcfg")}) {
+    if (fs::is_regular_file(one, ignored)) files.push_back(one.string());
+  }
+  return files;
+}
+
+}  // namespace
+
+Outcome ExportLegacy(const Settings& settings, const std::string& file) {
+  if (auto failed = WhyNot(settings)) return *failed;
+  fs::path path = fs::absolute(file);
+  std::error_code ignored;
+  if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored))
+    return Failed("\"" + path.string() + "\" is no file: a hive can be written into files alone.");
+  // The page adds an ending where it finds no "." in the whole path.
+  if (path.string().find('.') == std::string::npos) path += ".tcfg";
+  const auto finish = [](Outcome& outcome, const CDialog&) { FailIfTold(outcome); };
+  Outcome outcome =
+      WithoutText(PressButton(settings, kPage, "Export Legacy Settings", {"--path", path.string()}, finish));
+  if (outcome.status != Status::Done) return outcome;
+  const std::vector<std::string> files = FilesOf(path);
+  if (files.empty()) return Failed("The file \"" + path.string() + "\" is not there.");
+  outcome.text = "Settings saved in " + AllOf(files) + ".\n";
+  outcome.data = {{"files", files}};
+  return outcome;
+}
+
+Outcome ImportLegacy(const Settings& settings, const std::string& file, bool dryRun) {
+  if (auto failed = WhyNot(settings)) return *failed;
+  const fs::path path = fs::absolute(file);
+  std::error_code ignored;
+  if (!fs::is_regular_file(path, ignored)) return Failed("There is no file \"" + path.string() + "\".");
+  const auto finish = [dryRun](Outcome& outcome, const CDialog&) {
+    FailIfTold(outcome);
+    if (!dryRun || outcome.status != Status::Done) return;
+    outcome.text = "An import would do this: " + outcome.text;
+    // Not done: the event ends without a trace.
+    outcome.status = Status::NotDone;
+  };
+  Outcome outcome =
+      PressButton(settings, kPage, "Import Legacy Settings", {"Yes", "--path", path.string()}, finish);
+  if (dryRun && outcome.error.empty()) outcome.status = Status::Done;
+  return outcome;
+}

@@ -1,0 +1,9 @@
+#pragma once
+
+// Settings as registry hive files at the command line. The page Configuration Management writes and reads
+// them.
+
+#include "console/cli/command.h"
+
+Outcome ExportLegacy(const Settings& settings, const std::string& file);
+Outcome ImportLegacy(const Settings& settings, const std::string& file, bool dryRun);
