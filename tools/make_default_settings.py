@@ -12,6 +12,12 @@ import sys
 import tempfile
 
 
+# Where the first control does more than store a value.
+CHANGES = {
+    "Print Monitor": ("Record Print Jobs to Event Log=on", "Record Print Jobs to Event Log=off"),
+}
+
+
 def main():
     program = sys.argv[1]
     with tempfile.TemporaryDirectory() as folder:
@@ -32,13 +38,14 @@ def main():
         for page in pages:
             if page["node"].endswith("::Forwarding Control"):
                 continue  # its values lie in a key that no page makes
-            change = find_change(page["controls"])
+            change = CHANGES.get(page["node"]) or find_change(page["controls"])
             if change is None:
                 if any(is_open(control) for control in page["controls"]):
                     sys.exit(f"Nothing on the page {page['node']} can be changed and changed back.")
                 continue
             for assignment in change:
-                run("set", page["node"], assignment)
+                # To questions about services and folders.
+                run("set", page["node"], assignment, *["--answer", "No"] * 3)
         run("export", folder + "/settings.xml", "--credentials", "no")
         with open(folder + "/settings.xml", encoding="utf-8", newline="") as file:
             text = file.read().replace("\r\n", "\n")

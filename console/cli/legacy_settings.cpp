@@ -44,8 +44,8 @@ Outcome ExportLegacy(const Settings& settings, const std::string& file) {
   std::error_code ignored;
   if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored))
     return Failed("\"" + path.string() + "\" is no file: a hive can be written into files alone.");
-  // The page adds an ending where it finds no "." in the whole path.
-  if (path.string().find('.') == std::string::npos) path += ".tcfg";
+  // The page looks for a "." in the whole path, and cuts it there for the files beside this one.
+  if (!path.has_extension()) path += ".tcfg";
   const auto finish = [](Outcome& outcome, const CDialog&) { FailIfTold(outcome); };
   Outcome outcome =
       WithoutText(PressButton(settings, kPage, "Export Legacy Settings", {"--path", path.string()}, finish));

@@ -129,6 +129,10 @@ LONG MakeComputer(Transaction& txn, std::string_view name) {
     if (status == 0 && path == kServer) {
       status = PutText(txn, key, "HelpFile", std::string(kInstallFolder) + "marrowen.chm");
     }
+    // Logs are kept unless a value says no, so they must have a place.
+    if (status == 0 && path == kServer) {
+      status = PutText(txn, key, "LogFileDirectory", std::string(kInstallFolder) + std::string(kLogFolder));
+    }
   }
   return status;
 }

@@ -31,6 +31,8 @@ LONG InstallFiles(const std::string& folder) {
     path += part;
     if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return Failed(path);
   }
+  const std::string logs = path.substr(0, path.rfind('/')) + "/" + std::string(kLogFolder);
+  if (mkdir(logs.c_str(), 0700) != 0 && errno != EEXIST) return Failed(logs);
   return WriteFileOfOwner(path + "/marrowen_default_settings.xml",
                           text::Replaced(kDefaultSettings, "\n", "\r\n"));
 }

@@ -12,6 +12,9 @@ namespace embedded {
 // The server's installation folder, with the backslash that its readers rely on.
 constexpr std::string_view kInstallFolder = "C:\\TesselWorks\\SSHD\\";
 
+// Where the server logs, below the installation folder.
+constexpr std::string_view kLogFolder = "Logs";
+
 // The settings that the pages themselves give, as a settings file with plain line ends.
 // tools/make_default_settings.py makes it.
 extern const std::string_view kDefaultSettings;

@@ -33,9 +33,11 @@ chain='<k name="HKEY_LOCAL_MACHINE"><k name="SOFTWARE"><k name="TesselWorks"><k 
 python3 "$tree/tools/make_default_settings.py" "$program" >defaults.xml
 cmp defaults.xml "$tree/platform/embedded/default_settings.xml" ||
   fail "the kept defaults are not those of the pages; tools/make_default_settings.py makes them"
-"$program" show --all >fresh.txt
+# Restoring also gives the key its default access list, which is no setting.
+shown() { "$program" show --all | grep -v '^    .*  Read'; }
+shown >fresh.txt
 expect 0 'System restored to default settings' restore-defaults
-"$program" show --all | cmp - fresh.txt || fail "the defaults show something else than a fresh computer"
+shown | cmp - fresh.txt || fail "the defaults show something else than a fresh computer"
 
 # Out, compared, back; also on another computer, whose own name and folder come in.
 expect 0 '' set "$page" "Enable Compression=on" "Level=7"
