@@ -57,15 +57,15 @@ constexpr Row kControls[] = {
     C::Group("Trouble Shooting Log Files"),
     C::CheckBox<&R::logOutput>("Log output from server"),
     C::CheckBox<&R::logInput>("Log input from client"),
+    C::Edit<&R::debugLogDir>("Directory:")
+        .EnabledWhen<LogsForTrouble, &R::logOutput, &R::logInput, &R::useDebugLevel>(),
+    C::BrowseFolder<&R::debugLogDir>(kFolderTitle)
+        .EnabledWhen<LogsForTrouble, &R::logOutput, &R::logInput, &R::useDebugLevel>(),
     C::CheckBox<&R::useDebugLevel>("Server Operation Logging"),
     C::NumberEdit<&R::debugLevel>("Server Operation Logging")
         .Range(0, kHighestLevel)
         .EnabledBy<&R::useDebugLevel>(),
     C::Slider("").Range(0, kHighestLevel).EnabledBy<&R::useDebugLevel>(),
-    C::Edit<&R::debugLogDir>("Directory:")
-        .EnabledWhen<LogsForTrouble, &R::logOutput, &R::logInput, &R::useDebugLevel>(),
-    C::BrowseFolder<&R::debugLogDir>(kFolderTitle)
-        .EnabledWhen<LogsForTrouble, &R::logOutput, &R::logInput, &R::useDebugLevel>(),
     C::EndGroup(),
     C::CheckBox<&R::logFileUserContext>(
         "Use user credentials for log files. Required for network directories"),

@@ -326,6 +326,29 @@ test('what an act changes on other nodes is told, and Cancel gives a deleted use
   await node.waitFor();
 });
 
+test('a page that refuses is shown with its reason, and nothing of the whole Apply is stored', async () => {
+  const before = home.value('SSHD', 'CompressionLevel');
+  await show('Logging');
+  await page.getByRole('checkbox', { name: 'Log input from client' }).click();
+  await show(compression);
+  await level().fill('3');
+  await level().blur();
+  await until(() => page.locator('.count').innerText(), '2');
+  await apply().click();
+  await page.getByRole('heading', { level: 1, name: 'Logging', exact: true }).waitFor();
+  await page.getByText('Please enter a valid directory for log files. Nothing was stored').first().waitFor();
+  assert.equal(home.value('SSHD', 'CompressionLevel'), before);
+  assert.equal(home.value('SSHD', 'LogInput'), null);
+  await until(() => page.locator('.count').innerText(), '2');
+  // The box that was ticked still is, and with a folder for it all is stored.
+  await page.getByRole('textbox', { name: 'Directory:' }).fill('/tmp');
+  await page.getByRole('textbox', { name: 'Directory:' }).blur();
+  await apply().click();
+  await until(() => apply().isEnabled(), false);
+  assert.equal(home.value('SSHD', 'LogInput'), 'yes');
+  assert.equal(home.value('SSHD', 'CompressionLevel'), '3');
+});
+
 test('another computer is chosen at the top, after a question when edits wait', async () => {
   await level().fill('2');
   await until(() => apply().isEnabled(), true);

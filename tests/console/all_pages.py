@@ -1,0 +1,75 @@
+#!/usr/bin/env python3
+"""A configuration with every page touched goes out, comes back on an empty computer, and shows the same there.
+
+all_pages.py PROGRAM
+"""
+
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "tools"))
+from pages_of_computer import Program, find_change  # noqa: E402
+
+# What is no setting, or says where it stands.
+NOT_CARRIED = {"Configuration Management", "About"}
+
+
+def shown(pages):
+    """Every control of every page with its value. A settings file carries the computer's name as such, so groups
+    of the one are groups of the other."""
+    lines = {}
+    for page in json.loads(re.sub(r'[^":]+\\\\staff', "staff", json.dumps(pages))):
+        if page["node"] in NOT_CARRIED:
+            continue
+        for control in page["controls"]:
+            lines[page["node"], control["name"], control["kind"]] = (control["value"], str(control.get("rows", "")))
+    return lines
+
+
+def main():
+    tools = os.path.join(os.path.dirname(__file__), "..", "..", "tools")
+    made = subprocess.run([sys.executable, tools + "/make_page_list.py", sys.argv[1]], capture_output=True, text=True, check=True)
+    with open(tools + "/../docs/pages.md", encoding="utf-8") as kept:
+        if kept.read() != made.stdout:
+            sys.exit("docs/pages.md is not the list of the pages; tools/make_page_list.py makes it")
+    with tempfile.TemporaryDirectory() as folder:
+        program = Program(sys.argv[1], folder)
+        program.run("user", "add", "ann")
+        program.run("group", "add", "staff")
+        program.run("range", "add", "10.0.0.1", "10.0.0.9")
+        for service in ("sftp", "scp"):
+            program.run(service, "user", "add", "ann")
+            program.run(service, "group", "add", "staff")
+        program.run("computer", "add", "empty")
+        before = shown(program.pages())
+        touched = 0
+        for page in program.pages():
+            change = find_change(page)
+            if change is None:
+                continue
+            program.set(page["node"], change[0])
+            touched += 1
+        mine = shown(program.pages())
+        changed = {line[0] for line in mine if mine[line] != before.get(line)}
+        if len(changed) < touched:
+            sys.exit(f"{touched} pages were edited and {len(changed)} show something else than before")
+        file = folder + "/all.xml"
+        program.run("export", file, "--credentials", "no")
+        program.run("--computer", "empty", "import", file)
+        theirs = shown(program.pages("--computer", "empty"))
+        lines = [f"{line}: {mine.get(line)} here, {theirs.get(line)} there" for line in {**mine, **theirs} if mine.get(line) != theirs.get(line)]
+        if lines:
+            sys.exit("\n".join(lines[:20]))
+        # And nothing is left to import.
+        left = program.run("--computer", "empty", "import", file, "--dry-run")
+        if any(left.get(kind) for kind in ("added", "changed", "removed")):
+            sys.exit(f"A second import would still change something: {left}")
+    print(f"all pages: {touched} edited, {len(mine)} controls as expected")
+
+
+if __name__ == "__main__":
+    main()
