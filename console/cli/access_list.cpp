@@ -61,11 +61,8 @@ void AddEntries(PACL list, Outcome& outcome) {
     const bool onlyBelow = (entry->Header.AceFlags & INHERIT_ONLY_ACE) != 0;
     const std::string name = NameOf(&entry->SidStart);
     const std::string rights = RightsOf(entry->Mask);
-    outcome.text += std::string("    ") + (allows ? "allow" : "deny ") + "  " + name + "  " + rights +
-                    (onlyBelow ? ", below only"
-                     : below   ? ", and below"
-                               : "") +
-                    "\n";
+    outcome.text.append(allows ? "    allow  " : "    deny   ").append(name).append("  ").append(rights);
+    outcome.text.append(onlyBelow ? ", below only" : below ? ", and below" : "").append("\n");
     outcome.data["entries"].push_back(
         {{"allows", allows}, {"account", name}, {"rights", rights}, {"here", !onlyBelow}, {"below", below}});
   }

@@ -79,8 +79,7 @@ void CPrpAbout::LoadFrom(const CTesselRegObject& key, R& record, KeyOf) {
 
 // The server reads its settings when it starts, so what was applied counts from here on.
 bool CPrpAbout::OnApply() {
-  ApplyPending();
-  SetModified(false);
+  const bool applied = RecordPage::OnApply();
   if (WasShown()) {
     std::uint64_t looks = 0;
     RestartService(m_computer, "InetD",
@@ -88,7 +87,7 @@ bool CPrpAbout::OnApply() {
                       return CurrentFrontEnd().TakeTurn({++looks, "looks at InetD"});
                     }});
   }
-  return CPropertyPage::OnApply();
+  return applied;
 }
 
 }  // namespace

@@ -102,8 +102,7 @@ bool CPrpLogging::OnApply() {
     AfxMessageBox("Please enter a valid directory for log files.");
     return false;
   }
-  ApplyPending();
-  return CPropertyPage::OnApply();
+  return RecordPage::OnApply();
 }
 
 void CPrpLogging::ViewEventLog() {
