@@ -1,10 +1,12 @@
 #include "extension/entry_points.h"
 
 #include <algorithm>
+#include <mutex>
 #include <new>
 
 #include "extension/page_table.h"
 #include "pages/principals/removal.h"
+#include "platform/keymill.h"
 #include "store/key_security.h"
 
 namespace {
@@ -48,6 +50,8 @@ principal_removal::Tree TreeOfHost() {
 }  // namespace
 
 std::uint32_t InitPropExt(PropExtContext* context, std::uint32_t firstPageId) noexcept {
+  static std::once_flag attached;
+  std::call_once(attached, keymill::UpdateAlgorithmsEx);
   context->pfnInit(kServerKey, firstPageId);
   Globals& state = State();
   state.context = *context;
@@ -60,8 +64,6 @@ CTesselPropertyPage* GetPropPage(char const* computer, std::uint32_t* pageFlags,
                                  std::int32_t useProductWord) noexcept {
   Globals& state = State();
   const auto rows = PageTableRows();
-  while (state.nextPageIndex < rows.size() && rows[state.nextPageIndex].make == nullptr)
-    ++state.nextPageIndex;
   const std::uint32_t index = state.nextPageIndex++;
   *pageFlags = kFlagPage;
   *pageId = index + state.firstPageId;

@@ -16,7 +16,6 @@ constexpr std::string_view kSftpGroups = R"(Software\TesselWorks\SFTP\Groups)";
 constexpr std::string_view kScpUsers = R"(Software\TesselWorks\SCP\Users)";
 constexpr std::string_view kScpGroups = R"(Software\TesselWorks\SCP\Groups)";
 constexpr std::string_view kPrincipals = "*Users|Groups|IP Range";
-constexpr auto kNotBuilt = nullptr;
 
 using I = PageIndex;
 
@@ -24,13 +23,13 @@ constexpr PageTableRow kRows[] = {
     {I::General, "General Settings", "", kServer, "", MakeGeneralPage},
     {I::Cipher, "General Settings::Cipher", "", kServer, "", MakeCipherPage},
     {I::Compression, "General Settings::Compression", "", kServer, "", MakeCompressionPage},
-    {I::HostKey, "General Settings::Host Key", "", kServer, "", kNotBuilt},
+    {I::HostKey, "General Settings::Host Key", "", kServer, "", MakeHostKeyPage},
     {I::Kex, "General Settings::Key Exchange", "", kServer, "", MakeKexPage},
     {I::Mac, "General Settings::MAC", "", kServer, "", MakeMacPage},
     {I::AuthMain, "Authentication", "", kServer, "", MakeAuthMainPage},
     {I::AuthPassword, "Authentication::Password Options", "", kServer, "", MakeAuthPasswordPage},
     {I::AuthPubKey, "Authentication::Public Key Options", "", kServer, "", MakeAuthPubKeyPage},
-    {I::AuthX509, "Authentication::X.509 Certificate Options", "", kServer, "", kNotBuilt},
+    {I::AuthX509, "Authentication::X.509 Certificate Options", "", kServer, "", MakeAuthX509Page},
     {I::AuthGssApi, "Authentication::GSSAPI Options", "", kServer, "", MakeAuthGssApiPage},
     {I::Banner, "Banner", "", kServer, "", MakeBannerPage},
     {I::AccessControl, "Access Control", "", kServer, "", MakeAccessControlPage},

@@ -17,7 +17,6 @@ struct PageTableRow {
   std::string_view appended;
   std::string_view baseKey;
   std::string_view secondKey;  // of a list of principals; the server's three do not use theirs
-  // Null while a page is not built: the host does not receive it.
   std::unique_ptr<CTesselPropertyPage> (*make)(const PageArguments& arguments);
 };
 

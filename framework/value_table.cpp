@@ -96,7 +96,9 @@ void LoadValue(const CTesselRegObject& key, const Value& row, RecordRef record) 
   if (row.kind == ValueKind::Dword) return LoadBit(key, row, record);
   if (row.kind == ValueKind::MultiString) return LoadMultiString(key, row, record);
   if (row.kind == ValueKind::Bytes) {
-    row.field.Text(record) = key.GetBinaryValue(AskedFor(row));
+    CString& field = row.field.Text(record);
+    field = key.GetBinaryValue(AskedFor(row));
+    if (field.size() >= row.buffer) field.clear();
     return;
   }
   CString stored;

@@ -30,6 +30,7 @@
 
 #else
 
+#include "platform/embedded/win32/certificates.h"
 #include "platform/embedded/win32/crypto.h"
 #include "platform/embedded/win32/files.h"
 #include "platform/embedded/win32/network.h"

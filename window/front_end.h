@@ -7,6 +7,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "window/certificate_view.h"
 
 class CDialog;
 
@@ -41,6 +44,11 @@ class FrontEnd {
   virtual std::optional<std::string> PickFile(const FileRequest& request) = 0;
   // `start` is where the dialog begins; it may be empty, or no folder.
   virtual std::optional<std::string> PickFolder(std::string_view title, std::string_view start) = 0;
+  // The place in `all` of the certificate that the person picks; nothing when he cancels.
+  virtual std::optional<size_t> PickCertificate(const std::vector<CertificateView>& /*all*/) {
+    return std::nullopt;
+  }
+  virtual void ShowCertificate(const CertificateView& /*certificate*/) {}
   // Opens a document, a mail address or a web address as the person's desktop does.
   virtual void OpenDocument(std::string_view link) = 0;
   // `topic` is the help file's path and the topic behind it.

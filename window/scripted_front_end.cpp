@@ -125,3 +125,24 @@ std::optional<std::string> ScriptedFrontEnd::PickFolder(std::string_view title, 
   if (!path) LeaveUnanswered(title);
   return path;
 }
+
+std::optional<size_t> ScriptedFrontEnd::PickCertificate(const std::vector<CertificateView>& all) {
+  if (m_certificates.empty()) {
+    LeaveUnanswered("Select Certificate");
+    return std::nullopt;
+  }
+  const std::string wanted = text::Replaced(m_certificates.front(), ":", "");
+  m_certificates.pop_front();
+  std::optional<size_t> found;
+  for (size_t i = 0; i < all.size(); ++i) {
+    const std::string thumbprint = text::Replaced(all[i].thumbprint, ":", "");
+    if (!text::EqualNoCase(thumbprint.substr(0, wanted.size()), wanted)) continue;
+    if (found) {
+      Refuse("More than one certificate's thumbprint begins with \"" + wanted + "\".");
+      return std::nullopt;
+    }
+    found = i;
+  }
+  if (!found) Refuse("No certificate of the store has the thumbprint \"" + wanted + "\".");
+  return found;
+}

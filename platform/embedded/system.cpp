@@ -139,6 +139,51 @@ void WINAPI Sleep(DWORD milliseconds) {
 void WINAPI GetLocalTime(LPSYSTEMTIME time) { *time = FromClock(true); }
 void WINAPI GetSystemTime(LPSYSTEMTIME time) { *time = FromClock(false); }
 
+// Counted in tenths of a microsecond since 1601.
+BOOL WINAPI FileTimeToSystemTime(const FILETIME* file, LPSYSTEMTIME system) {
+  constexpr std::uint64_t kMillisecond = 10000;
+  constexpr std::uint64_t kDay = 24 * 60 * 60 * 1000 * kMillisecond;
+  using namespace std::chrono;
+  const std::uint64_t ticks = std::uint64_t{file->dwHighDateTime} << 32 | file->dwLowDateTime;
+  if (ticks >> 63 != 0) return Fail(ERROR_INVALID_PARAMETER);
+  const sys_days day = sys_days(year(1601) / 1 / 1) + days(static_cast<int>(ticks / kDay));
+  const year_month_day date(day);
+  const std::uint64_t rest = ticks % kDay / kMillisecond;
+  *system = {.wYear = static_cast<WORD>(static_cast<int>(date.year())),
+             .wMonth = static_cast<WORD>(static_cast<unsigned>(date.month())),
+             .wDayOfWeek = static_cast<WORD>(weekday(day).c_encoding()),
+             .wDay = static_cast<WORD>(static_cast<unsigned>(date.day())),
+             .wHour = static_cast<WORD>(rest / 3600000),
+             .wMinute = static_cast<WORD>(rest / 60000 % 60),
+             .wSecond = static_cast<WORD>(rest / 1000 % 60),
+             .wMilliseconds = static_cast<WORD>(rest % 1000)};
+  return TRUE;
+}
+
+BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* system, LPFILETIME file) {
+  using namespace std::chrono;
+  const year_month_day date(year(system->wYear), month(system->wMonth), day(system->wDay));
+  if (!date.ok() || system->wYear < 1601 || system->wHour > 23 || system->wMinute > 59 ||
+      system->wSecond > 59)
+    return Fail(ERROR_INVALID_PARAMETER);
+  const auto whole = (sys_days(date) - sys_days(year(1601) / 1 / 1)).count();
+  const std::uint64_t seconds = static_cast<std::uint64_t>(whole) * 86400 + system->wHour * 3600u +
+                                system->wMinute * 60u + system->wSecond;
+  const std::uint64_t ticks = seconds * 10000000 + system->wMilliseconds * 10000u;
+  *file = {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+  return TRUE;
+}
+
+int WINAPI GetDateFormatA(DWORD, DWORD, const SYSTEMTIME* date, LPCSTR, LPSTR text, int size) {
+  const std::string day =
+      std::to_string(date->wMonth) + "/" + std::to_string(date->wDay) + "/" + std::to_string(date->wYear);
+  const int needed = static_cast<int>(day.size()) + 1;
+  if (size == 0) return needed;
+  if (size < needed) return Fail(ERROR_INSUFFICIENT_BUFFER);
+  std::memcpy(text, day.c_str(), day.size() + 1);
+  return needed;
+}
+
 DWORD WINAPI GetEnvironmentVariableA(LPCSTR name, LPSTR buffer, DWORD size) {
   const std::optional<std::string> value = Variable(name);
   if (!value) return Fail(ERROR_ENVVAR_NOT_FOUND), 0;

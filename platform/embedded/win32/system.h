@@ -50,6 +50,14 @@ HANDLE WINAPI GetCurrentProcess();
 void WINAPI Sleep(DWORD milliseconds);
 void WINAPI GetLocalTime(LPSYSTEMTIME time);
 void WINAPI GetSystemTime(LPSYSTEMTIME time);
+BOOL WINAPI FileTimeToSystemTime(const FILETIME* file, LPSYSTEMTIME system);
+BOOL WINAPI SystemTimeToFileTime(const SYSTEMTIME* system, LPFILETIME file);
+
+// A day as this computer writes it, "1/31/2026", for DATE_SHORTDATE alone.
+#define LOCALE_SYSTEM_DEFAULT 0x0800u
+#define DATE_SHORTDATE 0x1u
+int WINAPI GetDateFormatA(DWORD locale, DWORD flags, const SYSTEMTIME* date, LPCSTR format, LPSTR text,
+                          int size);
 
 DWORD WINAPI GetEnvironmentVariableA(LPCSTR name, LPSTR buffer, DWORD size);
 BOOL WINAPI SetEnvironmentVariableA(LPCSTR name, LPCSTR value);
