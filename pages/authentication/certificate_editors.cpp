@@ -116,6 +116,12 @@ void CDlgEditEKU::OnOK() {
   FormDialog::OnOK();
 }
 
+void CDlgEditTrust::OnOK() {
+  m_certificates.clear();
+  m_store.reset();
+  FormDialog::OnOK();
+}
+
 bool CDlgEditTrust::OnInitDialog() {
   Fill();
   return true;
@@ -125,6 +131,8 @@ void CDlgEditTrust::Fill() {
   const FillScope filling(*this);
   m_list->DeleteAllItems();
   m_certificates.clear();
+  // A store may write itself down when it is closed.
+  m_store.reset();
   bool keyMade = false;
   m_store = OpenTrustedStore(keyMade);
   if (!m_store) {

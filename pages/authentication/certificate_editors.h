@@ -39,6 +39,7 @@ class CDlgEditTrust final : public FormDialog<CDlgEditTrust, NoFields> {
   void Add();
   void Remove();
   void View();
+  void OnOK() override;
 
   CListCtrl* m_list = nullptr;
 

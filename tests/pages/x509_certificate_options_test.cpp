@@ -200,17 +200,19 @@ TEST_F(X509Options, TrustWhatWasAddedUntilItIsRemoved) {
   for (size_t row = 0; row < dialog.m_list->GetItemCount(); ++row)
     dialog.m_list->SetSelected(row, dialog.m_list->GetItemText(row) == "anna.example");
   const auto selected = dialog.m_list->GetSelected();
+  ASSERT_GE(selected, 0);
   dialog.View();
   EXPECT_EQ(driver.frontEnd.Opened(), std::vector<std::string>{"anna.example"});
   dialog.m_list->SetSelected(static_cast<size_t>(selected), true);
   dialog.Remove();
   EXPECT_EQ(rows(), before);
-  bool made = false;
-  const UniqueCertificateStore store = OpenTrustedStore(made);
-  EXPECT_EQ(FindCertificate(store.get(), HashOf(*CertificateOfHex(kCertificateOfAnna))), nullptr);
-  EXPECT_TRUE(PageDriver::HasKey(R"(Software\TesselWorks\SSHD\Certs)"));
   driver.frontEnd.AddPath("C:\\no such file.cer");
   dialog.Add();
   EXPECT_EQ(driver.frontEnd.Messages().back(),
             "The file C:\\no such file.cer holds no certificate that could be added.");
+  dialog.OnOK();
+  bool made = false;
+  const UniqueCertificateStore store = OpenTrustedStore(made);
+  EXPECT_EQ(FindCertificate(store.get(), HashOf(*CertificateOfHex(kCertificateOfAnna))), nullptr);
+  EXPECT_TRUE(PageDriver::HasKey(R"(Software\TesselWorks\SSHD\Certs)"));
 }
