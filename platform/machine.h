@@ -38,6 +38,27 @@ void AbandonEvent();
 bool InEvent();
 // Whether AbandonEvent takes back what was written.
 bool UndoesEvents();
+// Takes the event's turn to write now, before it reads: nobody changes meanwhile what it reads from here on.
+// Nothing on Windows.
+Outcome HoldStore();
+
+// Called while a write waits for another process, after two seconds and about each second from then on, with
+// who it is as far as that is known ("process 4711"). False gives up: the event can't write. Without one a
+// write waits as long as it takes.
+using WaitTeller = std::function<bool(const std::string& who, int seconds)>;
+void SetWaitTeller(WaitTeller teller);
+
+// A sentence once something was read that is not as it was written; nothing is written from then on. Empty as
+// long as all is well, and on Windows.
+std::string Damage();
+
+// The home's store, which nobody needs to have opened. A check reads all of it. A backup is a file of its own
+// in the home's folder "backups", of which the newest five are kept, made of a sound store only; `file` gets
+// its path, or gives it. RestoreHome puts a sound backup, the newest one where `file` is empty, in the place
+// of the store, which is kept beside it; processes that have the home open store nothing more.
+Outcome CheckHome(std::string_view home);
+Outcome BackUpHome(std::string_view home, std::string& file);
+Outcome RestoreHome(std::string_view home, std::string& file);
 
 // A value as it is stored.
 struct StoredValue {

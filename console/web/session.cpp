@@ -8,6 +8,7 @@
 #include "console/web/acts.h"
 #include "console/web/describe_window.h"
 #include "platform/machine.h"
+#include "store/key_security.h"
 
 using nlohmann::ordered_json;
 
@@ -100,7 +101,7 @@ void Session::NextAct() {
     machine::GoIdle();
     std::unique_ptr<Request> request = Take(true);
     if (request->read) {
-      request->response.set_value({Dump(request->read())});
+      AnswerRead(*request);
       continue;
     }
     if (const std::string refusal = Refusal(*request->act); !refusal.empty()) {
@@ -113,10 +114,37 @@ void Session::NextAct() {
     const unsigned long number = ++m_actNumber;
     m_host.BeginEvent();
     m_waited = act.window == 0 ? std::nullopt : std::optional(m_host.Waiting());
-    std::string refusal = Do(act);
+    std::string refusal = DoSafely(act);
     // Where the act has opened a dialog it is answered already, and another one may wait by now.
     if (number == m_actNumber) m_refusal = std::move(refusal);
     return;
+  }
+}
+
+// Whatever a page or the engine could not cope with ends the act, not the console.
+std::string Session::DoSafely(const PersonsAct& act) {
+  std::string why;
+  try {
+    return Do(act);
+  } catch (const std::bad_alloc&) {
+    why = "there is not enough memory";
+  } catch (const std::exception& error) {
+    why = error.what();
+  }
+  machine::AbandonEvent();
+  m_host.BeginEvent();
+  // What was opened in an event before this one.
+  key_security::PutBackOpened(HKEY_LOCAL_MACHINE);
+  m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
+  return "The console could not do that: " + why + ". Nothing was stored.";
+}
+
+void Session::AnswerRead(Request& request) {
+  try {
+    request.response.set_value({Dump(request.read())});
+  } catch (const std::exception& error) {
+    request.response.set_value(
+        {Dump({{"refusal", std::string("The console could not do that: ") + error.what()}})});
   }
 }
 
@@ -190,7 +218,7 @@ void Session::ShowWork(Work work) {
   }
   while (const std::unique_ptr<Request> request = Take(false)) {
     if (request->read) {
-      request->response.set_value({Dump(request->read())});
+      AnswerRead(*request);
     } else if (request->act->name == "stop") {
       m_stop = true;
       Answer(*request, {});
@@ -201,13 +229,17 @@ void Session::ShowWork(Work work) {
 }
 
 void Session::WaitFor(ModalWindow& window) {
+  struct Shown {
+    std::vector<ModalWindow*>& windows;
+    ~Shown() { windows.pop_back(); }
+  };
   window.number = ++m_lastWindow;
   m_windows.push_back(&window);
+  const Shown shown{m_windows};
   while (!(window.dialog != nullptr ? window.dialog->Ended() : window.answered)) {
     Settle();
     NextAct();
   }
-  m_windows.pop_back();
 }
 
 void Session::RunModal(CDialog& dialog) {

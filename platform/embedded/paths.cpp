@@ -155,6 +155,8 @@ DWORD FileError(int error, const std::string& path) {
       return ERROR_INVALID_PARAMETER;
     case EIO:
       return ERROR_IO_DEVICE;
+    case EPIPE:
+      return ERROR_BROKEN_PIPE;
     default:
       return ERROR_ACCESS_DENIED;
   }

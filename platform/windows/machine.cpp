@@ -33,6 +33,13 @@ void AbandonEvent() {
 }
 bool InEvent() { return inEvent; }
 bool UndoesEvents() { return false; }
+Outcome HoldStore() { return {}; }
+void SetWaitTeller(WaitTeller) {}
+std::string Damage() { return {}; }
+
+Outcome CheckHome(std::string_view) { return NoEmbeddedComputers(); }
+Outcome BackUpHome(std::string_view, std::string&) { return NoEmbeddedComputers(); }
+Outcome RestoreHome(std::string_view, std::string&) { return NoEmbeddedComputers(); }
 
 void ForEachChange(const std::function<void(const Change& change)>& visit) { pictures::ForEachChange(visit); }
 void KeepPicture(const std::string& computer, const std::string& path) {
