@@ -93,6 +93,15 @@ void KeepPicture(const std::string& computer, const std::string& path);
 // end; empty where the machine can't tell.
 std::vector<std::string> ChangedByOthers();
 
+// For a console that shows settings long before it writes them. From RememberReads on the keys that events
+// read can be kept in mind: KeepInMind does so at an event's end, with those that it has written itself, and
+// leaves those that were kept before as they were where the first reading counts, since edits wait that began
+// with it. ChangedSinceShown are the keys of which the event at hand has changed or removed something, and
+// others have changed them since they were kept in mind. Nothing on Windows.
+void RememberReads();
+void KeepInMind(bool firstCounts);
+std::vector<std::string> ChangedSinceShown();
+
 // The process waits now, for a person or for its end, and holds nothing that keeps others from reusing what
 // they free. Front ends call it before they wait.
 void GoIdle();

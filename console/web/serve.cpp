@@ -14,6 +14,7 @@
 
 #include "console/web/import_preview.h"
 #include "console/web/routes.h"
+#include "platform/embedded/controls.h"
 #include "platform/machine.h"
 
 namespace web {
@@ -182,7 +183,19 @@ class Console {
     }
     if (m_signalled) kill(process, SIGTERM);
     waitpid(process, nullptr, 0);
+    PutBackEverywhere();
     return last;
+  }
+
+  // What the pages had opened when they ended, on whichever computer.
+  void PutBackEverywhere() const {
+    if (!machine::OpenHome(m_options.home)) return;
+    std::vector<std::string> computers = machine::Computers();
+    computers.insert(computers.begin(), "");
+    for (const std::string& computer : computers) {
+      if (machine::StandOn(computer)) PutBackAccessLists();
+    }
+    machine::CloseHome();
   }
 
   void Announce() {

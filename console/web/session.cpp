@@ -35,6 +35,12 @@ Session::Session(Host& host, const Setup& setup)
 Session::~Session() { SetFrontEnd(m_before); }
 
 void Session::Run() {
+  machine::RememberReads();
+  // A wait for the store is work like any other: it is shown, and can be stopped.
+  machine::SetWaitTeller([this](const std::string& who, int seconds) {
+    ShowWork({static_cast<std::uint64_t>(seconds), "seconds waited for " + who + ", which holds the store"});
+    return !m_stop;
+  });
   machine::BeginEvent();
   if (const std::string first = FirstNode(); !first.empty()) GoTo(first);
   Settle();
@@ -153,9 +159,11 @@ void Session::Settle() {
   m_stop = false;
   m_notice = Notice();
   if (machine::InEvent()) {
+    machine::KeepInMind(m_host.HasUnsavedChanges());
     if (const machine::Outcome written = machine::CommitEvent(); !written) {
       m_refusal = written.sentence;
       m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
+      if (m_applied) PageWasShown(true);
     }
   }
   m_applied = false;
@@ -314,6 +322,16 @@ std::string Session::Do(const PersonsAct& act) {
   if (act.name == "apply") {
     if (!m_host.Apply()) return "The page refuses to be applied.";
     m_applied = true;
+    if (const std::vector<std::string> keys = machine::ChangedSinceShown(); !keys.empty()) {
+      machine::AbandonEvent();
+      m_host.BeginEvent();
+      m_host.TakeBackApply();
+      PageWasShown(true);
+      return "Another program has changed " + keys.front() +
+             (keys.size() == 1 ? "" : " and " + std::to_string(keys.size() - 1) + " more keys") +
+             " since it was shown here. Nothing was stored, and all edits wait: Cancel shows what is stored "
+             "now.";
+    }
     // An Apply is whole or not at all.
     if (const std::vector<std::string> failures = m_host.FailedSaves();
         !failures.empty() && machine::UndoesEvents()) {

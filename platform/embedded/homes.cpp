@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <filesystem>
@@ -45,10 +44,10 @@ std::string TimeNow() {
   clock_gettime(CLOCK_REALTIME, &now);
   tm parts{};
   gmtime_r(&now.tv_sec, &parts);
-  char text[40];
-  std::snprintf(text, sizeof text, "%04d%02d%02d-%02d%02d%02d.%06ld", parts.tm_year + 1900, parts.tm_mon + 1,
-                parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec, now.tv_nsec / 1000);
-  return text;
+  char text[40] = "";
+  strftime(text, sizeof text, "%Y%m%d-%H%M%S.", &parts);
+  const std::string fraction = std::to_string(1000000 + now.tv_nsec / 1000);
+  return text + fraction.substr(1);
 }
 
 std::string HomeNamed(std::string_view home) {
@@ -138,6 +137,8 @@ Outcome BackUpHome(std::string_view name, std::string& file) {
   if (scratch.path.empty()) return Failed("The folder " + folder + " can't be written", errno);
   const int code = mdb_env_copy2(environment.env.get(), scratch.path.c_str(), MDB_CP_COMPACT);
   if (code != 0) return {static_cast<DWORD>(Status(code)), "The backup can't be written to its end."};
+  if (chmod((scratch.path + "/data.mdb").c_str(), 0600) != 0)
+    return Failed("The backup can't be made private", errno);
   file = folder + "/" + std::string(kBackupStart) + TimeNow() + std::string(kBackupEnd);
   if (rename((scratch.path + "/data.mdb").c_str(), file.c_str()) != 0) {
     return Failed("The backup " + file + " can't be made", errno);

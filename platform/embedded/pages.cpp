@@ -73,8 +73,20 @@ class File {
     return fstat(m_file, &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
   }
 
-  // The two meta pages, which take turns; the first tells the page size. False where either is none.
+  // The two meta pages, which take turns, so that one is a single state behind the other; the first tells the
+  // page size. False where either is none. Others may commit between the two reads.
   bool ReadMetas(Meta (&metas)[2]) const {
+    for (int tries = 0; tries < 5; ++tries) {
+      if (!ReadBoth(metas)) return false;
+      const uint64_t even = metas[0].transaction;
+      const uint64_t odd = metas[1].transaction;
+      if ((even == 0 && odd == 0) || ((even & 1) == 0 && (odd == even + 1 || odd + 1 == even))) return true;
+    }
+    return false;
+  }
+
+ private:
+  bool ReadBoth(Meta (&metas)[2]) const {
     size_t page = 0;
     for (Meta& meta : metas) {
       PageHeader header;
@@ -83,14 +95,14 @@ class File {
       const uint32_t size = meta.trees[0].pad;
       const bool sound = (header.flags & kMetaPage) != 0 && meta.magic == kMagic &&
                          (meta.version & 0xFFFF) == kVersion && size >= 512 && size <= 65536 &&
-                         (size & (size - 1)) == 0 && (page == 0 || page == size);
+                         (size & (size - 1)) == 0 && (page == 0 || page == size) &&
+                         meta.trees[0].flags == kNumberKeys && meta.trees[1].flags == 0;
       if (!sound) return false;
       page = size;
     }
     return true;
   }
 
- private:
   int m_file;
 };
 

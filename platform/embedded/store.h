@@ -56,20 +56,23 @@ LONG Status(int lmdb);
 inline uint32_t SumOf(Table table, const MDB_val& key, std::string_view data) {
   constexpr uint64_t kFactor = 0x9E3779B97F4A7C15;
   uint64_t sum = kFactor * (static_cast<uint64_t>(table) + 1) ^ data.size();
-  const auto mix = [&sum](const char* bytes, size_t size) {
+  // Both halves of a product, so that the upper bits of a word count as the lower ones do.
+  const auto mix = [&sum](uint64_t word) {
+    const __uint128_t product = static_cast<__uint128_t>(sum ^ word) * kFactor;
+    sum = static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
+  };
+  const auto mixAll = [&mix](const char* bytes, size_t size) {
     uint64_t word = 0;
     for (; size >= sizeof word; size -= sizeof word, bytes += sizeof word) {
       std::memcpy(&word, bytes, sizeof word);
-      const __uint128_t product = static_cast<__uint128_t>(sum ^ word) * kFactor;
-      sum = static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
+      mix(word);
     }
-    word = size;
-    std::memcpy(&word, bytes, size);
-    sum = (sum ^ word) * kFactor;
-    sum ^= sum >> 32;
+    word = 0;
+    if (size > 0) std::memcpy(&word, bytes, size);
+    mix(word);
   };
-  mix(static_cast<const char*>(key.mv_data), key.mv_size);
-  mix(data.data(), data.size());
+  mixAll(static_cast<const char*>(key.mv_data), key.mv_size);
+  mixAll(data.data(), data.size());
   return static_cast<uint32_t>(sum ^ sum >> 32);
 }
 

@@ -46,6 +46,9 @@ void KeepPicture(const std::string& computer, const std::string& path) {
   if (inEvent) pictures::Keep(computer, path);
 }
 std::vector<std::string> ChangedByOthers() { return {}; }
+void RememberReads() {}
+void KeepInMind(bool) {}
+std::vector<std::string> ChangedSinceShown() { return {}; }
 void GoIdle() {}
 
 Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
