@@ -384,7 +384,11 @@ std::string Session::DoAtPicker(ModalWindow& window, const PersonsAct& act) {
     window.path = m_transfers.EndUpload(window.number, act.tab, act.text, below);
     if (!window.path) return "The file has not arrived.";
   } else if (act.name == "answer") {
-    if (!m_files.Allows(act.text)) return "\"" + act.text + "\" is not among the folders of this console.";
+    const bool isFile = window.kind == ModalWindow::Kind::File;
+    if (!m_files.Allows(act.text) || (isFile && !m_files.AllowsFile(act.text))) {
+      return "\"" + act.text + "\" is no " + (isFile ? "file" : "folder") +
+             " in the folders of this console.";
+    }
     window.path = act.text;
   } else if (act.name != "close") {
     return "There is no act \"" + act.name + "\".";
