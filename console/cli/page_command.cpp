@@ -76,7 +76,7 @@ Outcome PageCommand::Apply(bool withNodes) {
 }
 
 Outcome PageCommand::End(Outcome outcome, bool alone) {
-  if (outcome.status != Status::Done && !outcome.partly) {
+  if (outcome.readsOnly || (outcome.status != Status::Done && !outcome.partly)) {
     machine::AbandonEvent();
     return outcome;
   }

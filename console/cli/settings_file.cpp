@@ -139,6 +139,8 @@ Outcome Export(const Settings& settings, const Words& words) {
   };
   const auto finish = [&](Outcome& outcome, const CDialog&) {
     FailUnlessTold(outcome, "Settings saved in ");
+    // Its page opens an access list and puts it back.
+    outcome.readsOnly = true;
     if (outcome.status == Status::Done) outcome.warnings = LossesOfExport(file, words.credentials != "no");
   };
   Outcome outcome =

@@ -329,12 +329,13 @@ std::vector<std::string> ChangedSinceShown() {
   KeyInfo info;
   const std::vector<KeyId>& removed = notes->removed.Sorted();
   // A key that goes was known if its parent is as it was: it was among the children that were shown.
+  std::set<KeyId> parents;
   for (const KeyId key : removed) {
-    if (LoadKey(*states.before, key, info) != 0) continue;
-    const KeyId parent = info.record.parent;
-    if (!std::ranges::binary_search(removed, parent) && DiffersFromMemory(*states.before, parent)) {
-      paths.push_back(name(key));
-    }
+    if (LoadKey(*states.before, key, info) == 0) parents.insert(info.record.parent);
+  }
+  for (const KeyId parent : parents) {
+    const bool goesToo = std::ranges::binary_search(removed, parent);
+    if (!goesToo && DiffersFromMemory(*states.before, parent)) paths.push_back(name(parent));
   }
   for (const uint64_t place : notes->values.Sorted()) {
     const auto key = static_cast<KeyId>(place >> 32);

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "platform/embedded/controls.h"
 #include "platform/embedded/environment.h"
 #include "platform/machine.h"
 
@@ -50,7 +51,9 @@ std::string TimeNow() {
   return text + fraction.substr(1);
 }
 
+// LMDB opens a file only once in a process: the locks of the first would go with the second.
 std::string HomeNamed(std::string_view home) {
+  if (EnvironmentInUse()) machine::CloseHome();
   std::error_code error;
   return fs::weakly_canonical(home.empty() ? DefaultHome() : std::string(home), error).string();
 }
