@@ -303,6 +303,16 @@ void KeepInMind(bool firstCounts) {
   std::unordered_map<KeyId, uint32_t>& known = Remembered().keys;
   std::vector<KeyId> own = notes->removed.Sorted();
   for (const uint64_t place : notes->values.Sorted()) own.push_back(static_cast<KeyId>(place >> 32));
+  // What this process writes it knows, but for what others wrote there unseen.
+  std::vector<KeyId> unseen;
+  {
+    const EventStates states;
+    for (const KeyId key : own) {
+      if (firstCounts && states.before != nullptr && DiffersFromMemory(*states.before, key))
+        unseen.push_back(key);
+    }
+  }
+  std::ranges::sort(unseen);
   const Reading read;
   if (read.status != 0) return;
   for (const auto* keys : {&notes->read.Sorted(), &notes->readLate.Sorted()}) {
@@ -310,9 +320,10 @@ void KeepInMind(bool firstCounts) {
       if (!firstCounts || !known.contains(key)) known[key] = SumOfRecord(*read.txn, key);
     }
   }
-  // What this process writes it knows.
   for (const KeyId key : own) {
-    if (known.contains(key)) known[key] = SumOfRecord(*read.txn, key);
+    if (known.contains(key) && !std::ranges::binary_search(unseen, key)) {
+      known[key] = SumOfRecord(*read.txn, key);
+    }
   }
 }
 

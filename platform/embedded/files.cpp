@@ -1,6 +1,7 @@
 #include "platform/embedded/win32/files.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -89,13 +91,33 @@ std::string FolderOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+constexpr std::string_view kTemporaryStart = ".marrowen-";
+
+// A process that is killed in the moment in which its file changes names leaves it there. Its lock has gone
+// with it: so the next one knows whose it is.
+void RemoveAbandoned(const std::string& folder) {
+  std::error_code error;
+  for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end; it.increment(error)) {
+    const std::string name = it->path().filename().string();
+    if (!name.starts_with(kTemporaryStart)) continue;
+    const int file = open(it->path().c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    struct stat status {};
+    const bool ours = file >= 0 && fstat(file, &status) == 0 && S_ISREG(status.st_mode) &&
+                      status.st_uid == geteuid() && (status.st_mode & 0777) == 0600;
+    if (ours && flock(file, LOCK_EX | LOCK_NB) == 0) unlink(it->path().c_str());
+    if (file >= 0) close(file);
+  }
+}
+
 HANDLE OpenTemporary(const std::string& path) {
+  RemoveAbandoned(FolderOf(path));
   int fd = open(FolderOf(path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
   const bool named = fd < 0 && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL);
   if (named) fd = open(path.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, 0600);
   if (fd < 0) return Fail(FileError(errno, path)), INVALID_HANDLE_VALUE;
   auto file = std::make_shared<File>(fd);
   file->temporary = true;
+  flock(fd, LOCK_EX | LOCK_NB);
   if (named) file->Note(path);
   // The umask may have taken away what the owner needs.
   if (fchmod(fd, 0600) != 0) return FailErrno(path), INVALID_HANDLE_VALUE;
@@ -131,7 +153,7 @@ BOOL GiveName(File& file, const std::string& path, bool replace) {
     // A name that is taken is replaced by another one alone.
     std::array<unsigned char, 8> random{};
     FillRandom(random.data(), random.size());
-    std::string other = FolderOf(path) + "/.marrowen-";
+    std::string other = FolderOf(path) + "/" + std::string(kTemporaryStart);
     for (const unsigned char byte : random) other += "0123456789abcdef"[byte & 15];
     if (!link(other)) return FailErrno(path);
     file.Note(other);

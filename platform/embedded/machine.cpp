@@ -130,7 +130,7 @@ Outcome OpenOrMake(std::string home) {
   if (!fs::exists(home + "/registry", error)) outcome = MakeStore(home);
   Environment environment;
   if (outcome) outcome = OpenEnvironment(home + "/registry", false, environment);
-  if (outcome.code == ERROR_REGISTRY_CORRUPT) outcome.sentence += " " + HowToRestore(home);
+  if (!outcome && outcome.code != ERROR_ACCESS_DENIED) outcome.sentence += " " + HowToRestore(home);
   if (outcome) outcome = UseEnvironment(std::move(environment));
   if (outcome) OpenedHome() = home;
   return outcome;
