@@ -67,11 +67,12 @@ try {
 
   // The same cookie in a browser whose screen keeps no frame waiting: what is left is the console's own time.
   const cookies = await browser.context.cookies();
+  const key = await page.evaluate(() => localStorage.getItem('key'));
   await browser.stop();
   browser = await startBrowser(['--disable-frame-rate-limit', '--disable-gpu-vsync']);
   await browser.context.addCookies(cookies);
   const other = await browser.context.newPage();
-  await other.goto(console_.origin);
+  await other.goto(`${console_.origin}/#key=${key}`);
   row('click, to the frame that draws it, as soon as it can', (await clicks(other)).drawn);
 } finally {
   await browser.stop();

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <stdexcept>
 
 #include "configuration/settings_engine.h"
 #include "store/error_text.h"
@@ -37,10 +36,10 @@ std::vector<BYTE> Taken(const DATA_BLOB& blob) {
   return {blob.pbData, blob.pbData + blob.cbData};
 }
 
-CString PasswordOf(std::span<const BYTE> record) {
+std::optional<CString> PasswordOf(std::span<const BYTE> record) {
   PasswordRecord head{};
   std::copy_n(record.data(), std::min(record.size(), sizeof head), reinterpret_cast<BYTE*>(&head));
-  if (head.length >= kLongestPassword) throw std::length_error("A cached password has an impossible length.");
+  if (head.length >= kLongestPassword) return std::nullopt;
   const size_t offset = std::min(record.size(), offsetof(PasswordRecord, secret));
   const auto stored = record.subspan(offset, std::min<size_t>(head.length, record.size() - offset));
   std::vector<BYTE> secret(stored.begin(), stored.end());

@@ -13,7 +13,7 @@
 #include "platform/win32.h"
 
 // The password or the name out of a record as it lies in the registry. Nothing when the blob can't be opened
-// under that entropy. Throws std::length_error for a password of 16384 bytes or more: such a record is none.
+// under that entropy, or names a length of 16384 bytes or more for its password: such a record is none.
 std::optional<CString> ReadCachedRecord(std::span<const BYTE> blob, std::string_view valueName,
                                         std::string_view entropy);
 

@@ -27,18 +27,18 @@ struct SettingsChange {
 using ChangeVisitor = std::function<void(const SettingsChange& change)>;
 
 // Visits every value that an import of the file would store, and every key that it would make, in the file's
-// order. 0 where the import would end before the file does; a parse error, which the reader shows, gives 1.
-// Throws what the import throws.
+// order. For machines on which what an import did can't be taken back: elsewhere an import is tried. 0 where
+// the import would end before the file does; a parse error, which the reader shows, gives 1.
 int PreviewImport(XmlReader& reader, const CString& file, const CStringList* pairs,
                   const ChangeVisitor& visit);
 
-// The keys and values of a file, by their names in lower case. All tokens stand as they are in the file, so
-// snapshots of two machines compare.
+// The keys and values of a file, by their names in lower case.
 struct SnapshotValue {
   CString name;
   DWORD type = REG_NONE;
   std::vector<BYTE> data;
   bool isCredential = false;
+  CString entropy{};  // of a credential: the name under which it is protected
 };
 struct SnapshotKey {
   CString path;
@@ -46,24 +46,31 @@ struct SnapshotKey {
 };
 using SettingsSnapshot = std::map<CString, SnapshotKey>;
 
-// 0 for a tree deeper than a registry can be; the reader has the error text of a parse error. Throws what the
-// import throws.
-int ReadSnapshot(XmlReader& reader, const CString& file, SettingsSnapshot& snapshot);
-// What an export of the given keys, in memory, would hold. PAD is asked about as there.
-SettingsSnapshot SnapshotOfStore(std::span<const char* const> paths, const CStringList* pairs,
-                                 const EngineCallbacks& ui);
+// How a value was and is; null where there is none.
+SettingsChange ChangeBetween(const CString& key, const CString& name, const SnapshotValue* before,
+                             const SnapshotValue* after);
+
+// Reads a whole file; `pairs` as an import has them, or null to leave the tokens as they are, so that
+// snapshots of two machines compare. The error of a file that can't be understood or read.
+FileError ReadSnapshot(XmlReader& reader, const CString& file, const CStringList* pairs,
+                       SettingsSnapshot& snapshot);
+// What an export of the given keys, in memory, would hold. PAD is asked about as there. The error where that
+// could not be read back, so that something would be taken for missing.
+FileError SnapshotOfStore(std::span<const char* const> paths, const CStringList* pairs,
+                          const EngineCallbacks& ui, SettingsSnapshot& snapshot);
 // Visits all keys and values of both in the order of their names. A key or value of `after` alone is added.
 void CompareSnapshots(const SettingsSnapshot& before, const SettingsSnapshot& after,
                       const ChangeVisitor& visit);
 
 // A key or value that does not come back from a settings file as it is, with one sentence why.
 struct SettingsLoss {
-  CString key;   // with its hive
+  CString key;   // with its hive; empty for the file as a whole
   CString name;  // "(Default)" for the default value; empty for the key itself with all below it
   CString reason;
 };
 
-// Finds what an export of `path` through `outward` and an import through `inward` would lose or alter. PAD is
-// looked at only `withCredentials`.
-void FindLosses(const CString& path, const CStringList* outward, const CStringList* inward,
-                bool withCredentials, const std::function<void(const SettingsLoss& loss)>& visit);
+// Reads back the file that was written from `paths` through `outward`, as an import through `inward` does,
+// and finds what of the store is not in it as it is. PAD is looked at only `withCredentials`.
+void FindLosses(XmlReader& reader, const CString& file, std::span<const char* const> paths,
+                const CStringList* outward, const CStringList* inward, bool withCredentials,
+                const std::function<void(const SettingsLoss& loss)>& visit);

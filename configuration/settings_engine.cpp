@@ -43,40 +43,50 @@ LSTATUS OpenHivePath(std::string_view hive, const CString& path, UniqueKey& key)
   return status;
 }
 
-bool QueryKey(HKEY key, KeyInfo& info) {
+LSTATUS QueryKeyInfo(HKEY key, KeyInfo& info) {
   return RegQueryInfoKeyA(key, nullptr, nullptr, nullptr, &info.subkeys, &info.longestSubkey, nullptr,
-                          &info.values, &info.longestValueName, &info.longestData, nullptr,
-                          nullptr) == ERROR_SUCCESS;
+                          &info.values, &info.longestValueName, &info.longestData, nullptr, nullptr);
 }
 
-void ForEachValue(
+LSTATUS ForEachValue(
     HKEY key, const KeyInfo& info,
     const std::function<void(std::string_view name, DWORD type, std::span<const BYTE> data)>& visit) {
-  if (info.values == 0 || info.values == 0xFFFFFFFF) return;
+  if (info.values == 0 || info.values == 0xFFFFFFFF) return ERROR_SUCCESS;
+  LSTATUS first = ERROR_SUCCESS;
   CString name(size_t{info.longestValueName} + 1, '\0');
   std::vector<BYTE> data(size_t{info.longestData} + 1);
   for (DWORD index = 0; index < info.values; ++index) {
     auto nameLength = static_cast<DWORD>(name.size());
     auto size = static_cast<DWORD>(data.size());
     DWORD type = REG_NONE;
-    if (RegEnumValueA(key, index, name.data(), &nameLength, nullptr, &type, data.data(), &size) ==
-        ERROR_SUCCESS) {
+    const LSTATUS status =
+        RegEnumValueA(key, index, name.data(), &nameLength, nullptr, &type, data.data(), &size);
+    if (status == ERROR_SUCCESS) {
       visit(std::string_view(name).substr(0, nameLength), type, std::span(data).first(size));
+    } else if (first == ERROR_SUCCESS) {
+      first = status;
     }
   }
+  return first;
 }
 
-void ForEachSubkey(HKEY key, const KeyInfo& info,
-                   const std::function<void(const CString& name, HKEY subkey)>& visit) {
+LSTATUS ForEachSubkey(HKEY key, const KeyInfo& info,
+                      const std::function<void(const CString& name, HKEY subkey)>& visit,
+                      const std::function<void(const CString& name, LSTATUS status)>& failed) {
   CString buffer(size_t{info.longestSubkey} + 1, '\0');
   for (DWORD index = 0;; ++index) {
     auto length = static_cast<DWORD>(buffer.size());
-    if (RegEnumKeyExA(key, index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr) !=
-        ERROR_SUCCESS)
-      return;
+    LSTATUS status = RegEnumKeyExA(key, index, buffer.data(), &length, nullptr, nullptr, nullptr, nullptr);
+    if (status == ERROR_NO_MORE_ITEMS && index >= info.subkeys) return ERROR_SUCCESS;
+    if (status != ERROR_SUCCESS) return status;
     const CString name = buffer.substr(0, length);
     HKEY opened = nullptr;
-    if (name.empty() || RegOpenKeyA(key, name.c_str(), &opened) != ERROR_SUCCESS) continue;
+    if (name.empty()) continue;
+    status = RegOpenKeyA(key, name.c_str(), &opened);
+    if (status != ERROR_SUCCESS) {
+      if (failed) failed(name, status);
+      continue;
+    }
     const UniqueKey subkey(opened);
     visit(name, opened);
   }

@@ -24,6 +24,8 @@ struct EngineCallbacks {
   // Hears how far an import has come: called for every 50th key with their number. False ends the import, of
   // which the caller then takes back what was done.
   std::function<bool(int keysRead)> progress = {};
+  // Hears of each key that an export can't read, or not in full, with the Windows error.
+  std::function<void(const CString& key, LSTATUS status)> unreadable = {};
 
   bool Ask(const CString& question) const { return ask && ask(question); }
   void Tell(const CString& message) const {
@@ -55,14 +57,18 @@ struct KeyInfo {
   DWORD longestValueName = 0;
   DWORD longestData = 0;
 };
-bool QueryKey(HKEY key, KeyInfo& info);
-// The key's values in the registry's order, with the name as it is there; what can't be read is passed over.
-void ForEachValue(
+LSTATUS QueryKeyInfo(HKEY key, KeyInfo& info);
+inline bool QueryKey(HKEY key, KeyInfo& info) { return QueryKeyInfo(key, info) == ERROR_SUCCESS; }
+// The key's values in the registry's order, with the name as it is there. What can't be read is passed over;
+// the result is why, for the first of it.
+LSTATUS ForEachValue(
     HKEY key, const KeyInfo& info,
     const std::function<void(std::string_view name, DWORD type, std::span<const BYTE> data)>& visit);
-// The key's subkeys that can be opened, in the registry's order.
-void ForEachSubkey(HKEY key, const KeyInfo& info,
-                   const std::function<void(const CString& name, HKEY subkey)>& visit);
+// The key's subkeys that can be opened, in the registry's order; `failed` gets the others. The result is why
+// there are fewer than the key counts.
+LSTATUS ForEachSubkey(HKEY key, const KeyInfo& info,
+                      const std::function<void(const CString& name, HKEY subkey)>& visit,
+                      const std::function<void(const CString& name, LSTATUS status)>& failed = {});
 
 // The keys that a settings file holds, in its order.
 inline constexpr const char* kExportedKeys[] = {

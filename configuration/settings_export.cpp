@@ -21,12 +21,14 @@ constexpr int kKeysPerTurn = 50;
 int walkCounter = 0;
 
 // `info` is null for a key that can't be queried.
-void ReadValues(HKEY key, const KeyInfo* info, std::vector<ValueEntry>& entries);
+LSTATUS ReadValues(HKEY key, const KeyInfo* info, std::vector<ValueEntry>& entries);
 
 class ExportWalk {
  public:
-  ExportWalk(XmlWriter& writer, bool compact, const CStringList* pairs, const EngineCallbacks& ui)
-      : m_writer(writer), m_compact(compact), m_pairs(pairs), m_ui(ui) {}
+  // `path` is where the walk begins, for those who are told of it.
+  ExportWalk(XmlWriter& writer, bool compact, const CStringList* pairs, const EngineCallbacks& ui,
+             CString path)
+      : m_writer(writer), m_compact(compact), m_pairs(pairs), m_ui(ui), m_path(std::move(path)) {}
 
   // `entropy` is null outside PAD.
   int Tree(const CString& keyName, HKEY key, const CString* entropy);
@@ -36,18 +38,22 @@ class ExportWalk {
   void Values(HKEY key, const KeyInfo& info, const CString* entropy, XmlElement& element);
   void Value(const ValueEntry& entry, XmlElement& element);
   void Subkeys(HKEY key, const KeyInfo& info, const CString& name, const CString* entropy);
+  void Check(LSTATUS status) const {
+    if (status != ERROR_SUCCESS && m_ui.unreadable) m_ui.unreadable(m_path, status);
+  }
 
   XmlWriter& m_writer;
   bool m_compact;
   const CStringList* m_pairs;
   const EngineCallbacks& m_ui;
+  CString m_path;
   CString m_line;
 };
 
 int ExportWalk::Tree(const CString& keyName, HKEY key, const CString* entropy) {
   if (entropy == nullptr && IsPadName(keyName) && !m_ui.Ask(kAskAboutCachedKeys)) return 0;
   KeyInfo info;
-  if (!QueryKey(key, info)) return 0;
+  if (const LSTATUS status = QueryKeyInfo(key, info); status != ERROR_SUCCESS) return Check(status), 0;
   const CString name = SubstituteTokens(XmlEscape(keyName), m_pairs);
   XmlElement element(m_compact ? name : "k");
   const bool named = !name.empty();
@@ -70,10 +76,11 @@ int ExportWalk::Tree(const CString& keyName, HKEY key, const CString* entropy) {
 
 void ExportWalk::Values(HKEY key, const KeyInfo& info, const CString* entropy, XmlElement& element) {
   std::vector<ValueEntry> entries;
-  ReadValues(key, &info, entries);
+  Check(ReadValues(key, &info, entries));
   for (ValueEntry& entry : entries) {
     if (entropy != nullptr) {
-      auto clear = ReadCachedRecord(ParseRegValue(entry.value, entry.type), entry.name, *entropy);
+      const auto sealed = ParseRegValue(entry.value, entry.type);
+      auto clear = sealed ? ReadCachedRecord(*sealed, entry.name, *entropy) : std::nullopt;
       if (clear) entry.value = std::move(*clear);
     } else {
       entry.value = SubstituteTokens(std::move(entry.value), m_pairs);
@@ -97,9 +104,20 @@ void ExportWalk::Value(const ValueEntry& entry, XmlElement& element) {
 
 void ExportWalk::Subkeys(HKEY key, const KeyInfo& info, const CString& name, const CString* entropy) {
   const bool isPad = entropy == nullptr && IsPadName(name);
-  ForEachSubkey(key, info, [&](const CString& subkeyName, HKEY subkey) {
-    Tree(subkeyName, subkey, isPad ? &subkeyName : entropy);
-  });
+  const size_t own = m_path.size();
+  const auto enter = [&](const CString& subkeyName) { m_path += (own == 0 ? "" : "\\") + subkeyName; };
+  Check(ForEachSubkey(
+      key, info,
+      [&](const CString& subkeyName, HKEY subkey) {
+        enter(subkeyName);
+        Tree(subkeyName, subkey, isPad ? &subkeyName : entropy);
+        m_path.resize(own);
+      },
+      [&](const CString& subkeyName, LSTATUS status) {
+        enter(subkeyName);
+        Check(status);
+        m_path.resize(own);
+      }));
 }
 
 // Moves the names that overtake a "(Default)" behind the last one; gives where the free part begins.
@@ -141,11 +159,12 @@ void SortByName(std::span<ValueEntry> entries) {
   std::move(sorted.begin(), sorted.end(), entries.begin());
 }
 
-void ReadValues(HKEY key, const KeyInfo* info, std::vector<ValueEntry>& entries) {
+LSTATUS ReadValues(HKEY key, const KeyInfo* info, std::vector<ValueEntry>& entries) {
+  LSTATUS status = ERROR_SUCCESS;
   entries.clear();
   if (info != nullptr) {
     entries.reserve(size_t{info->values == 0xFFFFFFFF ? 0 : info->values} + 1);
-    ForEachValue(key, *info, [&](std::string_view name, DWORD type, std::span<const BYTE> data) {
+    status = ForEachValue(key, *info, [&](std::string_view name, DWORD type, std::span<const BYTE> data) {
       const bool unset = name.empty() && data.empty();
       ValueEntry& entry = entries.emplace_back();
       entry.name = name.empty() ? kDefaultName : name;
@@ -158,6 +177,7 @@ void ReadValues(HKEY key, const KeyInfo* info, std::vector<ValueEntry>& entries)
   if (std::none_of(entries.begin(), entries.end(), isDefault)) {
     entries.insert(entries.begin(), {CString(kDefaultName), CString(kValueNotSet), REG_SZ});
   }
+  return status;
 }
 
 }  // namespace
@@ -167,8 +187,11 @@ int ExportRegistryKey(XmlWriter& writer, bool compact, const CString& path, cons
   if (path.empty()) return 0;
   const size_t cut = std::min(path.find('\\'), path.size());
   UniqueKey key;
-  if (OpenHivePath(path.substr(0, cut), path.substr(std::min(cut + 1, path.size())), key) != ERROR_SUCCESS)
+  const LSTATUS opened = OpenHivePath(path.substr(0, cut), path.substr(std::min(cut + 1, path.size())), key);
+  if (opened != ERROR_SUCCESS) {
+    if (opened != ERROR_FILE_NOT_FOUND && ui.unreadable) ui.unreadable(path, opened);
     return 0;
+  }
   CStringList components = text::Split(path, '\\');
   CString last;
   if (compact) {
@@ -181,7 +204,7 @@ int ExportRegistryKey(XmlWriter& writer, bool compact, const CString& path, cons
     return element;
   };
   for (const CString& component : components) elementOf(component).WriteStart(writer, 1, true, true);
-  const int result = ExportKeyTree(writer, compact, last, key.get(), pairs, ui);
+  const int result = ExportWalk(writer, compact, pairs, ui, path).Tree(last, key.get(), nullptr);
   std::reverse(components.begin(), components.end());
   for (const CString& component : components) elementOf(component).WriteEnd(writer, -1, true, true);
   return result;
@@ -189,12 +212,12 @@ int ExportRegistryKey(XmlWriter& writer, bool compact, const CString& path, cons
 
 int ExportKeyTree(XmlWriter& writer, bool compact, const CString& name, HKEY key, const CStringList* pairs,
                   const EngineCallbacks& ui) {
-  return ExportWalk(writer, compact, pairs, ui).Tree(name, key, nullptr);
+  return ExportWalk(writer, compact, pairs, ui, name).Tree(name, key, nullptr);
 }
 
 int ExportCachedTree(XmlWriter& writer, bool compact, const CString& name, HKEY key, const CStringList* pairs,
                      const CString& entropy, const EngineCallbacks& ui) {
-  return ExportWalk(writer, compact, pairs, ui).Tree(name, key, &entropy);
+  return ExportWalk(writer, compact, pairs, ui, name).Tree(name, key, &entropy);
 }
 
 void ReadSortedValues(HKEY key, std::vector<ValueEntry>& entries) {

@@ -5,8 +5,8 @@
 // clear text where they can be opened.
 //
 // `pairs` is a list for SubstituteTokens or null. `compact` writes the file's other shape, in which keys are
-// elements named after them and values are their attributes. Results are 1 or 0. FileError of the writer and
-// std::length_error of ReadCachedRecord pass through.
+// elements named after them and values are their attributes. Results are 1 or 0. What could not be written is
+// told by the writer (XmlWriter::GetError), what could not be read by the callback `unreadable`.
 
 #include <vector>
 

@@ -118,9 +118,9 @@ void Walk::EndValue() {
   const bool cached =
       (padLevel_ == 2 && IsDefaultName(valueName_)) || (padLevel_ == 3 && EqualNoCase(valueName_, "AD2"));
   if (cached) {
-    m_target.StoreCached(frame, m_pad.entropy, valueName_, valueText_);
+    goOn_ = m_target.StoreCached(frame, m_pad.entropy, valueName_, valueText_);
   } else {
-    m_target.Store(frame, valueName_, valueType_, valueText_);
+    goOn_ = m_target.Store(frame, valueName_, valueType_, valueText_);
   }
   valueName_.clear();
   valueText_.clear();

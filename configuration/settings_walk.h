@@ -31,15 +31,16 @@ class SettingsTarget {
   virtual bool Open(const CString& hive, const CString& path, size_t depth, UniqueKey& key) = 0;
   // The key ended, and the one around it goes on.
   virtual void Leave() {}
-  // A value of the innermost key, as its attributes stand in the file.
-  virtual void Store(const KeyFrame& frame, const CString& name, const CString& typeName,
+  // A value of the innermost key, as its attributes stand in the file. False ends the walk.
+  virtual bool Store(const KeyFrame& frame, const CString& name, const CString& typeName,
                      const CString& text) = 0;
   // A value in the place of a cached record.
-  virtual void StoreCached(const KeyFrame& frame, const CString& entropy, const CString& name,
+  virtual bool StoreCached(const KeyFrame& frame, const CString& entropy, const CString& name,
                            const CString& text) = 0;
 };
 
-// Reads `file` to its end, to a parse error (which the reader has shown and which counts as an end) or until
-// the target ends it; 0 for the last. The reader is closed then. `pairs` go over each key's path as a whole.
+// Reads `file` to its end, to a parse error (which the reader has shown and which counts as an end), to where
+// it can't be read on (see XmlReader::GetFileError) or until the target ends it; 0 for the last. The reader
+// is closed then. `pairs` go over each key's path as a whole.
 int WalkSettings(XmlReader& reader, const CString& file, const CStringList* pairs, PadState& pad,
                  SettingsTarget& target);

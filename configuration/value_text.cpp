@@ -5,7 +5,6 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
-#include <stdexcept>
 #include <string>
 
 namespace {
@@ -136,10 +135,10 @@ BYTE DigitPair(const char* digits) {
 }
 
 // Digit pairs from the third character on, the most significant one first; the "0x" is not looked at.
-std::vector<BYTE> NumberData(std::string_view text, size_t bytes) {
+std::optional<std::vector<BYTE>> NumberData(std::string_view text, size_t bytes) {
   std::vector<BYTE> data(bytes);
   if (text.empty()) return data;
-  if (text.size() < 2 + 2 * bytes) throw std::out_of_range("The text of a registry number is too short.");
+  if (text.size() < 2 + 2 * bytes) return std::nullopt;
   for (size_t i = 0; i < bytes; ++i) data[bytes - 1 - i] = DigitPair(&text[2 + 2 * i]);
   return data;
 }
@@ -271,7 +270,7 @@ CString FormatRegValue(DWORD type, std::span<const BYTE> data) {
   }
 }
 
-std::vector<BYTE> ParseRegValue(std::string_view text, DWORD type) {
+std::optional<std::vector<BYTE>> ParseRegValue(std::string_view text, DWORD type) {
   switch (type) {
     case REG_SZ:
     case REG_EXPAND_SZ: {
@@ -292,7 +291,7 @@ std::vector<BYTE> ParseRegValue(std::string_view text, DWORD type) {
     case REG_MULTI_SZ:
       return StringsData(text);
     default:
-      return {};
+      return std::vector<BYTE>();
   }
 }
 

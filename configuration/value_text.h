@@ -4,6 +4,7 @@
 // together everywhere (types without a name, "&amp;" inside a text, binary data of no bytes); files in use
 // rely on each direction as it is.
 
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -26,9 +27,9 @@ CString XmlUnescape(std::string_view text);
 // read as text. Numbers with fewer bytes than their type has are filled up with zero bytes.
 CString FormatRegValue(DWORD type, std::span<const BYTE> data);
 
-// The data of a value's text; empty when there are none. Throws std::out_of_range for the text of a REG_DWORD
-// under 10 and of a REG_QWORD under 18 characters, unless it is empty.
-std::vector<BYTE> ParseRegValue(std::string_view text, DWORD type);
+// The data of a value's text; empty when there are none. Nothing for a number that is cut short: the text of
+// a REG_DWORD under 10 and of a REG_QWORD under 18 characters, unless it is empty.
+std::optional<std::vector<BYTE>> ParseRegValue(std::string_view text, DWORD type);
 
 // Not inverse to each other: see the table in the source.
 std::string_view RegTypeName(DWORD type);

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr size_t kPiece = 64 * 1024;
-constexpr size_t kLongestToken = 8 * 1024 * 1024;
 constexpr const char* kTooLong = "Text too long";
 
 // What a character ends.
@@ -63,7 +62,7 @@ void XmlReader::GetAttribute(CString& outName, CString& outValue) const {
 
 int XmlReader::Read() {
   if (!isOpen_ && !Open()) return 0;
-  if (m_position == nullptr && !NextLine()) return 0;
+  if (m_fileError || (m_position == nullptr && !NextLine())) return 0;
   for (;;) {
     switch (Scan()) {
       case Step::Done:
@@ -75,6 +74,8 @@ int XmlReader::Read() {
           m_refusal = kTooLong;
           return Fail();
         }
+        // What was read of the line is no line.
+        if (m_fileError) return 0;
     }
   }
 }
@@ -95,6 +96,7 @@ bool XmlReader::Open() {
   lineNumber_ = 0;
   m_state = State::Outside;
   errorText_.clear();
+  m_fileError = {};
   elementName_ = attributeName_ = attributeValue_ = instructionName_ = {};
   return isOpen_;
 }
@@ -103,6 +105,7 @@ bool XmlReader::NextLine() {
   m_position = nextLine_;
   FindLineEnd(m_position);
   if (!lineComplete_) FetchMore(m_buffer.size());
+  if (m_fileError) return false;
   if (lineComplete_ && nextLine_ == m_position) {
     m_position = nullptr;
     return false;
@@ -139,6 +142,7 @@ void XmlReader::FetchMore(size_t size) {
     char* const from = dataEnd_;
     const size_t got = sourceEnded_ ? 0 : m_file->Read({dataEnd_, full});
     sourceEnded_ = got == 0;
+    if (sourceEnded_) m_fileError = m_file->Error();
     dataEnd_ += got;
     FindLineEnd(from);
   } while (!lineComplete_ && dataEnd_ != full);

@@ -30,9 +30,11 @@ class XmlReader {
   XmlReader& operator=(const XmlReader&) = delete;
   virtual ~XmlReader() = default;
 
-  // One step. 1 while there is more; 0 at the end of the file, for a file that can't be opened, or after a
-  // parse error, which alone leaves an error text and comes again at each further call. Throws FileError for
-  // an open file that can't be read on. One name, value or run of text may have 8 MiB.
+  // The longest name, value or run of text.
+  static constexpr size_t kLongestToken = 8 * 1024 * 1024;
+
+  // One step. 1 while there is more; 0 at the end of the file, for a file that can't be opened or read on,
+  // or after a parse error, which alone leaves an error text and comes again at each further call.
   virtual int Read();
 
   // The file opens at the first Read; until Close another name is ignored. Gives 1.
@@ -48,6 +50,8 @@ class XmlReader {
   void GetInstructionName(CString& out) const { out = instructionName_; }
   int GetLineNumber() const { return lineNumber_; }
   const CString& GetErrorText() const { return errorText_; }
+  // Why an open file could not be read to its end; stays after Close.
+  const FileError& GetFileError() const { return m_fileError; }
 
   // The same without a copy, until the next Read.
   std::string_view ElementName() const { return elementName_; }
@@ -88,6 +92,7 @@ class XmlReader {
   bool showErrors_ = false;
   CString fileName_;
   CString errorText_;
+  FileError m_fileError;
   const char* m_refusal = nullptr;
 
   // One piece of the file, with a line end behind the last byte as a stop for the scanner. `m_position` is

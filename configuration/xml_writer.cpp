@@ -19,11 +19,11 @@ void AppendAttribute(CString& tag, std::string_view name, std::string_view value
 int XmlWriter::Write(std::string_view text) {
   if (!isOpen_) {
     isOpen_ = m_file.Open(fileName_);
+    m_error = {};
     if (!isOpen_) return 0;
   }
   WriteHeaderOnce();
-  m_file.Write(text);
-  return 1;
+  return m_file.Write(text) ? 1 : 0;
 }
 
 void XmlWriter::SetFileName(std::string_view name) {
@@ -31,10 +31,20 @@ void XmlWriter::SetFileName(std::string_view name) {
 }
 
 int XmlWriter::Close() {
+  if (isOpen_ && !m_file.Close()) m_error = m_file.Error();
+  Reset();
+  return 1;
+}
+
+void XmlWriter::Abandon() {
+  m_file.Abandon();
+  Reset();
+}
+
+void XmlWriter::Reset() {
   indent = 0;
   headerWritten_ = false;
-  if (std::exchange(isOpen_, false)) m_file.Close();
-  return 1;
+  isOpen_ = false;
 }
 
 void XmlWriter::WriteHeaderOnce() {

@@ -18,15 +18,20 @@ class XmlWriter {
   XmlWriter& operator=(const XmlWriter&) = delete;
   virtual ~XmlWriter() = default;
 
-  // Writes the bytes as they stand. The first call opens the file (made, or cut to nothing) and puts the XML
-  // declaration in front. 1, or 0 when the file can't be opened. Throws FileError when an open file takes no
-  // more.
+  // Writes the bytes as they stand. The first call opens the file, which takes its place at Close, and puts
+  // the XML declaration in front. 1, or 0 when the file can't be opened or takes no more.
   virtual int Write(std::string_view text);
 
   // Ignored while the file is open.
   void SetFileName(std::string_view name);
-  // Closes the file if it is open; the writer can then be used again. Gives 1. Throws FileError.
+  // Closes the file if it is open; the writer can then be used again. Gives 1: whether the file is there in
+  // full is told by GetError.
   int Close();
+  // Gives the file up instead: its place stays as it was.
+  void Abandon();
+  // Why an open file took no more, or could not take its place. A file that could not be opened tells
+  // nothing.
+  const FileError& GetError() const { return m_error; }
 
   // The current depth, one blank a unit.
   int indent = 0;
@@ -36,7 +41,10 @@ class XmlWriter {
   void WriteHeaderOnce();
 
  private:
+  void Reset();
+
   FileSink m_file;
+  FileError m_error;
   bool isOpen_ = false;
   bool headerWritten_ = false;
   CString fileName_;

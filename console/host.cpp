@@ -7,6 +7,7 @@
 #include "platform/machine.h"
 #include "platform/text.h"
 #include "store/error_text.h"
+#include "store/key_security.h"
 #include "store/places.h"
 #include "store/registry_object.h"
 
@@ -37,6 +38,13 @@ std::vector<std::string> InStoredOrder(const std::string& computer, const std::s
 }
 
 }  // namespace
+
+void PutBackAccessLists() {
+  const bool own = !machine::InEvent();
+  if (own) machine::BeginEvent();
+  key_security::PutBackOpened(HKEY_LOCAL_MACHINE);
+  if (own) machine::CommitEvent();
+}
 
 std::vector<std::string> ConfigurationNames(const std::string& computer) {
   return SubkeysInOrder(computer, kConfigServer);
@@ -101,6 +109,7 @@ std::unique_ptr<Host> Host::Start(const Options& options, std::string& why) {
           " can't be reached: " + SystemText(status) + ".";
     return nullptr;
   }
+  PutBackAccessLists();
   const std::optional<Library> library = LoadExtension(why);
   if (!library) return nullptr;
   host->m_library = *library;
@@ -171,13 +180,10 @@ unsigned Host::ImportSettings(const CString& product, const CString& file) {
 }
 
 int Host::ConfirmAndImport(const CString& product, const CString& file, const EngineCallbacks& ui) {
-  if (!confirmImport) return ImportForProduct(product, file, ui);
-  try {
-    if (FileIsForProduct(file, product, ui) == 0) return static_cast<int>(kOtherProduct);
-  } catch (const FileError& error) {
-    return static_cast<int>(error.code);
-  }
-  return confirmImport(file) ? ImportForProduct(product, file, ui) : ERROR_CANCELLED;
+  const SourceOpener open = RepeatableSource();
+  if (!confirmImport) return ImportForProduct(product, file, ui, open);
+  if (FileIsForProduct(file, product, ui, open) == 0) return static_cast<int>(kOtherProduct);
+  return confirmImport(file, open) ? ImportForProduct(product, file, ui, open) : ERROR_CANCELLED;
 }
 
 bool Host::Select(std::string_view path, std::string& why) {

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "configuration/byte_stream.h"
 #include "configuration/settings_engine.h"
 #include "console/computer.h"
 #include "console/library.h"
@@ -80,9 +81,9 @@ class Host {
   // Under which name keys are reached: empty for the local computer.
   const std::string& ComputerName() const { return m_computer.Name(); }
 
-  // Asked before a settings file for this product is imported; false keeps the store as it is, and the page
-  // is told ERROR_CANCELLED. Without it every such file is imported.
-  std::function<bool(const std::string& file)> confirmImport;
+  // Asked before a settings file for this product is imported, which is read by `open`; false keeps the store
+  // as it is, and the page is told ERROR_CANCELLED. Without it every such file is imported.
+  std::function<bool(const std::string& file, const SourceOpener& open)> confirmImport;
 
  private:
   explicit Host(const Options& options);
@@ -105,6 +106,9 @@ class Host {
   std::vector<std::string> m_added;  // nodes of principals that came in this event
   std::string m_path;
 };
+
+// Puts back the access lists of the local computer that an export has left open whose process is no more.
+void PutBackAccessLists();
 
 // The named configurations of a computer's configuration server, by name.
 std::vector<std::string> ConfigurationNames(const std::string& computer);

@@ -38,6 +38,27 @@ void AbandonEvent();
 bool InEvent();
 // Whether AbandonEvent takes back what was written.
 bool UndoesEvents();
+// Takes the event's turn to write now, before it reads: nobody changes meanwhile what it reads from here on.
+// Nothing on Windows.
+Outcome HoldStore();
+
+// Called while a write waits for another process, after two seconds and about each second from then on, with
+// who it is as far as that is known ("process 4711"). False gives up: the event can't write. Without one a
+// write waits as long as it takes.
+using WaitTeller = std::function<bool(const std::string& who, int seconds)>;
+void SetWaitTeller(WaitTeller teller);
+
+// A sentence once something was read that is not as it was written; nothing is written from then on. Empty as
+// long as all is well, and on Windows.
+std::string Damage();
+
+// The home's store; a home that this process has open is closed. A check reads all of it. A backup is a file of its own
+// in the home's folder "backups", of which the newest five are kept, made of a sound store only; `file` gets
+// its path, or gives it. RestoreHome puts a sound backup, the newest one where `file` is empty, in the place
+// of the store, which is kept beside it; processes that have the home open store nothing more.
+Outcome CheckHome(std::string_view home);
+Outcome BackUpHome(std::string_view home, std::string& file);
+Outcome RestoreHome(std::string_view home, std::string& file);
 
 // A value as it is stored.
 struct StoredValue {
@@ -71,6 +92,15 @@ void KeepPicture(const std::string& computer, const std::string& path);
 // computer begin with its name, as "\\srv1\HKEY_LOCAL_MACHINE\...". Known from the event's first write to its
 // end; empty where the machine can't tell.
 std::vector<std::string> ChangedByOthers();
+
+// For a console that shows settings long before it writes them. From RememberReads on the keys that events
+// read can be kept in mind: KeepInMind does so at an event's end, with those that it has written itself, and
+// leaves those that were kept before as they were where the first reading counts, since edits wait that began
+// with it. ChangedSinceShown are the keys of which the event at hand has changed or removed something, and
+// others have changed them since they were kept in mind. Nothing on Windows.
+void RememberReads();
+void KeepInMind(bool firstCounts);
+std::vector<std::string> ChangedSinceShown();
 
 // The process waits now, for a person or for its end, and holds nothing that keeps others from reusing what
 // they free. Front ends call it before they wait.

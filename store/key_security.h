@@ -3,7 +3,9 @@
 // The discretionary access list of a key and its subtree: saved, replaced, and opened up to everyone. The
 // library exports the first three under these names.
 
+#include "platform/text.h"
 #include "platform/win32.h"
+#include "store/error_text.h"
 
 namespace key_security {
 
@@ -24,5 +26,26 @@ DWORD ClearKeySecurity(HKEY root, const char* path, DWORD access);
 // One key of the walk: `name` under `parent`, opened with `mask`. With `topDown` the key gets its list before
 // its children do, so that the new list decides whether they can be reached; without, after them.
 DWORD ApplyKeySecurity(HKEY parent, const char* name, void* securityDescriptor, bool topDown, DWORD mask);
+
+// Opens a key and all below it to everyone for the life of the object, and then puts its list back. The list
+// stands recorded in the registry meanwhile, for a process that dies before it has put it back.
+class OpenedUp {
+ public:
+  OpenedUp(HKEY root, const CString& path, DWORD access);
+  ~OpenedUp();
+  OpenedUp(const OpenedUp&) = delete;
+  OpenedUp& operator=(const OpenedUp&) = delete;
+
+ private:
+  HKEY m_root;
+  CString m_path;
+  DWORD m_access;
+  HANDLE m_mutex;
+  bool m_isMine;  // no other process has keys open
+  LocalMemory<void> m_saved;
+};
+
+// Puts the lists back that a process has left open which is no more. Nothing while one is at work.
+void PutBackOpened(HKEY root);
 
 }  // namespace key_security

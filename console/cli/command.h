@@ -24,6 +24,7 @@ struct Outcome {
   std::vector<std::string> warnings;  // notes that stand apart from the result, on standard error
   std::vector<std::string> messages;  // what message boxes have told
   nlohmann::ordered_json data;        // the result for a program
+  bool readsOnly = false;             // done, and what it wrote on its way was put back
   bool partly = false;                // not done in full, but what was written counts
   bool disturbed = false;             // not done because others wrote meanwhile: another try may succeed
 };

@@ -30,7 +30,8 @@ CommandFrontEnd::~CommandFrontEnd() {
 
 bool CommandFrontEnd::TakeTurn(const Progress& progress) {
   if (m_onTerminal) Show(progress);
-  return true;
+  // A command that won't count need not go on.
+  return Unanswered().empty() && Refusal().empty();
 }
 
 void CommandFrontEnd::Show(const Progress& progress) {

@@ -4,6 +4,7 @@
 
 #include "console/cli/command.h"
 #include "console/cli/principals.h"
+#include "console/cli/process.h"
 #include "console/cli/rows.h"
 #include "console/cli/settings_file.h"
 #include "platform/machine.h"
@@ -174,7 +175,44 @@ struct CommandLine {
           [](const Settings&, const std::string& verb, const std::string& name) {
             return ChangeComputers(verb, name);
           });
+    AddHome();
     named("config", "Named configurations of the configuration server", ChangeConfigurations);
+  }
+
+  // Acts on homes that can't be opened, too.
+  void AddHome() {
+    CLI::App* group = app.add_subcommand("home", "The folder of the embedded computers");
+    group->require_subcommand(1);
+    const auto with = [&](const std::string& word, const std::string& help, std::function<Outcome()> work) {
+      CLI::App* command = Add(*group, word, help, nullptr);
+      command->callback([this, work = std::move(work)] {
+        run = work;
+        opensHome = false;
+      });
+      return command;
+    };
+    with("check", "Whether all of its store can be read and is as it was written", [this] {
+      const machine::Outcome checked = machine::CheckHome(settings.home);
+      Outcome outcome = checked ? Outcome{} : Failed(checked.sentence);
+      if (checked) outcome.text = "The store is sound.\n";
+      return outcome;
+    });
+    with("backup", "Keep a copy of its store, beside the last four", [this] {
+      std::string file;
+      const machine::Outcome made = machine::BackUpHome(settings.home, file);
+      Outcome outcome = made ? Outcome{} : Failed(made.sentence);
+      if (made) outcome.text = "The store was copied to " + file + ".\n";
+      outcome.data = {{"file", file}};
+      return outcome;
+    });
+    with("restore", "Put a copy in the place of its store, which is kept", [this] {
+      std::string file = name;
+      const machine::Outcome done = machine::RestoreHome(settings.home, file);
+      Outcome outcome = done ? Outcome{} : Failed(done.sentence);
+      if (done) outcome.text = "The store was restored from " + file + ".\n";
+      outcome.data = {{"file", file}};
+      return outcome;
+    })->add_option("FILE", name, "The copy; without it the newest one");
   }
 
   static bool HasValue(const CLI::App& reg) {
@@ -201,7 +239,9 @@ int Main(int argc, char** argv) {
     if (const machine::Outcome acting = machine::ActAs(line.settings.account); !acting)
       return Print(line.settings, Failed(acting.sentence));
   }
-  const Outcome outcome = line.run();
+  Outcome outcome = line.run();
+  // What was read can't be trusted, whatever it looks like.
+  if (const std::string damage = machine::Damage(); !damage.empty()) outcome = Failed(damage);
   // Who reads what is printed may take his time.
   machine::GoIdle();
   return Print(line.settings, outcome);
@@ -210,6 +250,8 @@ int Main(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  PrepareProcess();
+  TellWaits();
   try {
     return Main(argc, argv);
   } catch (const std::exception& error) {

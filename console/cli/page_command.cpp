@@ -42,9 +42,13 @@ void PageCommand::BeginReading() {
   if (!machine::InEvent()) host->BeginEvent();
 }
 
-void PageCommand::BeginWriting() {
+void PageCommand::BeginWriting(bool alone) {
   if (machine::InEvent()) return;
   host->BeginEvent();
+  if (alone) {
+    machine::HoldStore();
+    host->FollowStore();  // the principals that came since the host was started
+  }
   machine::KeepPicture(host->ComputerName(), kSettingsRoot);
 }
 
@@ -100,7 +104,7 @@ Outcome PageCommand::Apply(bool withNodes) {
 }
 
 Outcome PageCommand::End(Outcome outcome, bool alone) {
-  if (outcome.status != Status::Done && !outcome.partly) {
+  if (outcome.readsOnly || (outcome.status != Status::Done && !outcome.partly)) {
     machine::AbandonEvent();
     return outcome;
   }
@@ -118,11 +122,11 @@ Outcome PageCommand::End(Outcome outcome, bool alone) {
   return committed ? outcome : Failed(committed.sentence);
 }
 
-Outcome Undisturbed(const std::function<Outcome()>& command) {
-  constexpr int kTries = 20;
-  Outcome outcome = command();
-  for (int i = 1; i < kTries && outcome.disturbed; ++i) outcome = command();
-  return outcome;
+Outcome Undisturbed(const std::function<Outcome(bool alone)>& command) {
+  constexpr int kTriesBeside = 3;
+  Outcome outcome = command(false);
+  for (int i = 1; i < kTriesBeside && outcome.disturbed; ++i) outcome = command(false);
+  return outcome.disturbed ? command(true) : outcome;
 }
 
 std::optional<Outcome> Unfinished(const ScriptedFrontEnd& frontEnd) {

@@ -21,9 +21,9 @@ class PageCommand {
   PageCommand(const PageCommand&) = delete;
   PageCommand& operator=(const PageCommand&) = delete;
 
-  // Begins the event, unless there is one.
+  // Begins the event, unless there is one. `alone`: others wait from now on, and so can't disturb it.
   void BeginReading();
-  void BeginWriting();
+  void BeginWriting(bool alone = false);
 
   // Shows a node. False: see `why`.
   bool Select(const std::string& node);
@@ -52,8 +52,8 @@ class PageCommand {
 };
 
 // Others may write between a command's reading and its writing, and a page writes all of its values. So the
-// command is then done again, from the start.
-Outcome Undisturbed(const std::function<Outcome()>& command);
+// command is then done again, from the start; after some tries `alone`.
+Outcome Undisturbed(const std::function<Outcome(bool alone)>& command);
 
 // What a question without an answer, or an answer that did not fit, makes of the command.
 std::optional<Outcome> Unfinished(const ScriptedFrontEnd& frontEnd);

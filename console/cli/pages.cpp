@@ -124,11 +124,12 @@ Outcome FindText(const Settings& settings, const std::string& wanted) {
 namespace {
 
 Outcome SetOnce(const Settings& settings, const std::string& node,
-                const std::vector<std::string>& assignments, const std::vector<std::string>& answers) {
+                const std::vector<std::string>& assignments, const std::vector<std::string>& answers,
+                bool alone) {
   PageCommand command(settings);
   if (command.host == nullptr) return Failed(command.why);
   for (const std::string& answer : answers) command.frontEnd.AddAnswer(answer);
-  command.BeginWriting();
+  command.BeginWriting(alone);
   if (!command.Select(node)) return Failed(command.why);
   const Host::WaitingEdits before = command.host->Waiting();
   std::vector<std::string> notes;
@@ -148,7 +149,7 @@ Outcome SetOnce(const Settings& settings, const std::string& node,
 
 Outcome PressOnce(const Settings& settings, const std::string& node, const std::string& caption,
                   const std::vector<std::string>& steps, const FinishPress& finish,
-                  const PreparePress& prepare) {
+                  const PreparePress& prepare, bool alone) {
   PageCommand command(settings);
   if (command.host == nullptr) return Failed(command.why);
   if (prepare) prepare(*command.host, command.frontEnd);
@@ -157,7 +158,7 @@ Outcome PressOnce(const Settings& settings, const std::string& node, const std::
     return Failed("After the button come answers, or --select, --fill, --press and --path with a text each.",
                   Status::WrongUse);
   }
-  command.BeginWriting();
+  command.BeginWriting(alone);
   if (!command.Select(node)) return Failed(command.why);
   const Host::WaitingEdits before = command.host->Waiting();
   std::vector<std::string> notes;
@@ -185,11 +186,12 @@ Outcome PressOnce(const Settings& settings, const std::string& node, const std::
 
 Outcome SetControls(const Settings& settings, const std::string& node,
                     const std::vector<std::string>& assignments, const std::vector<std::string>& answers) {
-  return Undisturbed([&] { return SetOnce(settings, node, assignments, answers); });
+  return Undisturbed([&](bool alone) { return SetOnce(settings, node, assignments, answers, alone); });
 }
 
 Outcome PressButton(const Settings& settings, const std::string& node, const std::string& caption,
                     const std::vector<std::string>& steps, const FinishPress& finish,
                     const PreparePress& prepare) {
-  return Undisturbed([&] { return PressOnce(settings, node, caption, steps, finish, prepare); });
+  return Undisturbed(
+      [&](bool alone) { return PressOnce(settings, node, caption, steps, finish, prepare, alone); });
 }

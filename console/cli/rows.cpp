@@ -278,10 +278,10 @@ Outcome RowCommand::Run() {
 }
 
 Outcome RunOnce(const Settings& settings, Verb verb, const std::string& node,
-                const std::vector<std::string>& words) {
+                const std::vector<std::string>& words, bool alone) {
   PageCommand command(settings);
   if (command.host == nullptr) return Failed(command.why);
-  command.BeginWriting();
+  command.BeginWriting(alone);
   if (!command.Select(node)) return Failed(command.why);
   const Host::WaitingEdits before = command.host->Waiting();
   RowCommand row(command, verb);
@@ -304,7 +304,8 @@ void AddRowCommands(CLI::App& app, const Settings& settings, const AddCommand& a
   group->require_subcommand(1);
   const auto verb = [&](const std::string& word, const std::string& help, Verb which) {
     CLI::App* command = add(*group, word, help, [&settings, words, which] {
-      return Undisturbed([&] { return RunOnce(settings, which, words->node, words->rest); });
+      return Undisturbed(
+          [&](bool alone) { return RunOnce(settings, which, words->node, words->rest, alone); });
     });
     command->add_option("NODE", words->node)->required();
     command->add_option("[TABLE] FIELD=VALUE", words->rest, "The table only where the page has several")

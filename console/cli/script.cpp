@@ -1,9 +1,11 @@
 // Acts from a file, one a line. Each "apply" is an event of its own.
 
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <set>
 
+#include "configuration/byte_stream.h"
 #include "console/cli/page_command.h"
 #include "console/describe.h"
 #include "platform/machine.h"
@@ -99,6 +101,9 @@ void EndScript(Script& script, Outcome& all) {
 
 Outcome RunScript(const Settings& settings, const std::string& file) {
   std::ifstream opened;
+  std::error_code ignored;
+  if (std::filesystem::is_directory(file, ignored))
+    return Failed("\"" + file + "\" is a folder, not a script.");
   if (file != "-") {
     opened.open(file);
     if (!opened) return Failed("The file \"" + file + "\" can't be read.");
@@ -116,7 +121,8 @@ Outcome RunScript(const Settings& settings, const std::string& file) {
     if (!std::getline(input, line)) break;
     if (line.ends_with('\r')) line.pop_back();
     if (line.empty() || line.starts_with('#')) continue;
-    command.BeginWriting();
+    // A script can't be begun again where others disturb it: one that is at hand has them wait.
+    command.BeginWriting(file != "-" && !IsStream(file));
     Outcome one = script.Line(line);
     all.text += one.text;
     all.notes.insert(all.notes.end(), one.notes.begin(), one.notes.end());

@@ -6,7 +6,6 @@
 #include <fstream>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 
 #include "configuration/settings_compare.h"
 #include "configuration/settings_export.h"
@@ -16,6 +15,7 @@
 #include "console/cli/legacy_settings.h"
 #include "console/computer.h"
 #include "console/describe.h"
+#include "console/import_trial.h"
 #include "platform/machine.h"
 
 namespace fs = std::filesystem;
@@ -46,7 +46,28 @@ std::optional<Outcome> WhyNotThere(const Settings& settings, const ActingOn& com
                 ", and settings files are written and read by the computer itself only.");
 }
 
-std::string WhyNotReadable(const std::string& file) {
+constexpr const char* kStandardStream = "-";
+
+// The path under which a page opens what a person has named: "-" is the standard stream.
+std::string PathOf(const std::string& name, const char* standardStream) {
+  return name == kStandardStream ? standardStream : fs::absolute(name).string();
+}
+std::string InputPath(const std::string& name) { return PathOf(name, "/dev/stdin"); }
+std::string OutputPath(const std::string& name) { return PathOf(name, "/dev/stdout"); }
+
+std::string WhyNotNamed(const std::string& name) {
+  if (name.empty()) return "A file's name is empty.";
+#ifdef _WIN32
+  if (name == kStandardStream) return "Standard input and output have no place in the file system here.";
+#endif
+  return {};
+}
+
+// A stream is not tried: who stands at its other end would take it for the whole.
+std::string WhyNotReadable(const std::string& name) {
+  if (std::string why = WhyNotNamed(name); !why.empty()) return why;
+  const std::string file = InputPath(name);
+  if (IsStream(file)) return {};
   std::error_code ignored;
   if (fs::is_directory(file, ignored)) return Quoted(file) + " is a folder, not a settings file.";
   errno = 0;
@@ -55,7 +76,17 @@ std::string WhyNotReadable(const std::string& file) {
   return "The file " + Quoted(file) + " can't be read: " + std::strerror(errno) + ".";
 }
 
-std::string AbsolutePath(const std::string& file) { return fs::absolute(file).string(); }
+// The page would say that it has saved a file that it could not make.
+std::string WhyNotWritable(const std::string& name) {
+  if (std::string why = WhyNotNamed(name); !why.empty()) return why;
+  const std::string file = OutputPath(name);
+  if (IsStream(file)) return {};
+  std::error_code ignored;
+  if (fs::is_directory(file, ignored)) return Quoted(file) + " is a folder.";
+  FileSink tried;
+  if (tried.Open(file)) return {};
+  return "The file " + Quoted(file) + " can't be written: " + SystemText(tried.Error().code) + ".";
+}
 
 // The page tells of all else than success by a message, also where it goes on. A command takes none but the
 // one of success for it.
@@ -68,70 +99,38 @@ void FailUnlessTold(Outcome& outcome, std::string_view success) {
   outcome.messages.clear();
 }
 
-std::vector<std::string> LossesOfExport(bool withCredentials) {
+// What does not come back from the file, as it is found by reading it back; what went into a stream is
+// written once more, into memory.
+std::vector<std::string> LossesOfExport(const std::string& file, bool withCredentials) {
   const CString folder = LocalInstallFolder();
   const CStringList outward = ExportTokens(folder);
   const CStringList inward = ImportTokens(folder);
-  std::vector<std::string> losses;
-  for (const char* path : kExportedKeys) {
-    FindLosses(path, &outward, &inward, withCredentials, [&losses](const SettingsLoss& loss) {
-      losses.push_back(loss.key + (loss.name.empty() ? "" : ", " + Quoted(loss.name)) + ": " + loss.reason);
-    });
+  XmlStringWriter again;
+  if (IsStream(file)) {
+    EngineCallbacks ui;
+    ui.ask = [withCredentials](const CString&) { return withCredentials; };
+    for (const char* path : kExportedKeys) ExportRegistryKey(again, false, path, &outward, ui);
   }
+  XmlReader reader(IsStream(file) ? MemorySource(again.GetBuffer()) : OpenFileSource);
+  std::vector<std::string> losses;
+  FindLosses(reader, file, kExportedKeys, &outward, &inward, withCredentials, [&](const SettingsLoss& loss) {
+    const std::string where = loss.key + (loss.name.empty() ? "" : ", " + Quoted(loss.name));
+    losses.push_back(OneLine((where.empty() ? "" : where + ": ") + loss.reason));
+  });
   return losses;
 }
-
-// A file that is written beside its place and moved there: it is there whole or not at all, and takes its
-// rights from no older file. What is no plain file, a pipe for example, is written as it stands.
-class FileInPlace {
- public:
-  explicit FileInPlace(const std::string& file) {
-    std::error_code ignored;
-    m_final = fs::weakly_canonical(AbsolutePath(file), ignored).string();
-    if (m_final.empty()) m_final = AbsolutePath(file);
-    m_direct = fs::exists(m_final, ignored) && !fs::is_regular_file(m_final, ignored);
-    m_written = m_direct ? m_final : m_final + "." + std::to_string(GetCurrentProcessId()) + ".partial";
-  }
-  ~FileInPlace() {
-    std::error_code ignored;
-    if (!m_direct) fs::remove(m_written, ignored);
-  }
-  FileInPlace(const FileInPlace&) = delete;
-  FileInPlace& operator=(const FileInPlace&) = delete;
-
-  const std::string& Written() const { return m_written; }
-  const std::string& Final() const { return m_final; }
-
-  std::string WhyNotWritable() const {
-    std::error_code ignored;
-    if (fs::is_directory(m_final, ignored)) return Quoted(m_final) + " is a folder.";
-    errno = 0;
-    if (std::ofstream(m_written, std::ios::binary | std::ios::app).is_open()) return {};
-    return CantBeWritten(errno);
-  }
-  // An empty text once the file is in its place.
-  std::string MoveThere() const {
-    std::error_code error;
-    if (!m_direct) fs::rename(m_written, m_final, error);
-    return error ? CantBeWritten(error.value()) : "";
-  }
-
- private:
-  std::string CantBeWritten(int error) const {
-    return "The file " + Quoted(m_final) + " can't be written: " + std::strerror(error) + ".";
-  }
-
-  std::string m_final;
-  std::string m_written;
-  bool m_direct = false;
-};
 
 Outcome Export(const Settings& settings, const Words& words) {
   const ActingOn computer(settings.host.computer);
   if (auto failed = WhyNotThere(settings, computer)) return *failed;
-  const FileInPlace file(words.file);
-  if (const std::string why = file.WhyNotWritable(); !why.empty()) return Failed(why);
-  if (file.Written() != file.Final()) fs::remove(file.Written());
+  const bool toOutput = words.file == kStandardStream;
+  if (toOutput && settings.json) {
+    return Failed("Standard output takes the settings or a JSON object, not both.", Status::WrongUse);
+  }
+  if (const std::string why = WhyNotWritable(words.file); !why.empty()) {
+    return Failed(why, words.file.empty() ? Status::WrongUse : Status::NotDone);
+  }
+  const std::string file = OutputPath(words.file);
   const auto prepare = [&words](Host&, ScriptedFrontEnd& frontEnd) {
     frontEnd.standingAnswer = [&words](std::string_view question) -> std::optional<std::string> {
       if (!AsksForCredentials(question)) return std::nullopt;
@@ -140,19 +139,17 @@ Outcome Export(const Settings& settings, const Words& words) {
       return "Yes";
     };
   };
-  const auto finish = [&words](Outcome& outcome, const CDialog&) {
+  const auto finish = [&](Outcome& outcome, const CDialog&) {
     FailUnlessTold(outcome, "Settings saved in ");
-    if (outcome.status == Status::Done) outcome.warnings = LossesOfExport(words.credentials != "no");
+    // Its page opens an access list and puts it back.
+    outcome.readsOnly = true;
+    if (outcome.status == Status::Done) outcome.warnings = LossesOfExport(file, words.credentials != "no");
   };
-  Outcome outcome = WithoutText(
-      PressButton(settings, kPage, "Export Settings", {"--path", file.Written()}, finish, prepare));
-  if (outcome.status == Status::Done) {
-    if (const std::string why = file.MoveThere(); !why.empty()) return Failed(why);
-    outcome.messages = {"Settings saved in " + file.Final() + "."};
-  } else {
-    outcome.messages.clear();
-  }
-  outcome.data = {{"file", file.Final()}};
+  Outcome outcome =
+      WithoutText(PressButton(settings, kPage, "Export Settings", {"--path", file}, finish, prepare));
+  // Beside the settings nothing else goes there.
+  if (outcome.status != Status::Done || toOutput) outcome.messages.clear();
+  outcome.data = {{"file", file}};
   return outcome;
 }
 
@@ -163,42 +160,25 @@ std::string ValueText(const CString& text, DWORD type, bool withType) {
   return withType ? line + " (" + std::string(RegTypeName(type)) + ")" : line;
 }
 
-// Changes in groups, as text and for a program.
+// Changes in groups: as text, or for a program. An import may make a million.
 class ChangeList {
  public:
+  explicit ChangeList(bool asJson) : m_asJson(asJson) {}
+
+  void AddSame(size_t count) { m_same += count; }
   void Add(const SettingsChange& change) {
     if (change.kind == ChangeKind::Same) {
       ++m_same;
       return;
     }
     Group& group = m_groups[static_cast<size_t>(change.kind)];
-    const bool retyped = change.kind == ChangeKind::Changed && change.typeBefore != change.typeAfter;
-    nlohmann::ordered_json json{{"key", change.key}, {"name", change.name}};
-    std::string line = change.key + (change.name.empty() ? "" : "  " + change.name);
-    if (change.name.empty()) {
-      // A key has neither text nor type.
-    } else if (change.kind == ChangeKind::Changed) {
-      line += ": " + ValueText(change.before, change.typeBefore, retyped) + " -> " +
-              ValueText(change.after, change.typeAfter, retyped);
-    } else {
-      const bool added = change.kind == ChangeKind::Added;
-      line += ": " + ValueText(added ? change.after : change.before, 0, false);
-    }
-    if (!change.name.empty() && change.kind != ChangeKind::Added) {
-      json["before"] = change.before;
-      json["typeBefore"] = RegTypeName(change.typeBefore);
-    }
-    if (!change.name.empty() && change.kind != ChangeKind::Removed) {
-      json["after"] = change.after;
-      json["typeAfter"] = RegTypeName(change.typeAfter);
-    }
-    group.text += std::string(kNames[static_cast<size_t>(change.kind)]) + "  " + line + "\n";
-    group.json.push_back(std::move(json));
+    group.empty = false;
+    m_asJson ? group.json.push_back(Json(change)) : static_cast<void>(group.text += Line(change));
   }
 
   bool Empty() const {
     for (const Group& group : m_groups) {
-      if (!group.json.empty()) return false;
+      if (!group.empty) return false;
     }
     return true;
   }
@@ -206,7 +186,7 @@ class ChangeList {
     for (size_t kind = 0; kind < std::size(m_groups); ++kind) {
       if (kind == static_cast<size_t>(ChangeKind::Removed) && !withRemoved) continue;
       outcome.text += m_groups[kind].text;
-      outcome.data[kNames[kind]] = m_groups[kind].json;
+      if (m_asJson) outcome.data[kNames[kind]] = m_groups[kind].json;
     }
     outcome.text += std::to_string(m_same) + " the same\n";
     outcome.data["same"] = m_same;
@@ -217,35 +197,48 @@ class ChangeList {
   static_assert(static_cast<size_t>(ChangeKind::Added) == 0 &&
                 static_cast<size_t>(ChangeKind::Changed) == 1 &&
                 static_cast<size_t>(ChangeKind::Removed) == 2);
+  static nlohmann::ordered_json Json(const SettingsChange& change) {
+    nlohmann::ordered_json json{{"key", change.key}, {"name", change.name}};
+    if (!change.name.empty() && change.kind != ChangeKind::Added) {
+      json["before"] = change.before;
+      json["typeBefore"] = RegTypeName(change.typeBefore);
+    }
+    if (!change.name.empty() && change.kind != ChangeKind::Removed) {
+      json["after"] = change.after;
+      json["typeAfter"] = RegTypeName(change.typeAfter);
+    }
+    return json;
+  }
+
+  // A key has neither text nor type.
+  static std::string Line(const SettingsChange& change) {
+    const bool retyped = change.kind == ChangeKind::Changed && change.typeBefore != change.typeAfter;
+    std::string line = kNames[static_cast<size_t>(change.kind)];
+    line += "  " + OneLine(change.key);
+    if (!change.name.empty()) {
+      line += "  " + OneLine(change.name) + ": ";
+      if (change.kind != ChangeKind::Added) line += ValueText(change.before, change.typeBefore, retyped);
+      if (change.kind == ChangeKind::Changed) line += " -> ";
+      if (change.kind != ChangeKind::Removed) line += ValueText(change.after, change.typeAfter, retyped);
+    }
+    return line + "\n";
+  }
+
   struct Group {
+    bool empty = true;
     std::string text;
     nlohmann::ordered_json json = nlohmann::ordered_json::array();
   };
+  bool m_asJson;
   Group m_groups[3];
   size_t m_same = 0;
 };
 
-// Why the file can't be understood, from what reading it has thrown; empty where `read` succeeds.
-template <class Read>
-std::string WhyNotUnderstood(const std::string& file, Read read) {
-  XmlReader reader;
-  try {
-    if (read(reader) == 0) return "The file " + Quoted(file) + " names a key that there can't be.";
-  } catch (const FileError& error) {
-    return error.what();
-  } catch (const std::out_of_range&) {
-    return "The file " + Quoted(file) + " holds a number that is cut short.";
-  } catch (const std::length_error& error) {
-    return error.what();
-  }
-  return reader.GetErrorText().empty() ? "" : Quoted(file) + ": " + OneLine(reader.GetErrorText());
-}
-
 Outcome Import(const Settings& settings, const Words& words) {
   const ActingOn computer(settings.host.computer);
   if (auto failed = WhyNotThere(settings, computer)) return *failed;
-  const std::string file = AbsolutePath(words.file);
-  if (const std::string why = WhyNotReadable(file); !why.empty()) return Failed(why);
+  if (const std::string why = WhyNotReadable(words.file); !why.empty()) return Failed(why);
+  const std::string file = InputPath(words.file);
   const auto finish = [](Outcome& outcome, const CDialog&) { FailUnlessTold(outcome, "Settings from "); };
   Outcome outcome =
       WithoutText(PressButton(settings, kPage, "Import Settings", {"Yes", "--path", file}, finish));
@@ -253,28 +246,29 @@ Outcome Import(const Settings& settings, const Words& words) {
   return outcome;
 }
 
-// Presses the button too, and refuses the import once the page has checked the file.
+// Presses the button too, tries the import once the page has checked the file, and then refuses it.
 Outcome Preview(const Settings& settings, const Words& words) {
   const ActingOn computer(settings.host.computer);
   if (auto failed = WhyNotThere(settings, computer)) return *failed;
-  const std::string file = AbsolutePath(words.file);
-  if (const std::string why = WhyNotReadable(file); !why.empty()) return Failed(why);
-  ChangeList changes;
-  std::optional<std::string> why;  // once the file was looked at
+  if (const std::string why = WhyNotReadable(words.file); !why.empty()) return Failed(why);
+  const std::string file = InputPath(words.file);
+  ChangeList changes(settings.json);
+  std::optional<ImportTrial> trial;
   const auto prepare = [&](Host& host, ScriptedFrontEnd&) {
-    host.confirmImport = [&](const std::string& path) {
-      const CStringList tokens = ImportTokens(LocalInstallFolder());
-      why = WhyNotUnderstood(path, [&](XmlReader& reader) {
-        return PreviewImport(reader, path, &tokens,
-                             [&changes](const SettingsChange& change) { changes.Add(change); });
-      });
+    host.confirmImport = [&](const std::string& path, const SourceOpener& open) {
+      const auto progress = [](int keys) {
+        CurrentFrontEnd().TakeTurn({static_cast<std::uint64_t>(keys), "keys"});
+        return true;
+      };
+      trial = TryImport(path, open, progress, [&](const SettingsChange& change) { changes.Add(change); });
+      changes.AddSame(trial->same);
       return false;
     };
   };
   const auto finish = [&](Outcome& outcome, const CDialog&) {
     if (outcome.status != Status::Done) return;
-    if (!why) return FailUnlessTold(outcome, "Settings from ");
-    outcome = why->empty() ? Outcome{} : Failed(*why);
+    if (!trial) return FailUnlessTold(outcome, "Settings from ");
+    outcome = trial->why.empty() ? Outcome{} : Failed(OneLine(trial->why));
   };
   Outcome outcome = PressButton(settings, kPage, "Import Settings", {"Yes", "--path", file}, finish, prepare);
   outcome.data = {{"file", file}};
@@ -291,40 +285,49 @@ Outcome RestoreDefaults(const Settings& settings) {
   return WithoutText(PressButton(settings, kPage, "Restore Settings", {"Yes"}, finish));
 }
 
-std::string ReadSettings(const std::string& name, SettingsSnapshot& snapshot) {
-  const std::string file = AbsolutePath(name);
-  if (std::string why = WhyNotReadable(file); !why.empty()) return why;
-  return WhyNotUnderstood(file, [&](XmlReader& reader) {
-    if (FileIsForProduct(file, kSettingsProduct, {}) == 0) {
-      throw FileError("The file " + Quoted(file) + " is not for " + kSettingsProduct + ".",
-                      ERROR_INVALID_DATA);
-    }
-    return ReadSnapshot(reader, file, snapshot);
-  });
+// `pairs` as an import has them, or null. Empty once the file was read.
+std::string ReadSettings(const std::string& name, const CStringList* pairs, SettingsSnapshot& snapshot) {
+  if (std::string why = WhyNotReadable(name); !why.empty()) return why;
+  const std::string file = InputPath(name);
+  const SourceOpener open = RepeatableSource();
+  std::string parseError;
+  EngineCallbacks ui;
+  ui.tell = [&parseError](const CString& message) { parseError = OneLine(message); };
+  if (FileIsForProduct(file, kSettingsProduct, ui, open) == 0) {
+    return "The file " + Quoted(file) +
+           (parseError.empty() ? " is not for " + std::string(kSettingsProduct) + "." : ": " + parseError);
+  }
+  XmlReader reader(open);
+  return OneLine(ReadSnapshot(reader, file, pairs, snapshot).sentence);
 }
 
 // Credentials are compared with those of the store if the file holds them.
-SettingsSnapshot ReadStore(const SettingsSnapshot& file) {
+std::string ReadStore(const SettingsSnapshot& file, SettingsSnapshot& store) {
   const bool withCredentials = std::any_of(file.begin(), file.end(), [](const auto& key) {
     return (key.first + "\\").find("\\pad\\") != CString::npos;
   });
   EngineCallbacks ui;
   ui.ask = [withCredentials](const CString&) { return withCredentials; };
-  const CStringList tokens = ExportTokens(LocalInstallFolder());
-  return SnapshotOfStore(kExportedKeys, &tokens, ui);
+  const FileError error = SnapshotOfStore(kExportedKeys, nullptr, ui, store);
+  if (!error) return {};
+  return "The computer's settings can't be compared. " + OneLine(error.sentence) + ": " +
+         SystemText(error.code) + ".";
 }
 
+// With the computer a file is compared as an import would take it, with another file as both stand.
 Outcome Diff(const Settings& settings, const Words& words) {
   const ActingOn computer(settings.host.computer);
   if (auto failed = WhyNotThere(settings, computer)) return *failed;
   SettingsSnapshot before;
   SettingsSnapshot after;
-  std::string why = ReadSettings(words.file, before);
-  if (why.empty() && !words.other.empty()) why = ReadSettings(words.other, after);
+  const CStringList tokens = ImportTokens(LocalInstallFolder());
+  std::string why = ReadSettings(words.file, words.other.empty() ? &tokens : nullptr, before);
+  if (why.empty()) {
+    why = words.other.empty() ? ReadStore(before, after) : ReadSettings(words.other, nullptr, after);
+  }
   // Other than a difference, as programs that compare do.
   if (!why.empty()) return Failed(why, Status::WrongUse);
-  if (words.other.empty()) after = ReadStore(before);
-  ChangeList changes;
+  ChangeList changes(settings.json);
   CompareSnapshots(before, after, [&changes](const SettingsChange& change) { changes.Add(change); });
   Outcome outcome;
   outcome.status = changes.Empty() ? Status::Done : Status::NotDone;
@@ -339,7 +342,7 @@ void AddSettingsFileCommands(CLI::App& app, const Settings& settings, const AddC
   CLI::App* command = add(app, "export", "Write all settings into a settings file", [&settings, words] {
     return words->legacy ? ExportLegacy(settings, words->file) : Export(settings, *words);
   });
-  command->add_option("FILE", words->file, "The settings file")->required();
+  command->add_option("FILE", words->file, "The settings file; '-' is standard output")->required();
   command
       ->add_option("--credentials", words->credentials,
                    "Whether cached credentials go into the file, in clear text")
@@ -349,7 +352,7 @@ void AddSettingsFileCommands(CLI::App& app, const Settings& settings, const AddC
     if (words->legacy) return ImportLegacy(settings, words->file, words->dryRun);
     return words->dryRun ? Preview(settings, *words) : Import(settings, *words);
   });
-  command->add_option("FILE", words->file, "The settings file")->required();
+  command->add_option("FILE", words->file, "The settings file; '-' is standard input")->required();
   command->add_flag("--legacy", words->legacy, "Of registry hive files");
   command->add_flag("--dry-run", words->dryRun, "Say what it would change, and change nothing");
   add(app, "restore-defaults", "Take the settings that the server came with",

@@ -57,9 +57,10 @@ const FileRoot* FileRoots::RootOf(std::string_view path, std::string& place) con
   const auto mapped = embedded::MapPath(path);
   if (!mapped || !mapped->starts_with('/')) return nullptr;
   std::error_code error;
-  // A file that is yet to be written has a real folder; the file itself must not be a link that leads away.
+  // A file that is yet to be written has a real folder; the file itself must not be a link that leads away,
+  // nor one to a place where nothing is yet.
   place = fs::weakly_canonical(*mapped, error).string();
-  if (error) return nullptr;
+  if (error || fs::is_symlink(fs::symlink_status(place, error))) return nullptr;
   const bool drive = !path.starts_with('/');
   for (const FileRoot& root : m_roots) {
     if (root.drive == drive && IsWithin(place, root.folder)) return &root;
@@ -70,6 +71,13 @@ const FileRoot* FileRoots::RootOf(std::string_view path, std::string& place) con
 bool FileRoots::Allows(std::string_view path) const {
   std::string place;
   return RootOf(path, place) != nullptr;
+}
+
+bool FileRoots::AllowsFile(std::string_view path) const {
+  std::string place;
+  std::error_code error;
+  if (RootOf(path, place) == nullptr || fs::is_directory(place, error)) return false;
+  return path.find('.') != std::string_view::npos || Allows(std::string(path) + ".xml");
 }
 
 ordered_json FileRoots::List(std::string_view path) const {

@@ -27,6 +27,8 @@ class FileRoots {
   nlohmann::ordered_json List(std::string_view path) const;
   // Whether a path as the pages take it lies under a root, with every link followed.
   bool Allows(std::string_view path) const;
+  // Whether a page may open it as a file, or as the file that it makes of a name without an ending.
+  bool AllowsFile(std::string_view path) const;
 
  private:
   // The root that the path lies under, with its real place; null for none.

@@ -54,6 +54,12 @@ void MakeSecret(char (&secret)[65]) {
   secret[64] = '\0';
 }
 
+void MakeToken(Secrets& secrets) {
+  constexpr std::time_t kLifetime = 15 * 60;
+  MakeSecret(secrets.token);
+  secrets.tokenUntil = std::time(nullptr) + kLifetime;
+}
+
 std::string Gate::Authority() const {
   if (!m_place.names.empty()) return m_place.names.front() + ":" + std::to_string(m_place.port);
   if (!m_place.any) return Bracketed(m_place.address) + ":" + std::to_string(m_place.port);
@@ -91,6 +97,12 @@ bool Gate::HasCookie(const httplib::Request& request) const {
   return false;
 }
 
+// A web socket and a download, which the browser asks for by itself, have it in their address.
+bool Gate::HasKey(const httplib::Request& request) const {
+  const std::string header = request.get_header_value("X-Marrowen-Key");
+  return SameSecret(header.empty() ? request.get_param_value("key") : header, m_secrets.page);
+}
+
 bool Gate::Admit(const httplib::Request& request, httplib::Response& response) {
   const std::string host = request.get_header_value("Host");
   if (request.get_header_value_count("Host") != 1 || !IsOurHost(host)) {
@@ -111,19 +123,11 @@ bool Gate::Admit(const httplib::Request& request, httplib::Response& response) {
     return Refuse(response, 411, "A request says how long it is."), false;
   }
   if (request.method == "GET" && request.path == "/" && request.has_param("token")) {
-    const std::lock_guard lock(tokenMutex);
-    const bool fits = SameSecret(request.get_param_value("token"), m_secrets.token);
-    if (fits) {
-      MakeSecret(m_secrets.token);
-      response.set_header("Set-Cookie", "marrowen-" + std::to_string(m_place.port) + "=" + m_secrets.session +
-                                            "; Path=/; HttpOnly; SameSite=Strict" +
-                                            (m_place.tls ? "; Secure" : ""));
-      std::cout << "For another browser: " << scheme << Authority() << "/?token=" << m_secrets.token
-                << std::endl;
-    }
-    if (fits || HasCookie(request)) return response.set_redirect("/", 303), false;
+    if (TakeToken(request, response)) return false;
+    if (HasCookie(request)) return response.set_redirect("/", 303), false;
   }
-  if (HasCookie(request)) return true;
+  const bool isData = request.path.starts_with("/api/");
+  if (HasCookie(request) && (!isData || HasKey(request))) return true;
   if (request.path == "/") {
     response.status = 401;
     response.set_content(kDoor, "text/html; charset=utf-8");
@@ -131,6 +135,34 @@ bool Gate::Admit(const httplib::Request& request, httplib::Response& response) {
     Refuse(response, 401, "This console opens with the address that it printed when it was started.");
   }
   return false;
+}
+
+// The key travels behind "#", which browsers send to nobody.
+bool Gate::TakeToken(const httplib::Request& request, httplib::Response& response) {
+  const std::lock_guard lock(tokenMutex);
+  if (!SameSecret(request.get_param_value("token"), m_secrets.token)) return false;
+  const bool late = std::time(nullptr) > m_secrets.tokenUntil;
+  MakeToken(m_secrets);
+  std::cout << (late ? "That address is too old; a new one: " : "For another browser: ")
+            << (m_place.tls ? "https://" : "http://") << Authority() << "/?token=" << m_secrets.token
+            << std::endl;
+  if (late) return false;
+  response.set_header("Set-Cookie", "marrowen-" + std::to_string(m_place.port) + "=" + m_secrets.session +
+                                        "; Path=/; HttpOnly; SameSite=Strict" +
+                                        (m_place.tls ? "; Secure" : ""));
+  const std::string inside = std::string("/#key=") + m_secrets.page;
+  // What another page has begun, the file that opens the browser too, would come without the cookie.
+  const std::string site = request.get_header_value("Sec-Fetch-Site");
+  if (site.empty() || site == "none" || site == "same-origin") {
+    response.set_redirect(inside, 303);
+  } else {
+    response.set_content(
+        "<!doctype html><html lang=\"en\"><meta charset=\"utf-8\"><title>Marrowen</title>"
+        "<meta http-equiv=\"refresh\" content=\"0;url=" +
+            inside + "\">",
+        "text/html; charset=utf-8");
+  }
+  return true;
 }
 
 httplib::Headers Gate::Protection() {

@@ -1,9 +1,13 @@
 #pragma once
 
-// Who is let in. The address that is printed carries a token; the first request with it gets a cookie and
-// uses the token up. Every other request shows the cookie, and names this console as its host and origin.
+// Who is let in. The address that is printed carries a token, which counts for some minutes; the first
+// request with it gets a cookie and uses the token up. Every other request shows the cookie, and names this
+// console as its host and origin. Cookies know no port: any other server of this machine that the browser
+// visits is sent ours. So what acts or reads shows, beside it, a key that came with the cookie and that only
+// our page holds.
 
 #include <atomic>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -14,11 +18,15 @@ namespace web {
 // What all processes of one console share; it lies in memory that a fork shares.
 struct Secrets {
   char session[65];
+  char page[65];
   char token[65];
+  std::time_t tokenUntil;
 };
 
 // 64 random hexadecimal digits.
 void MakeSecret(char (&secret)[65]);
+// A token that counts from now on.
+void MakeToken(Secrets& secrets);
 
 class Gate {
  public:
@@ -46,6 +54,8 @@ class Gate {
   std::string Authority() const;
   bool IsOurHost(const std::string& host) const;
   bool HasCookie(const httplib::Request& request) const;
+  bool HasKey(const httplib::Request& request) const;
+  bool TakeToken(const httplib::Request& request, httplib::Response& response);
 
   Place m_place;
   Secrets& m_secrets;

@@ -1,15 +1,10 @@
 #include "console/web/import_preview.h"
 
-#include <stdexcept>
-
-#include "configuration/settings_compare.h"
+#include "console/import_trial.h"
 #include "window/dialog.h"
 
 namespace web {
 namespace {
-
-// The person wants no preview, and so no import.
-struct Cancelled {};
 
 struct Preview {
   std::vector<std::vector<std::string>> rows;
@@ -17,15 +12,9 @@ struct Preview {
   size_t changed = 0;
   size_t same = 0;
   std::string trouble;
-  std::uint64_t seen = 0;
+  bool stopped = false;
 
   void Take(const SettingsChange& change) {
-    constexpr std::uint64_t kBetweenTurns = 512;
-    if (++seen % kBetweenTurns == 0 && !CurrentFrontEnd().TakeTurn({seen, "settings"})) throw Cancelled{};
-    if (change.kind == ChangeKind::Same) {
-      ++same;
-      return;
-    }
     const bool isNew = change.kind == ChangeKind::Added;
     // The whole path of each key would push what differs out of sight.
     constexpr std::string_view kRoot = "HKEY_LOCAL_MACHINE\\SOFTWARE\\TesselWorks\\";
@@ -36,20 +25,16 @@ struct Preview {
   }
 };
 
-Preview Look(const std::string& file) {
+Preview Look(const std::string& file, const SourceOpener& open) {
   Preview preview;
-  XmlReader reader;
-  reader.showMessage = [&preview](const CString& message) { preview.trouble = message; };
-  const CStringList tokens = ImportTokens(LocalInstallFolder());
-  constexpr char kEndsEarly[] = "The import would end before the file does, and keep what it did until then.";
-  try {
-    const int whole = PreviewImport(reader, file, &tokens, [&](const SettingsChange& c) { preview.Take(c); });
-    if (whole == 0) preview.trouble = kEndsEarly;
-  } catch (const FileError& error) {
-    preview.trouble = error.what();
-  } catch (const std::out_of_range&) {
-    preview.trouble = kEndsEarly;
-  }
+  const auto progress = [](int keys) {
+    return CurrentFrontEnd().TakeTurn({static_cast<std::uint64_t>(keys), "keys"});
+  };
+  const ImportTrial trial =
+      TryImport(file, open, progress, [&preview](const SettingsChange& change) { preview.Take(change); });
+  preview.same = trial.same;
+  preview.stopped = trial.stopped;
+  if (!trial.why.empty()) preview.trouble = "The import would not be whole. " + trial.why;
   return preview;
 }
 
@@ -81,6 +66,7 @@ class PreviewDialog final : public CDialog {
   static constexpr char kImport[] = "Import";
 
   std::string Summary() const {
+    if (!m_preview.trouble.empty()) return "What the import does can't be told ahead.";
     if (m_preview.rows.empty()) {
       return "The file changes nothing: " + std::to_string(m_preview.same) + " settings stay as they are.";
     }
@@ -94,12 +80,9 @@ class PreviewDialog final : public CDialog {
 
 }  // namespace
 
-bool ConfirmImport(const std::string& file) {
-  try {
-    return PreviewDialog(Look(file)).DoModal() == Reply::Ok;
-  } catch (const Cancelled&) {
-    return false;
-  }
+bool ConfirmImport(const std::string& file, const SourceOpener& open) {
+  Preview preview = Look(file, open);
+  return !preview.stopped && PreviewDialog(std::move(preview)).DoModal() == Reply::Ok;
 }
 
 }  // namespace web

@@ -4,9 +4,11 @@
 
 #include <string>
 
+#include "configuration/byte_stream.h"
+
 namespace web {
 
 // Shows the person what the file would add and change; true for "Import".
-bool ConfirmImport(const std::string& file);
+bool ConfirmImport(const std::string& file, const SourceOpener& open);
 
 }  // namespace web

@@ -1,9 +1,12 @@
 #include "console/web/serve.h"
 
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +17,7 @@
 
 #include "console/web/import_preview.h"
 #include "console/web/routes.h"
+#include "platform/embedded/controls.h"
 #include "platform/machine.h"
 
 namespace web {
@@ -90,24 +94,26 @@ void Send(int pipe, Report::Kind kind, const std::string& text, bool configServe
   if (write(pipe, &report, sizeof report) != sizeof report) _exit(1);
 }
 
-// Shows the address in the person's browser; without one nothing happens.
-void OpenBrowser(const std::string& address) {
-  if (fork() != 0) return;
-  execlp("xdg-open", "xdg-open", address.c_str(), static_cast<char*>(nullptr));
-  _exit(1);
-}
-
-// A folder of this user alone, which goes with all that lies in it.
+// A folder of this user alone, which goes with all that lies in it. What is left of one whose process was
+// killed, with clear passwords perhaps, goes when the next one is made: a lock says that it is in use.
 class ScratchFolder {
  public:
   ScratchFolder() {
     std::error_code error;
-    m_path = (std::filesystem::temp_directory_path(error) / "marrowen-XXXXXX").string();
-    if (mkdtemp(m_path.data()) == nullptr) m_path.clear();
+    const std::filesystem::path place = std::filesystem::temp_directory_path(error);
+    RemoveAbandoned(place);
+    m_path = (place / (std::string(kStart) + "XXXXXX")).string();
+    if (mkdtemp(m_path.data()) == nullptr) {
+      m_path.clear();
+      return;
+    }
+    m_lock = open((m_path + kLock).c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (m_lock >= 0) flock(m_lock, LOCK_EX | LOCK_NB);
   }
   ~ScratchFolder() {
     std::error_code ignored;
     if (!m_path.empty()) std::filesystem::remove_all(m_path, ignored);
+    if (m_lock >= 0) close(m_lock);
   }
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
@@ -116,8 +122,51 @@ class ScratchFolder {
   const std::string& Path() const { return m_path; }
 
  private:
+  static constexpr std::string_view kStart = "marrowen-";
+  static constexpr const char* kLock = "/lock";
+
+  static void RemoveAbandoned(const std::filesystem::path& place) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator it(place, error), end; !error && it != end;
+         it.increment(error)) {
+      const std::string path = it->path().string();
+      struct stat status {};
+      if (!it->path().filename().string().starts_with(kStart) || lstat(path.c_str(), &status) != 0 ||
+          !S_ISDIR(status.st_mode) || status.st_uid != geteuid() || (status.st_mode & 077) != 0) {
+        continue;
+      }
+      const int lock = open((path + kLock).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW);
+      if (lock < 0) continue;
+      std::error_code ignored;
+      if (flock(lock, LOCK_EX | LOCK_NB) == 0) std::filesystem::remove_all(path, ignored);
+      close(lock);
+    }
+  }
+
   std::string m_path;
+  int m_lock = -1;
 };
+
+// Shows the address in the person's browser; without one nothing happens. Arguments of processes are in
+// everybody's sight, so the browser gets a file of this user alone, which leads to the address.
+void OpenBrowser(const std::string& address, const ScratchFolder& folder) {
+  if (folder.Path().empty()) return;
+  const std::string file = folder.Path() + "/open.html";
+  {
+    const int made = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    const std::string page =
+        "<!doctype html><meta charset=\"utf-8\"><title>Marrowen</title><meta "
+        "http-equiv=\"refresh\" content=\"0;url=" +
+        address + "\">\n";
+    const bool whole =
+        made >= 0 && write(made, page.data(), page.size()) == static_cast<ssize_t>(page.size());
+    if (made >= 0) close(made);
+    if (!whole) return;
+  }
+  if (fork() != 0) return;
+  execlp("xdg-open", "xdg-open", file.c_str(), static_cast<char*>(nullptr));
+  _exit(1);
+}
 
 class Console {
  public:
@@ -182,7 +231,19 @@ class Console {
     }
     if (m_signalled) kill(process, SIGTERM);
     waitpid(process, nullptr, 0);
+    PutBackEverywhere();
     return last;
+  }
+
+  // What the pages had opened when they ended, on whichever computer.
+  void PutBackEverywhere() const {
+    if (!machine::OpenHome(m_options.home)) return;
+    std::vector<std::string> computers = machine::Computers();
+    computers.insert(computers.begin(), "");
+    for (const std::string& computer : computers) {
+      if (machine::StandOn(computer)) PutBackAccessLists();
+    }
+    machine::CloseHome();
   }
 
   void Announce() {
@@ -190,7 +251,7 @@ class Console {
     m_announced = true;
     const std::string address = Gate(m_listener.place, m_secrets).Address();
     std::cout << "The console is at " << address << std::endl;
-    if (m_options.open) OpenBrowser(address);
+    if (m_options.open) OpenBrowser(address, m_door);
   }
 
   // The serving process: pages on this thread, connections on others.
@@ -235,6 +296,7 @@ class Console {
   int m_signalFile;
   bool m_signalled = false;
   bool m_announced = false;
+  ScratchFolder m_door;  // for the file that opens the browser
 };
 
 }  // namespace
@@ -259,7 +321,8 @@ std::string Serve(const ServeOptions& options) {
   if (shared == MAP_FAILED) return "There is no memory for the console's secrets.";
   auto& secrets = *static_cast<Secrets*>(shared);
   MakeSecret(secrets.session);
-  MakeSecret(secrets.token);
+  MakeSecret(secrets.page);
+  MakeToken(secrets);
   return Console(options, listener, tls.get(), secrets).Watch();
 }
 

@@ -8,6 +8,7 @@
 #include "console/web/acts.h"
 #include "console/web/describe_window.h"
 #include "platform/machine.h"
+#include "store/key_security.h"
 
 using nlohmann::ordered_json;
 
@@ -34,6 +35,12 @@ Session::Session(Host& host, const Setup& setup)
 Session::~Session() { SetFrontEnd(m_before); }
 
 void Session::Run() {
+  machine::RememberReads();
+  // A wait for the store is work like any other: it is shown, and can be stopped.
+  machine::SetWaitTeller([this](const std::string& who, int seconds) {
+    ShowWork({static_cast<std::uint64_t>(seconds), "seconds waited for " + who + ", which holds the store"});
+    return !m_stop;
+  });
   machine::BeginEvent();
   if (const std::string first = FirstNode(); !first.empty()) GoTo(first);
   Settle();
@@ -100,7 +107,7 @@ void Session::NextAct() {
     machine::GoIdle();
     std::unique_ptr<Request> request = Take(true);
     if (request->read) {
-      request->response.set_value({Dump(request->read())});
+      AnswerRead(*request);
       continue;
     }
     if (const std::string refusal = Refusal(*request->act); !refusal.empty()) {
@@ -113,10 +120,37 @@ void Session::NextAct() {
     const unsigned long number = ++m_actNumber;
     m_host.BeginEvent();
     m_waited = act.window == 0 ? std::nullopt : std::optional(m_host.Waiting());
-    std::string refusal = Do(act);
+    std::string refusal = DoSafely(act);
     // Where the act has opened a dialog it is answered already, and another one may wait by now.
     if (number == m_actNumber) m_refusal = std::move(refusal);
     return;
+  }
+}
+
+// Whatever a page or the engine could not cope with ends the act, not the console.
+std::string Session::DoSafely(const PersonsAct& act) {
+  std::string why;
+  try {
+    return Do(act);
+  } catch (const std::bad_alloc&) {
+    why = "there is not enough memory";
+  } catch (const std::exception& error) {
+    why = error.what();
+  }
+  machine::AbandonEvent();
+  m_host.BeginEvent();
+  // What was opened in an event before this one.
+  key_security::PutBackOpened(HKEY_LOCAL_MACHINE);
+  m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
+  return "The console could not do that: " + why + ". Nothing was stored.";
+}
+
+void Session::AnswerRead(Request& request) {
+  try {
+    request.response.set_value({Dump(request.read())});
+  } catch (const std::exception& error) {
+    request.response.set_value(
+        {Dump({{"refusal", std::string("The console could not do that: ") + error.what()}})});
   }
 }
 
@@ -125,9 +159,11 @@ void Session::Settle() {
   m_stop = false;
   m_notice = Notice();
   if (machine::InEvent()) {
+    machine::KeepInMind(m_host.HasUnsavedChanges());
     if (const machine::Outcome written = machine::CommitEvent(); !written) {
       m_refusal = written.sentence;
       m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
+      if (m_applied) PageWasShown(true);
     }
   }
   m_applied = false;
@@ -190,7 +226,7 @@ void Session::ShowWork(Work work) {
   }
   while (const std::unique_ptr<Request> request = Take(false)) {
     if (request->read) {
-      request->response.set_value({Dump(request->read())});
+      AnswerRead(*request);
     } else if (request->act->name == "stop") {
       m_stop = true;
       Answer(*request, {});
@@ -201,13 +237,17 @@ void Session::ShowWork(Work work) {
 }
 
 void Session::WaitFor(ModalWindow& window) {
+  struct Shown {
+    std::vector<ModalWindow*>& windows;
+    ~Shown() { windows.pop_back(); }
+  };
   window.number = ++m_lastWindow;
   m_windows.push_back(&window);
+  const Shown shown{m_windows};
   while (!(window.dialog != nullptr ? window.dialog->Ended() : window.answered)) {
     Settle();
     NextAct();
   }
-  m_windows.pop_back();
 }
 
 void Session::RunModal(CDialog& dialog) {
@@ -304,6 +344,17 @@ std::string Session::Apply(const std::string& node) {
   const std::vector<std::string> told = std::move(*m_told);
   m_told.reset();
   m_applied = applied;
+  const std::vector<std::string> changed =
+      applied ? machine::ChangedSinceShown() : std::vector<std::string>();
+  if (!changed.empty()) {
+    machine::AbandonEvent();
+    m_host.BeginEvent();
+    m_host.TakeBackApply();
+    PageWasShown(true);
+    return "Another program has changed " + changed.front() +
+           (changed.size() == 1 ? "" : " and " + std::to_string(changed.size() - 1) + " more keys") +
+           " since it was shown here. Nothing was stored, and all edits wait: Cancel shows what is stored now.";
+  }
   const std::vector<std::string> failures = m_host.FailedSaves();
   if (applied && (failures.empty() || !machine::UndoesEvents())) {
     EditEnded(node);
@@ -357,7 +408,11 @@ std::string Session::DoAtPicker(ModalWindow& window, const PersonsAct& act) {
     window.path = m_transfers.EndUpload(window.number, act.tab, act.text, below);
     if (!window.path) return "The file has not arrived.";
   } else if (act.name == "answer") {
-    if (!m_files.Allows(act.text)) return "\"" + act.text + "\" is not among the folders of this console.";
+    const bool isFile = window.kind == ModalWindow::Kind::File;
+    if (!m_files.Allows(act.text) || (isFile && !m_files.AllowsFile(act.text))) {
+      return "\"" + act.text + "\" is no " + (isFile ? "file" : "folder") +
+             " in the folders of this console.";
+    }
     window.path = act.text;
   } else if (act.name != "close") {
     return "There is no act \"" + act.name + "\".";

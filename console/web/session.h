@@ -115,12 +115,14 @@ class Session final : public FrontEnd {
   void Publish();
   std::string Notice();
   void Answer(Request& request, const std::string& refusal);
+  static void AnswerRead(Request& request);
   void ShowWork(Work work);
   Response StateNow() const;  // under m_mutex
 
   std::string Refusal(const PersonsAct& act) const;
   std::string Do(const PersonsAct& act);
   std::string Apply(const std::string& node);
+  std::string DoSafely(const PersonsAct& act);
   std::string DoAtModal(ModalWindow& window, const PersonsAct& act);
   std::string DoAtPicker(ModalWindow& window, const PersonsAct& act);
   std::string GoTo(const std::string& node);

@@ -2,7 +2,7 @@
 
 #include <array>
 #include <optional>
-#include <stdexcept>
+#include <span>
 
 #include "configuration/settings_export.h"
 #include "framework/record_page.h"
@@ -134,46 +134,30 @@ CString FolderOf(const CTesselRegObject& key) {
   return folder.data();
 }
 
-// A person has cancelled the export.
-struct Cancelled {};
-
-EngineCallbacks Person() {
-  EngineCallbacks ui;
-  ui.ask = SaysYes;
-  ui.tell = [](const CString& message) { AfxMessageBox(message); };
-  ui.turn = [first = std::optional<int>()](int keys) mutable {
-    if (!first) first = keys;
-    // The engine's Esc skips one key and leaves its element open; a person who cancels wants no file.
-    if (!CurrentFrontEnd().TakeTurn({static_cast<std::uint64_t>(keys - *first), "keys"})) throw Cancelled{};
-    return false;
-  };
-  return ui;
-}
-
-// Opens the key and all below it to everyone for its life: cached credentials lie under lists of their own.
-class OpenedUp {
- public:
-  explicit OpenedUp(const CTesselRegObject& key)
-      : m_key(key), m_saved(key_security::GetKeySecurity(key.GetKeyPath().c_str())) {
-    key_security::ClearKeySecurity(key.GetRoot(), key.GetKeyPath().c_str(), key.GetAccess());
-  }
-  ~OpenedUp() {
-    if (m_saved) {
-      key_security::SetKeySecurity(m_key.GetRoot(), m_key.GetKeyPath().c_str(), m_key.GetAccess(),
-                                   m_saved.get());
-    }
-  }
-  OpenedUp(const OpenedUp&) = delete;
-  OpenedUp& operator=(const OpenedUp&) = delete;
-
- private:
-  const CTesselRegObject& m_key;
-  LocalMemory<void> m_saved;
+// How an export went: it has failed where a sentence says so.
+struct Exported {
+  bool cancelled = false;
+  CString why;
 };
 
 // Writes the local computer's settings, whichever one `key` is of. A file that can't be opened is passed
-// over; FileError and std::length_error of the engine pass through, and Cancelled.
-void WriteSettings(const CTesselRegObject& key, const CString& folder, const CString& file) {
+// over. Nothing takes the file's place unless all of it could be read and written.
+Exported WriteSettings(const CTesselRegObject& key, const CString& folder, const CString& file) {
+  Exported exported;
+  EngineCallbacks ui;
+  ui.ask = SaysYes;
+  ui.tell = [](const CString& message) { AfxMessageBox(message); };
+  // The engine's Esc skips one key and leaves its element open; a person who cancels wants no file.
+  ui.turn = [&exported, first = std::optional<int>()](int keys) mutable {
+    if (!first) first = keys;
+    const auto done = static_cast<std::uint64_t>(keys - *first);
+    exported.cancelled = exported.cancelled || !CurrentFrontEnd().TakeTurn({done, "keys"});
+    return exported.cancelled;
+  };
+  ui.unreadable = [&exported](const CString& path, LSTATUS status) {
+    if (!exported.why.empty()) return;
+    exported.why = "the key " + path + " can't be read. " + ErrorTextOf(static_cast<DWORD>(status));
+  };
   XmlWriter writer;
   writer.SetFileName(file);
   const XmlElement registry("registry");
@@ -182,15 +166,24 @@ void WriteSettings(const CTesselRegObject& key, const CString& folder, const CSt
   product.SetAttribute("name", kSettingsProduct);
   product.WriteEmpty(writer, 1, true, true);
   const CStringList tokens = ExportTokens(folder);
-  const EngineCallbacks ui = Person();
   const std::span<const char* const> paths(kExportedKeys);
   {
-    const OpenedUp opened(key);
+    // Cached credentials lie under lists of their own.
+    const key_security::OpenedUp opened(key.GetRoot(), key.GetKeyPath(), key.GetAccess());
     ExportRegistryKey(writer, false, paths.front(), &tokens, ui);
   }
   for (const char* path : paths.subspan(1)) ExportRegistryKey(writer, false, path, &tokens, ui);
   registry.WriteEnd(writer, -1, true, true);
+  // What was declined since the last turn.
+  exported.cancelled = exported.cancelled || !CurrentFrontEnd().TakeTurn({1, "keys"});
+  if (exported.cancelled || !exported.why.empty()) {
+    writer.Abandon();
+    return exported;
+  }
   writer.Close();
+  const FileError& error = writer.GetError();
+  if (error) exported.why = error.sentence + " " + ErrorTextOf(error.code);
+  return exported;
 }
 
 void CPrpCfgSettings::ShowRecord(const AdminList& record) {
@@ -297,18 +290,12 @@ void CPrpCfgSettings::OnExportSettings() {
   std::optional<std::string> file =
       CurrentFrontEnd().PickFile({true, true, folder + kSettingsFile, kFileFilter, true});
   if (!file) return;
-  if (file->find('.') == CString::npos) *file += ".xml";
-  try {
-    WriteSettings(*key, folder, *file);
-  } catch (const Cancelled&) {
-    DeleteFileA(file->c_str());
-    return;
-  } catch (const FileError& error) {
-    AfxMessageBox(error.what());
-    return;
-  } catch (const std::length_error&) {
-    AfxMessageBox("Settings could not be saved in " + *file +
-                  ": a cached password in the registry has an impossible length.");
+  // A pipe or a device has no other name.
+  if (file->find('.') == CString::npos && !IsStream(*file)) *file += ".xml";
+  const Exported exported = WriteSettings(*key, folder, *file);
+  if (exported.cancelled) return;
+  if (!exported.why.empty()) {
+    AfxMessageBox("Settings could not be saved in " + *file + ": " + exported.why);
     return;
   }
   // Also where the file could not be opened.

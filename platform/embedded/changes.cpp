@@ -1,7 +1,9 @@
 #include "platform/embedded/changes.h"
 
 #include <memory>
+#include <set>
 #include <span>
+#include <unordered_map>
 
 #include "platform/embedded/answers.h"
 #include "platform/embedded/computer_keys.h"
@@ -231,6 +233,29 @@ std::unique_ptr<EventNotes>& NotesOfEvent() {
   return held;
 }
 
+// How keys were when they were read to be shown, by the checksums of their records.
+struct Memory {
+  bool on = false;
+  std::unordered_map<KeyId, uint32_t> keys;
+};
+Memory& Remembered() {
+  static Memory& memory = *new Memory;
+  return memory;
+}
+
+// 0 for a key that is not there.
+uint32_t SumOfRecord(Transaction& txn, KeyId key) {
+  KeyInfo info;
+  if (LoadKey(txn, key, info) != 0) return 0;
+  const std::string_view bytes(reinterpret_cast<const char*>(&info.record), sizeof info.record);
+  return SumOf(kRecords, NumberKey(key), bytes) | 1;
+}
+
+bool DiffersFromMemory(Transaction& before, KeyId key) {
+  const auto known = Remembered().keys.find(key);
+  return known != Remembered().keys.end() && known->second != SumOfRecord(before, key);
+}
+
 }  // namespace
 
 void BeginNotes() {
@@ -250,8 +275,13 @@ void EndNotes() {
 void EndNotesOfReading(Transaction* before, Transaction* now) {
   if (notes == nullptr) return;
   if (before != nullptr) notes->changed_by_others = Differing(notes->read.Sorted(), *before, *now);
+  notes->writes = true;
+  if (Remembered().on) {
+    notes->readLate = std::move(notes->read);
+  } else {
+    reading_event = 0;
+  }
   notes->read = {};
-  reading_event = 0;
 }
 
 }  // namespace embedded
@@ -264,6 +294,72 @@ void ForEachChange(const std::function<void(const Change& change)>& visit) {
 }
 
 void KeepPicture(const std::string&, const std::string&) {}
+
+void RememberReads() { embedded::Remembered().on = true; }
+
+void KeepInMind(bool firstCounts) {
+  using namespace embedded;  // NOLINT: as in the rest of this part
+  if (notes == nullptr) return;
+  std::unordered_map<KeyId, uint32_t>& known = Remembered().keys;
+  std::vector<KeyId> own = notes->removed.Sorted();
+  for (const uint64_t place : notes->values.Sorted()) own.push_back(static_cast<KeyId>(place >> 32));
+  // What this process writes it knows, but for what others wrote there unseen.
+  std::vector<KeyId> unseen;
+  {
+    const EventStates states;
+    for (const KeyId key : own) {
+      if (firstCounts && states.before != nullptr && DiffersFromMemory(*states.before, key))
+        unseen.push_back(key);
+    }
+  }
+  std::ranges::sort(unseen);
+  const Reading read;
+  if (read.status != 0) return;
+  for (const auto* keys : {&notes->read.Sorted(), &notes->readLate.Sorted()}) {
+    for (const KeyId key : *keys) {
+      if (!firstCounts || !known.contains(key)) known[key] = SumOfRecord(*read.txn, key);
+    }
+  }
+  for (const KeyId key : own) {
+    if (known.contains(key) && !std::ranges::binary_search(unseen, key)) {
+      known[key] = SumOfRecord(*read.txn, key);
+    }
+  }
+}
+
+std::vector<std::string> ChangedSinceShown() {
+  using namespace embedded;  // NOLINT: as in the rest of this part
+  std::set<std::string> suspects;
+  std::vector<std::string> paths;
+  const EventStates states;
+  if (notes == nullptr || states.before == nullptr) return paths;
+  const auto name = [&](KeyId key) {
+    const KeyPath path = PathOf(*states.before, key);
+    return (path.computer.empty() ? "" : "\\\\" + path.computer + "\\") + InCodePage(path.key);
+  };
+  KeyInfo info;
+  const std::vector<KeyId>& removed = notes->removed.Sorted();
+  // A key that goes was known if its parent is as it was: it was among the children that were shown.
+  std::set<KeyId> parents;
+  for (const KeyId key : removed) {
+    if (LoadKey(*states.before, key, info) == 0) parents.insert(info.record.parent);
+  }
+  for (const KeyId parent : parents) {
+    const bool goesToo = std::ranges::binary_search(removed, parent);
+    if (!goesToo && DiffersFromMemory(*states.before, parent)) paths.push_back(name(parent));
+  }
+  for (const uint64_t place : notes->values.Sorted()) {
+    const auto key = static_cast<KeyId>(place >> 32);
+    if (DiffersFromMemory(*states.before, key)) suspects.insert(name(key));
+  }
+  // To write what stands there already takes nothing from anyone.
+  if (suspects.empty()) return paths;
+  Comparison(states, [&](const Change& change) {
+    const std::string key = (change.computer.empty() ? "" : "\\\\" + change.computer + "\\") + change.key;
+    if (!change.isKey && suspects.erase(key) != 0) paths.push_back(key);
+  }).Run();
+  return paths;
+}
 
 std::vector<std::string> ChangedByOthers() {
   return embedded::notes == nullptr ? std::vector<std::string>() : embedded::notes->changed_by_others;

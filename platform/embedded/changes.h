@@ -38,11 +38,13 @@ struct EventNotes {
   NotedNumbers<KeyId> removed;
   NotedNumbers<KeyId> read;
   std::vector<std::string> changed_by_others;
+  bool writes = false;           // The event has written.
+  NotedNumbers<KeyId> readLate;  // What it has read since then, where reads are remembered.
 };
 
 // Null outside an event.
 inline EventNotes* notes = nullptr;
-// The number of the event under way as long as it has only read; else 0.
+// The number of the event under way as long as it has only read, or reads are remembered; else 0.
 inline uint32_t reading_event = 0;
 
 inline void NoteValue(uint64_t place) {
@@ -52,7 +54,7 @@ inline void NoteRemoved(KeyId key) {
   if (notes != nullptr && key < Transaction::made_from) notes->removed.Add(key);
 }
 inline void NoteRead(KeyId key) {
-  if (reading_event != 0) notes->read.Add(key);
+  if (reading_event != 0) (notes->writes ? notes->readLate : notes->read).Add(key);
 }
 
 void BeginNotes();

@@ -27,3 +27,10 @@ const Caller& GetCaller();
 void CloseHome();
 
 }  // namespace machine
+
+namespace embedded {
+
+// Removes the temporary files of this process that have a name, from a signal's handler too.
+void RemoveTemporaryFiles();
+
+}  // namespace embedded

@@ -11,7 +11,8 @@ namespace embedded {
 namespace {
 
 constexpr std::string_view kFormatKey = "marrowen";
-constexpr std::string_view kFormat = "registry 1";
+constexpr std::string_view kFormat = "registry 2";
+constexpr std::string_view kFormatWithoutSums = "registry 1";
 
 struct TableKind {
   const char* name;
@@ -71,16 +72,59 @@ int OpenAsAllowed(const std::string& folder, bool create, Environment& result) {
   return OpenMapped(folder, MDB_RDONLY | (result.unlocked ? MDB_NOLOCK : 0), result);
 }
 
-// A file shorter than its last page is damaged, unless that page is a free one that was never written.
-bool IsShort(MDB_env* env, const std::string& file) {
-  MDB_envinfo info;
-  MDB_stat stat_of_env;
-  struct stat status;
-  mdb_env_info(env, &info);
-  mdb_env_stat(env, &stat_of_env);
-  if (stat(file.c_str(), &status) != 0) return true;
-  const size_t needed = (info.me_last_pgno + 1) * stat_of_env.ms_psize;
-  return static_cast<size_t>(status.st_size) < needed && !PagesArePresent(file);
+// The state that is newest now, or soon.
+bool IsDamaged(MDB_env* env, const std::string& file) {
+  PagesState state = PagesState::Gone;
+  for (int i = 0; i < 5 && state != PagesState::Sound; ++i) {
+    MDB_txn* txn = nullptr;
+    if (mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn) != 0) return true;
+    state = CheckPages(file, mdb_txn_id(txn));
+    mdb_txn_abort(txn);
+  }
+  return state == PagesState::Damaged;
+}
+
+// Gives the entries of an older store their checksums.
+int AddSums(Environment& environment) {
+  MDB_txn* txn = nullptr;
+  int code = mdb_txn_begin(environment.env.get(), nullptr, 0, &txn);
+  if (code != 0) return code;
+  MDB_dbi main = 0;
+  MDB_val name = AsValue(kFormatKey);
+  MDB_val format{};
+  code = mdb_dbi_open(txn, nullptr, 0, &main);
+  if (code == 0) code = mdb_get(txn, main, &name, &format);
+  // Another process may have done it meanwhile.
+  const bool needed = code == 0 && AsText(format) == kFormatWithoutSums;
+  std::string sealed;
+  for (int table = 0; table < kTables && code == 0 && needed; ++table) {
+    MDB_cursor* cursor = nullptr;
+    code = mdb_cursor_open(txn, environment.tables[table], &cursor);
+    MDB_val key{};
+    MDB_val data{};
+    for (int step = code; step == 0;) {
+      step = mdb_cursor_get(cursor, &key, &data, MDB_NEXT);
+      if (step != 0) {
+        code = step == MDB_NOTFOUND ? 0 : step;
+        break;
+      }
+      const std::string place(AsText(key));
+      const uint32_t sum = SumOf(static_cast<Table>(table), key, AsText(data));
+      sealed.assign(AsText(data));
+      sealed.append(reinterpret_cast<const char*>(&sum), sizeof sum);
+      key = AsValue(place);
+      data = AsValue(sealed);
+      step = code = mdb_cursor_put(cursor, &key, &data, MDB_CURRENT);
+    }
+    if (cursor != nullptr) mdb_cursor_close(cursor);
+  }
+  format = AsValue(kFormat);
+  if (code == 0 && needed) code = mdb_put(txn, main, &name, &format, 0);
+  if (code != 0) {
+    mdb_txn_abort(txn);
+    return code;
+  }
+  return mdb_txn_commit(txn);
 }
 
 int OpenTables(Environment& environment, bool create) {
@@ -93,7 +137,8 @@ int OpenTables(Environment& environment, bool create) {
   MDB_val format = AsValue(kFormat);
   if (code == 0 && create) code = mdb_put(txn, main, &key, &format, 0);
   if (code == 0 && !create) code = mdb_get(txn, main, &key, &format);
-  if (code == 0 && AsText(format) != kFormat) code = MDB_VERSION_MISMATCH;
+  environment.sums = code != 0 || AsText(format) != kFormatWithoutSums;
+  if (code == 0 && environment.sums && AsText(format) != kFormat) code = MDB_VERSION_MISMATCH;
   for (int i = 0; i < kTables && code == 0; ++i) {
     code = mdb_dbi_open(txn, kTableKinds[i].name, kTableKinds[i].flags | (create ? MDB_CREATE : 0),
                         &environment.tables[i]);
@@ -114,10 +159,19 @@ machine::Outcome OpenEnvironment(const std::string& folder, bool create, Environ
     // LMDB would fill an empty file with a new, empty store.
     if (stat(file.c_str(), &status) != 0) return Failed(file, errno, create);
     if (!S_ISREG(status.st_mode) || status.st_size == 0) return Failed(file, MDB_INVALID, create);
+    // Who may not read it is told so by LMDB.
+    if (access(file.c_str(), R_OK) == 0 && !HeadIsSound(file)) return Failed(file, MDB_INVALID, create);
   }
+  result.file = file;
   int code = OpenAsAllowed(folder, create, result);
-  if (code == 0 && !create && IsShort(result.env.get(), file)) code = MDB_CORRUPTED;
+  if (code == 0 && !create && IsDamaged(result.env.get(), file)) code = MDB_CORRUPTED;
   if (code == 0) code = OpenTables(result, create);
+  if (code == 0 && !result.sums) {
+    const int added = AddSums(result);
+    result.sums = added == 0;
+    // Who may only read it reads it as it is.
+    if (added != EACCES && added != EPERM && added != EROFS) code = added;
+  }
   if (code != 0) {
     result.env.reset();
     return Failed(file, code, create);
@@ -126,6 +180,24 @@ machine::Outcome OpenEnvironment(const std::string& folder, bool create, Environ
   int dead = 0;
   mdb_reader_check(result.env.get(), &dead);
   return {};
+}
+
+bool EntriesAreSound(const Environment& environment) {
+  MDB_txn* txn = nullptr;
+  if (mdb_txn_begin(environment.env.get(), nullptr, MDB_RDONLY, &txn) != 0) return false;
+  bool sound = true;
+  for (int table = 0; table < kTables && sound && environment.sums; ++table) {
+    MDB_cursor* cursor = nullptr;
+    sound = mdb_cursor_open(txn, environment.tables[table], &cursor) == 0;
+    MDB_val key{};
+    MDB_val data{};
+    while (sound && mdb_cursor_get(cursor, &key, &data, MDB_NEXT) == 0) {
+      sound = TakeSum(static_cast<Table>(table), key, &data);
+    }
+    if (cursor != nullptr) mdb_cursor_close(cursor);
+  }
+  mdb_txn_abort(txn);
+  return sound;
 }
 
 }  // namespace embedded

@@ -20,6 +20,8 @@ struct Environment {
   std::unique_ptr<MDB_env, CloseEnvironment> env;
   std::array<MDB_dbi, kTables> tables{};
   bool unlocked = false;  // Others cannot know that this process reads.
+  bool sums = true;  // Each entry carries a checksum: always, but for an older store that can't be written.
+  std::string file;
 };
 
 // Opens the environment in `folder`; with `create`, an empty folder, its tables are made. Who may only read
@@ -27,9 +29,17 @@ struct Environment {
 // on a file that is damaged, short, or of another kind, and then has changed nothing.
 machine::Outcome OpenEnvironment(const std::string& folder, bool create, Environment& result);
 
-// Whether every page that the store in `file` refers to lies within the file. LMDB maps the file, and
-// reading beyond its end would end in a bus error.
-bool PagesArePresent(const std::string& file);
+// Whether the store in `file` has a head from which LMDB can find the rest.
+bool HeadIsSound(const std::string& file);
+// Whether all pages of a state of the store are there and in order. LMDB maps the file and trusts it: reading
+// beyond its end would end in a bus error, and a page of zeros looks like an empty one. A state is gone once
+// two others were committed after it; its pages stay as they are while a transaction reads it.
+enum class PagesState : unsigned char { Sound, Damaged, Gone };
+PagesState CheckPages(const std::string& file, size_t transaction);
+// The same of the newest state, in a file that nobody writes.
+bool PagesAreSound(const std::string& file);
+// Whether each entry of an environment that is not in use has the checksum that it should have.
+bool EntriesAreSound(const Environment& environment);
 
 // Puts the environment to use for Reading and Writing, or takes it out of use: an event is abandoned. The
 // caller checks that none is in use already.

@@ -13,6 +13,7 @@
 #include "platform/embedded/computer_keys.h"
 #include "platform/embedded/controls.h"
 #include "platform/embedded/environment.h"
+#include "platform/embedded/homes.h"
 #include "platform/embedded/installation.h"
 #include "platform/embedded/registry_key.h"
 #include "platform/embedded/values.h"
@@ -35,6 +36,8 @@ std::string& ChosenHome() {
   return home;
 }
 
+}  // namespace
+
 std::string DefaultHome() {
   const auto variable = [](const char* name) -> std::string {
     const char* value = std::getenv(name);
@@ -44,6 +47,8 @@ std::string DefaultHome() {
   if (const std::string data = variable("XDG_DATA_HOME"); !data.empty()) return data + "/marrowen";
   return variable("HOME") + "/.local/share/marrowen";
 }
+
+namespace {
 
 Outcome HomeFailed(const std::string& home, const std::string& why, int error) {
   const LONG code = Status(error);
@@ -126,6 +131,7 @@ Outcome OpenOrMake(std::string home) {
   if (!fs::exists(home + "/registry", error)) outcome = MakeStore(home);
   Environment environment;
   if (outcome) outcome = OpenEnvironment(home + "/registry", false, environment);
+  if (!outcome && outcome.code != ERROR_ACCESS_DENIED) outcome.sentence += " " + HowToRestore(home);
   if (outcome) outcome = UseEnvironment(std::move(environment));
   if (outcome) OpenedHome() = home;
   return outcome;

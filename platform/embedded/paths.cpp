@@ -159,6 +159,8 @@ DWORD FileError(int error, const std::string& path) {
       return ERROR_INVALID_PARAMETER;
     case EIO:
       return ERROR_IO_DEVICE;
+    case EPIPE:
+      return ERROR_BROKEN_PIPE;
     default:
       return ERROR_ACCESS_DENIED;
   }

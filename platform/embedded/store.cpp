@@ -1,5 +1,6 @@
 #include "platform/embedded/store.h"
 
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 
 #include <cerrno>
@@ -9,6 +10,8 @@
 
 #include "platform/embedded/changes.h"
 #include "platform/embedded/environment.h"
+#include "platform/embedded/homes.h"
+#include "platform/embedded/writer_turn.h"
 
 namespace embedded {
 namespace {
@@ -20,6 +23,8 @@ struct State {
   bool reading = false;
   bool in_event = false;
   int depth = 0;     // Operations within operations share their transaction.
+  LONG refused = 0;  // Why the event can't write; it is not tried again before the next one.
+  WriterTurn turn;
   LONG failure = 0;  // Why a write of the open write transaction failed: nothing of it can count.
   size_t snapshot = 0;
   KeyId next_id = 0;                // Of the write transaction; 0 until it is read.
@@ -63,13 +68,28 @@ LONG BeginReading() {
   return 0;
 }
 
+// Whether the file that is mapped is still the one at its place.
+bool WasReplaced() {
+  mdb_filehandle_t file = -1;
+  struct stat mapped {};
+  struct stat there {};
+  if (mdb_env_get_fd(state.environment.env.get(), &file) != 0 || fstat(file, &mapped) != 0) return false;
+  return stat(state.environment.file.c_str(), &there) != 0 || there.st_ino != mapped.st_ino ||
+         there.st_dev != mapped.st_dev;
+}
+
 LONG BeginWriting() {
   if (state.write.handle != nullptr) return 0;
+  if (state.refused != 0) return state.refused;
+  // A home that is being made lies elsewhere until it is done.
+  if (WasReplaced()) return state.refused = ERROR_KEY_DELETED;
+  if (!state.turn.Take(state.environment.file)) return state.refused = ERROR_BUSY;
   int dead = 0;
   mdb_reader_check(state.environment.env.get(), &dead);
   const int code = mdb_txn_begin(state.environment.env.get(), nullptr, 0, &state.write.handle);
   if (code != 0) {
     state.write.handle = nullptr;
+    state.turn.Release();
     return Status(code);
   }
   state.failure = 0;
@@ -93,6 +113,7 @@ void ForgetMadeKeys() {
 void EndWriting() {
   state.write.Ended();
   state.write.handle = nullptr;
+  state.turn.Release();
   Reading::held = nullptr;
   state.doomed.clear();
   Transaction::Changed();
@@ -116,7 +137,7 @@ bool DiskIsFull() {
 
 LONG CommitWriting() {
   if (state.write.handle == nullptr) return 0;
-  LONG status = state.failure;
+  LONG status = Transaction::damaged ? ERROR_REGISTRY_CORRUPT : state.failure;
   if (status == 0) status = Status(state.write.Flush());
   if (status != 0) {
     AbandonWriting();
@@ -184,9 +205,24 @@ int Transaction::OpenCursor(Table table) {
 int Transaction::Put(Table table, MDB_val key, MDB_val* data, unsigned flags) {
   m_uses[table] = ++last_use;
   int result = m_cursors[table] == nullptr ? OpenCursor(table) : 0;
-  if (result == 0) result = mdb_cursor_put(m_cursors[table], &key, data, flags);
-  if (result != 0) Fail(result);
-  return result;
+  const MDB_val given = *data;
+  MDB_val place = {given.mv_size + (sums ? sizeof(uint32_t) : 0), nullptr};
+  if (result == 0) result = mdb_cursor_put(m_cursors[table], &key, &place, flags | MDB_RESERVE);
+  if (result != 0) {
+    Fail(result);
+    return result;
+  }
+  data->mv_data = place.mv_data;
+  if ((flags & MDB_RESERVE) != 0) return 0;
+  if (given.mv_size > 0) std::memcpy(place.mv_data, given.mv_data, given.mv_size);
+  Seal(table, key, *data);
+  return 0;
+}
+
+void Transaction::Seal(Table table, MDB_val key, const MDB_val& data) {
+  if (!sums) return;
+  const uint32_t sum = SumOf(table, key, AsText(data));
+  std::memcpy(static_cast<char*>(data.mv_data) + data.mv_size, &sum, sizeof sum);
 }
 
 int Transaction::DeleteHere(Table table) {
@@ -297,6 +333,7 @@ int Transaction::Flush() {
       std::memcpy(data.mv_data, &m_edited.record, sizeof m_edited.record);
       std::memcpy(static_cast<char*>(data.mv_data) + sizeof m_edited.record, m_edited.texts.data(),
                   m_edited.texts.size());
+      Seal(kRecords, NumberKey(m_edited.id), data);
       m_edited.dirty = false;
     }
   }
@@ -369,6 +406,8 @@ machine::Outcome UseEnvironment(Environment environment) {
   }
   mdb_txn_reset(read);
   state.environment = std::move(environment);
+  Transaction::sums = state.environment.sums;
+  Transaction::damaged = false;
   state.read.handle = read;
   state.snapshot = 0;
   Transaction::Changed();
@@ -400,19 +439,35 @@ using embedded::state;
 
 void BeginEvent() {
   embedded::EndReading();
+  state.refused = 0;
   embedded::BeginNotes();
   state.in_event = true;
 }
 bool InEvent() { return state.in_event; }
 bool UndoesEvents() { return true; }
 
+Outcome HoldStore() {
+  const embedded::Writing now;
+  if (now.status == 0) return {};
+  return {static_cast<DWORD>(now.status), "The store can't be written."};
+}
+
 Outcome CommitEvent() {
   state.in_event = false;
   embedded::EndNotes();
   embedded::EndReading();
-  const LONG status = embedded::CommitWriting();
+  LONG status = embedded::CommitWriting();
+  if (status == 0) status = state.refused;
+  state.refused = 0;
   if (status == 0) return {};
   if (status == ERROR_DISK_FULL) return {ERROR_DISK_FULL, "The changes were not stored: the disk is full."};
+  if (status == ERROR_REGISTRY_CORRUPT) return {ERROR_REGISTRY_CORRUPT, "Nothing was stored. " + Damage()};
+  if (status == ERROR_BUSY) {
+    return {ERROR_BUSY, "Nothing was stored: another program holds the store, and did not let go of it."};
+  }
+  if (status == ERROR_KEY_DELETED) {
+    return {ERROR_KEY_DELETED, "Nothing was stored: the home was replaced or removed meanwhile. Start anew."};
+  }
   return {static_cast<DWORD>(status),
           "The changes were not stored: the registry could not be written (error " + std::to_string(status) +
               ")."};
@@ -420,9 +475,16 @@ Outcome CommitEvent() {
 
 void AbandonEvent() {
   state.in_event = false;
+  state.refused = 0;
   embedded::EndNotes();
   embedded::EndReading();
   embedded::AbandonWriting();
+}
+
+std::string Damage() {
+  if (!embedded::Transaction::damaged) return {};
+  return "The store " + state.environment.file + " is damaged: what it holds can't be trusted. " +
+         embedded::HowToRestore(embedded::HomeFolder());
 }
 
 // A snapshot keeps every page of its state from being used again. That of an event is needed to its end.

@@ -9,11 +9,14 @@
 //   names     key << 32 | hash of the value's name (64 bits) -> sequences of the values with that hash
 //   values    key << 32 | sequence (64 bits) -> ValueHeader, name, data
 //   security  number (64 bits) -> references (32 bits), self-relative descriptor
+// Behind the data of each entry stands a checksum (32 bits) over table, key and data, which those who read it
+// through Transaction do not see.
 // Key 1 is the home; its children are the computers, and their children the roots "MACHINE" and "USER".
 
 #include <lmdb.h>
 
 #include <array>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -49,10 +52,45 @@ struct KeyInfo {
 // The Windows error code of one of LMDB's, or of errno.
 LONG Status(int lmdb);
 
+// The checksum of an entry. It mixes eight bytes at a time: an entry has few, and each reading pays for it.
+inline uint32_t SumOf(Table table, const MDB_val& key, std::string_view data) {
+  constexpr uint64_t kFactor = 0x9E3779B97F4A7C15;
+  uint64_t sum = kFactor * (static_cast<uint64_t>(table) + 1) ^ data.size();
+  // Both halves of a product, so that the upper bits of a word count as the lower ones do.
+  const auto mix = [&sum](uint64_t word) {
+    const __uint128_t product = static_cast<__uint128_t>(sum ^ word) * kFactor;
+    sum = static_cast<uint64_t>(product) ^ static_cast<uint64_t>(product >> 64);
+  };
+  const auto mixAll = [&mix](const char* bytes, size_t size) {
+    uint64_t word = 0;
+    for (; size >= sizeof word; size -= sizeof word, bytes += sizeof word) {
+      std::memcpy(&word, bytes, sizeof word);
+      mix(word);
+    }
+    word = 0;
+    if (size > 0) std::memcpy(&word, bytes, size);
+    mix(word);
+  };
+  mixAll(static_cast<const char*>(key.mv_data), key.mv_size);
+  mixAll(data.data(), data.size());
+  return static_cast<uint32_t>(sum ^ sum >> 32);
+}
+
+// Takes the checksum off the data; false where it is not that of the entry.
+inline bool TakeSum(Table table, const MDB_val& key, MDB_val* data) {
+  uint32_t sum;
+  if (data->mv_size < sizeof sum) return false;
+  data->mv_size -= sizeof sum;
+  const std::string_view bytes(static_cast<const char*>(data->mv_data), data->mv_size);
+  std::memcpy(&sum, bytes.data() + bytes.size(), sizeof sum);
+  return sum == SumOf(table, key, bytes);
+}
+
 // A transaction with one cursor a table. Texts and bytes that it gives live until the next write or its end.
 // The operations give LMDB's codes. Those that an enumeration repeats are inline: they are most of its time.
 class Transaction {
  public:
+  // MDB_CORRUPTED for an entry without its checksum, which is then known as damage (machine::Damage).
   int Get(Table table, MDB_val key, MDB_val* data) { return Move(table, MDB_SET, &key, data); }
   int Move(Table table, MDB_cursor_op how, MDB_val* key, MDB_val* data) {
     m_uses[table] = ++last_use;
@@ -60,9 +98,14 @@ class Transaction {
       const int result = OpenCursor(table);
       if (result != 0) return result;
     }
-    return mdb_cursor_get(m_cursors[table], key, data, how);
+    const int result = mdb_cursor_get(m_cursors[table], key, data, how);
+    if (result != 0 || !sums || TakeSum(table, *key, data)) return result;
+    damaged = true;
+    return MDB_CORRUPTED;
   }
+  // With MDB_RESERVE the caller fills the place that `data` gets, and seals it then.
   int Put(Table table, MDB_val key, MDB_val* data, unsigned flags = 0);
+  static void Seal(Table table, MDB_val key, const MDB_val& data);
   int DeleteHere(Table table);  // The entry at the table's cursor.
   int Delete(Table table, MDB_val key);
 
@@ -80,6 +123,9 @@ class Transaction {
   // Identifiers from this one on were given by the write transaction that is open, if one is.
   static constexpr KeyId kNoneMade = ~KeyId{0};
   static inline KeyId made_from = kNoneMade;
+  // Whether entries carry checksums, and whether one was found that does not fit.
+  static inline bool sums = true;
+  static inline bool damaged = false;
 
   int Load(KeyId id, KeyInfo& info);
   // The record of a key for changing; it is written when another is edited, or at the end. Null with the

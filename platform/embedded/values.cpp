@@ -41,6 +41,7 @@ LONG Write(Transaction& txn, KeyId key, uint32_t sequence, const Value& value) {
   if (!value.name.empty()) std::memcpy(to, value.name.data(), value.name.size());
   to += value.name.size();
   if (!value.data.empty()) std::memcpy(to, value.data.data(), value.data.size());
+  Transaction::Seal(kValues, NumberKey(ValuePlace(key, sequence)), place);
   return ERROR_SUCCESS;
 }
 

@@ -33,12 +33,22 @@ void AbandonEvent() {
 }
 bool InEvent() { return inEvent; }
 bool UndoesEvents() { return false; }
+Outcome HoldStore() { return {}; }
+void SetWaitTeller(WaitTeller) {}
+std::string Damage() { return {}; }
+
+Outcome CheckHome(std::string_view) { return NoEmbeddedComputers(); }
+Outcome BackUpHome(std::string_view, std::string&) { return NoEmbeddedComputers(); }
+Outcome RestoreHome(std::string_view, std::string&) { return NoEmbeddedComputers(); }
 
 void ForEachChange(const std::function<void(const Change& change)>& visit) { pictures::ForEachChange(visit); }
 void KeepPicture(const std::string& computer, const std::string& path) {
   if (inEvent) pictures::Keep(computer, path);
 }
 std::vector<std::string> ChangedByOthers() { return {}; }
+void RememberReads() {}
+void KeepInMind(bool) {}
+std::vector<std::string> ChangedSinceShown() { return {}; }
 void GoIdle() {}
 
 Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }

@@ -14,6 +14,15 @@ using registry_test::Values;
 
 class Compare : public ScratchSettings {
  protected:
+  // What is lost of the store on its way through a file that is written now.
+  void Losses(const CStringList* outward, const CStringList* inward, bool withCredentials,
+              const std::function<void(const SettingsLoss& loss)>& visit) {
+    answer = withCredentials;
+    const CString text = Export(outward);
+    XmlReader reader(MemorySource(text));
+    const char* const paths[] = {kSshd.c_str()};
+    FindLosses(reader, {}, paths, outward, inward, withCredentials, visit);
+  }
   ChangeVisitor Collect() {
     return [this](const SettingsChange& change) {
       const char* const kinds[] = {"added", "changed", "removed", "same"};
@@ -29,7 +38,7 @@ class Compare : public ScratchSettings {
 SettingsSnapshot Snapshot(const CString& text) {
   SettingsSnapshot snapshot;
   XmlReader reader(MemorySource(text));
-  ReadSnapshot(reader, {}, snapshot);
+  EXPECT_FALSE(ReadSnapshot(reader, {}, nullptr, snapshot));
   return snapshot;
 }
 
@@ -96,9 +105,14 @@ TEST_F(Compare, AnExportDoesNotDifferFromItsStore) {
   Set(sshd.get(), "Here", "C:\\Prog\\HOST7", REG_SZ);
   Key("SSHD\\Empty");
   const char* const paths[] = {kSshd.c_str()};
-  const SettingsSnapshot store = SnapshotOfStore(paths, &kOutward, ui);
+  SettingsSnapshot store;
+  EXPECT_FALSE(SnapshotOfStore(paths, &kOutward, ui, store));
   CompareSnapshots(Snapshot(Export(&kOutward)), store, Collect());
   EXPECT_EQ(changes, "same SSHD|Flag\nsame SSHD|Here\n");
+
+  // What can't be read back is told, and not taken for missing.
+  Set(sshd.get(), "Long", CString(9 << 20, 'x'), REG_SZ);
+  EXPECT_EQ(SnapshotOfStore(paths, &kOutward, ui, store).code, DWORD{ERROR_INVALID_DATA});
 }
 
 TEST_F(Compare, LossesAreWhatARoundTripLoses) {
@@ -129,6 +143,7 @@ TEST_F(Compare, LossesAreWhatARoundTripLoses) {
       {"v", 9, "x", "It comes back as REG_SZ."},
       {"v", REG_SZ, "(value not set)", "A value with the text of one that is not set is not written."},
       {"(Default)", REG_SZ, "x", "A value with the name of a default value is not written."},
+      {"(default)", REG_SZ, "x", "It comes back as the default value of its key."},
       {nullptr, REG_SZ, "x", "The default value of a key is not written."},
   };
   const CStringList back = {kOutward[1], kOutward[0], kOutward[3], kOutward[2]};
@@ -136,7 +151,7 @@ TEST_F(Compare, LossesAreWhatARoundTripLoses) {
     const UniqueKey sshd = Key("SSHD");
     Set(sshd.get(), test.name, test.data, test.type);
     CString found;
-    FindLosses(kSshd, &kOutward, &back, false, [&](const SettingsLoss& loss) {
+    Losses(&kOutward, &back, false, [&](const SettingsLoss& loss) {
       EXPECT_EQ(loss.key, kSshd);
       EXPECT_EQ(loss.name, test.name ? test.name : "(Default)");
       found += loss.reason;
@@ -177,10 +192,46 @@ TEST_F(Compare, LossesNameKeysAndCredentials) {
   Set(Key("SSHD\\PAD\\carl").get(), nullptr, seal("carl", "it's"), REG_BINARY);
   for (const bool withCredentials : {false, true}) {
     CString found;
-    FindLosses(kSshd, nullptr, nullptr, withCredentials, [&](const SettingsLoss& loss) {
+    Losses(nullptr, nullptr, withCredentials, [&](const SettingsLoss& loss) {
       found += loss.key.substr(kSshd.size()) + "|" + loss.name + "\n";
     });
     EXPECT_EQ(found,
               withCredentials ? "\\it's|\n\\PAD\\bert|(Default)\n\\PAD\\carl|(Default)\n" : "\\it's|\n");
   }
+}
+
+// An entry that is misread takes others with it: each is told by its own name.
+TEST_F(Compare, LossesAreFoundWhereOneEntrySpoilsAnother) {
+  const auto seal = [](const CString& user) {
+    const std::vector<BYTE> blob = MakeCachedRecord(CString(user.size(), 'p'), "(Default)", user);
+    Set(Key("SSHD\\PAD\\" + user).get(), nullptr, {blob.begin(), blob.end()}, REG_BINARY);
+  };
+  const auto losses = [this] {
+    CString found;
+    const CStringList back = {kOutward[1], kOutward[0], kOutward[3], kOutward[2]};
+    Losses(&kOutward, &back, true, [&](const SettingsLoss& loss) {
+      found += loss.key.substr(std::min(kSshd.size(), loss.key.size())) + "|" + loss.name + "|" +
+               loss.reason + "\n";
+    });
+    return found;
+  };
+  for (const char* user : {"anna", "bert", "carl"}) seal(user);
+  EXPECT_EQ(losses(), "");
+  Set(Key("SSHD\\PAD\\anna").get(), "Comment", "it's a/b", REG_SZ);
+  EXPECT_EQ(losses(),
+            "\\PAD\\anna|Comment|It does not come back.\n"
+            "\\PAD\\bert|(Default)|The credential comes back protected for \"anna\", not for \"bert\".\n"
+            "\\PAD\\carl|(Default)|The credential comes back protected for \"anna\", not for \"carl\".\n");
+  TearDown();
+  seal("HOST7?ann");
+  EXPECT_EQ(losses(),
+            "\\PAD\\HOST7?ann|(Default)|The credential comes back protected for "
+            "\"$(ComputerName)?ann\", not for \"HOST7?ann\".\n");
+  TearDown();
+  Set(Key("SSHD\\sub").get(), "v", "x", REG_SZ);
+  Key("SSHD\\empty's <");
+  Set(Key("SSHD").get(), "Long", CString(9 << 20, 'x'), REG_SZ);
+  EXPECT_NE(losses().find("||An import refuses the whole file. "), CString::npos);
+  EXPECT_NE(losses().find("|Long|Its text is longer than the 8 MiB that are read back."), CString::npos);
+  EXPECT_EQ(losses().find("sub"), CString::npos);
 }

@@ -227,7 +227,18 @@ TEST_F(Engine, EndsAnImportWithAMessage) {
   EXPECT_EQ(Import(Chained("<k name=\"" + longName + "\"><v name=\"b\" value=\"1\"/>")), 0);
   EXPECT_EQ(said.substr(0, said.find('\r')), "couldn't create key " + kSshd + "\\" + longName);
   said.clear();
-  EXPECT_THROW(Import(Chained("<v name=\"n\" value=\"0x1\" type=\"REG_DWORD\"/>")), std::out_of_range);
+  EXPECT_EQ(Import(Chained("<v name=\"n\" value=\"0x1\" type=\"REG_DWORD\"/><v name=\"c\" value=\"1\"/>")),
+            0);
+  EXPECT_EQ(said + Get(Key("SSHD").get(), "c"), "error 2");
+
+  // Three messages of one kind, and one with the number of those that were not shown.
+  CString empty;
+  for (int i = 0; i < 100; ++i) empty += "<v name=\"v\" value=\"1\" type=\"REG_BINARY\"/>";
+  EXPECT_EQ(Import(Chained(empty)), 1);
+  EXPECT_EQ(
+      said,
+      "couldn't set value v\ncouldn't set value v\ncouldn't set value v\ncouldn't set 97 more values\n");
+  said.clear();
 
   CString deep = Chained("");
   for (int i = 0; i < 1'000'000; ++i) deep += "<k name=\"d\">";

@@ -47,9 +47,15 @@ TEST(XmlWriter, TouchesNoFileUntilTheFirstWrite) {
   writer.Write(CString(200'000, 'x'));
   writer.Close();
   EXPECT_EQ(ReadWholeFile(path).size(), 40u + 4 + 200'000);
+  // Its place is taken at the end alone, and by another file than was read before.
+  const auto reader = OpenFileSource(path);
   writer.SetFileName(path);
+  writer.Write("given up");
+  writer.Abandon();
   writer.Write("short");
+  EXPECT_EQ(ReadWholeFile(path).size(), 40u + 4 + 200'000);
   writer.Close();
+  EXPECT_FALSE(writer.GetError());
   EXPECT_EQ(ReadWholeFile(path), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\nshort");
 
   XmlWriter nowhere;
@@ -57,4 +63,10 @@ TEST(XmlWriter, TouchesNoFileUntilTheFirstWrite) {
   EXPECT_EQ(nowhere.Write("x"), 0);
   XmlElement("k").WriteStart(nowhere, 1, true, true);
   EXPECT_EQ(nowhere.indent, 1);
+  // A folder is in the way.
+  CreateDirectoryA((path + ".folder").c_str(), nullptr);
+  FileSink sink;
+  EXPECT_FALSE(sink.Open(path + ".folder"));
+  EXPECT_FALSE(sink.Close());
+  RemoveDirectoryA((path + ".folder").c_str());
 }

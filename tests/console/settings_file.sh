@@ -120,7 +120,7 @@ expect 1 '.' import random.bin
 expect 1 'No such file' import nothing.xml
 expect 2 'No such file' diff nothing.xml
 expect 1 'is a folder' import .
-expect 1 "can't be written: No such file" export nowhere/x.xml
+expect 1 "can't be written: The system cannot find the path" export nowhere/x.xml
 expect 2 'named configuration' --config-server export x.xml
 for command in 'export x.xml' 'import a.xml' 'diff a.xml' restore-defaults; do
   expect 1 'no embedded computer "nowhere"' --computer nowhere $command

@@ -90,11 +90,11 @@ TEST_F(RegistryHome, AStoreThatCannotBeTrustedIsRefusedAndLeftAlone) {
   ASSERT_TRUE(machine::CommitEvent());
   machine::CloseHome();
   const std::string whole = Bytes(good + "/registry/data.mdb");
-  EXPECT_TRUE(embedded::PagesArePresent(good + "/registry/data.mdb"));
+  EXPECT_TRUE(embedded::PagesAreSound(good + "/registry/data.mdb"));
   std::string no_magic = whole;
   no_magic.replace(16, 8, 8, '\0').replace(4096 + 16, 8, 8, '\0');
   std::string other_format = whole;
-  for (size_t at; (at = other_format.find("registry 1")) != std::string::npos;) other_format[at + 9] = '9';
+  for (size_t at; (at = other_format.find("registry 2")) != std::string::npos;) other_format[at + 9] = '9';
   const struct {
     const char* what;
     std::string bytes;
@@ -120,7 +120,7 @@ TEST_F(RegistryHome, AStoreThatCannotBeTrustedIsRefusedAndLeftAlone) {
     EXPECT_NE(CanOpen(HKEY_LOCAL_MACHINE, "Software"), 0) << c.what;
   }
   std::ofstream(Path("short"), std::ios::binary) << whole.substr(0, whole.size() - 4096);
-  EXPECT_FALSE(embedded::PagesArePresent(Path("short")));
+  EXPECT_FALSE(embedded::PagesAreSound(Path("short")));
   ASSERT_TRUE(machine::OpenHome(good));
   EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "299"), std::string(500, 'x'));
 }

@@ -18,7 +18,7 @@ export class Home {
   }
   /** The files that lie in the console's folder for temporary ones. */
   temporaryFiles() {
-    return readdirSync(join(this.folder, 'tmp'), { recursive: true, withFileTypes: true }).filter((entry) => entry.isFile());
+    return readdirSync(join(this.folder, 'tmp'), { recursive: true, withFileTypes: true }).filter((entry) => entry.isFile() && entry.name !== 'lock');
   }
   run(...words) {
     return execFileSync(program, ['--home', join(this.folder, 'home'), ...words], { encoding: 'utf8' });

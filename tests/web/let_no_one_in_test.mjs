@@ -12,10 +12,12 @@ import { Home, patience, serve } from './console.mjs';
 let home;
 let console_;
 let cookie;
+let key;
 let usedAddress;
 
-/** One request with exactly these headers. */
-function ask(path, { method = 'GET', headers = {}, body, port = console_.port, tls = false } = {}) {
+/** One request with exactly these headers, and the page's key once there is one. */
+function ask(path, { method = 'GET', headers: given = {}, body, port = console_.port, tls = false } = {}) {
+  const headers = key && !('X-Marrowen-Key' in given) ? { 'X-Marrowen-Key': key, ...given } : given;
   return new Promise((done, failed) => {
     const request = (tls ? httpsRequest : httpRequest)(
       { host: '127.0.0.1', port, path, method, headers: { Host: `127.0.0.1:${port}`, ...headers }, rejectUnauthorized: false, agent: false },
@@ -43,6 +45,7 @@ function askSocket(headers = {}, { port = console_.port, tls = false } = {}) {
         Host: `127.0.0.1:${port}`,
         Origin: `http${tls ? 's' : ''}://127.0.0.1:${port}`,
         Cookie: cookie,
+        'X-Marrowen-Key': key,
         Connection: 'Upgrade',
         Upgrade: 'websocket',
         'Sec-WebSocket-Version': '13',
@@ -121,12 +124,25 @@ test('the token opens once, becomes a strict cookie and leaves the address', asy
   const way = new URL(usedAddress);
   const first = await ask(way.pathname + way.search);
   assert.equal(first.status, 303);
-  assert.equal(first.headers.location, '/');
+  key = /^\/#key=([0-9a-f]{64})$/.exec(first.headers.location)[1];
   const set = first.headers['set-cookie'][0];
   for (const part of ['HttpOnly', 'SameSite=Strict', 'Path=/']) assert.ok(set.includes(part), set);
   cookie = set.split(';')[0];
   assert.equal((await ask(way.pathname + way.search)).status, 401, 'the same token again');
   assert.equal((await ask('/', { headers: { Cookie: cookie } })).status, 200);
+});
+
+test('the cookie alone, which browsers send to every port, reads and does nothing', async () => {
+  for (const wrong of ['', key.slice(0, -1) + '!', cookie.split('=')[1]]) {
+    const headers = { Cookie: cookie, 'X-Marrowen-Key': wrong };
+    for (const path of ['/api/state', '/api/tree', '/api/files', '/api/download?id=a', `/api/state?key=${wrong}`]) {
+      assert.equal((await ask(path, { headers })).status, 401, path);
+    }
+    const act = { method: 'POST', body: '{"act":"apply"}', headers: { ...headers, Origin: console_.origin } };
+    assert.equal((await ask('/api/act', act)).status, 401);
+    assert.equal((await askSocket(headers)).status, 401);
+  }
+  assert.equal((await ask(`/api/state?key=${key}`, { headers: { Cookie: cookie, 'X-Marrowen-Key': '' } })).status, 200);
 });
 
 test('every request shows the cookie, and names this console as host and origin', async () => {
@@ -171,7 +187,7 @@ test('no response may be framed, sniffed, kept or run foreign script', async () 
 });
 
 test('requests that are too large, too slow or malformed end, and the console goes on', async () => {
-  const start = `GET /api/state HTTP/1.1\r\nHost: 127.0.0.1:${console_.port}\r\nCookie: ${cookie}\r\n`;
+  const start = `GET /api/state HTTP/1.1\r\nHost: 127.0.0.1:${console_.port}\r\nCookie: ${cookie}\r\nX-Marrowen-Key: ${key}\r\n`;
   const many = await raw(start + 'X-A: b\r\n'.repeat(200) + '\r\n');
   assert.doesNotMatch(many.text, /"version"/);
   const large = await raw(start + `X-A: ${'b'.repeat(7000)}\r\n`.repeat(3) + '\r\n');
@@ -299,6 +315,7 @@ test('others reach it over TLS only, unless that is said to be wanted', async ()
     const plain = await ask('/', { port: secure.port }).catch(() => ({ status: 0 }));
     assert.notEqual(plain.status, 200);
     const Cookie = first.headers['set-cookie'][0].split(';')[0];
+    key = first.headers.location.slice('/#key='.length);
     assert.equal((await ask('/api/state', { port: secure.port, tls: true, headers: { Cookie } })).status, 200);
     const { socket } = await askSocket({ Cookie }, { port: secure.port, tls: true });
     assert.match(await next(socket, '"version"'), /"instance"/);

@@ -114,6 +114,19 @@ export const store = {
 /** This tab among those that the console is open in. */
 const tab = Math.random().toString(36).slice(2);
 
+/**
+ * What only this page holds. Cookies know no port, so that any other server on this machine is sent ours; this
+ * came behind the address's "#", which is sent to nobody, and is kept where only this origin's pages read.
+ */
+const key = (() => {
+  const found = /^#key=([0-9a-f]{64})$/.exec(location.hash);
+  if (found) {
+    localStorage.setItem('key', found[1]!);
+    history.replaceState(null, '', location.pathname);
+  }
+  return localStorage.getItem('key') ?? '';
+})();
+
 let toastTimer = 0;
 export function tell(toast: Toast | null) {
   store.toast = toast;
@@ -143,14 +156,16 @@ function download({ id, name }: { id: string; name: string }) {
   if (downloaded === id) return;
   downloaded = id;
   const link = document.createElement('a');
-  link.href = `/api/download?id=${id}`;
+  link.href = `/api/download?id=${id}&key=${key}`;
   link.download = name;
   link.click();
   tell({ text: `${name} goes to this browser's downloads.` });
 }
 
 async function request(path: string, body?: unknown): Promise<Response> {
-  const response = await fetch(path, body === undefined ? {} : { method: 'POST', body: body instanceof Blob ? body : JSON.stringify(body) });
+  const headers = { 'X-Marrowen-Key': key };
+  const sent = body === undefined ? {} : { method: 'POST', body: body instanceof Blob ? body : JSON.stringify(body) };
+  const response = await fetch(path, { headers, ...sent });
   setLine(response.status === 401 ? 'closed' : 'open');
   return response;
 }
@@ -274,7 +289,7 @@ async function send(next: Act): Promise<Reply | null> {
 
 /** Follows the state for ever: other tabs and long work change it too. */
 export function follow() {
-  const socket = new WebSocket(`${location.origin.replace('http', 'ws')}/api/socket`);
+  const socket = new WebSocket(`${location.origin.replace('http', 'ws')}/api/socket?key=${key}`);
   let opened = false;
   let settle = (_: WebSocket | null) => {};
   line = new Promise((done) => (settle = done));

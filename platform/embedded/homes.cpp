@@ -1,0 +1,178 @@
+#include "platform/embedded/homes.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <vector>
+
+#include "platform/embedded/controls.h"
+#include "platform/embedded/environment.h"
+#include "platform/machine.h"
+
+namespace fs = std::filesystem;
+
+namespace embedded {
+namespace {
+
+using machine::Outcome;
+
+constexpr size_t kBackupsKept = 5;
+constexpr std::string_view kBackupStart = "registry-";
+constexpr std::string_view kBackupEnd = ".mdb";
+
+std::string BackupFolder(const std::string& home) { return home + "/backups"; }
+
+// The newest first: their names are the times at which they were made.
+std::vector<std::string> Backups(const std::string& home) {
+  std::vector<std::string> files;
+  std::error_code error;
+  for (fs::directory_iterator it(BackupFolder(home), error), end; !error && it != end; it.increment(error)) {
+    const std::string name = it->path().filename().string();
+    if (name.starts_with(kBackupStart) && name.ends_with(kBackupEnd)) files.push_back(it->path().string());
+  }
+  std::ranges::sort(files, std::greater());
+  return files;
+}
+
+std::string TimeNow() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  tm parts{};
+  gmtime_r(&now.tv_sec, &parts);
+  char text[40] = "";
+  strftime(text, sizeof text, "%Y%m%d-%H%M%S.", &parts);
+  const std::string fraction = std::to_string(1000000 + now.tv_nsec / 1000);
+  return text + fraction.substr(1);
+}
+
+// LMDB opens a file only once in a process: the locks of the first would go with the second.
+std::string HomeNamed(std::string_view home) {
+  if (EnvironmentInUse()) machine::CloseHome();
+  std::error_code error;
+  return fs::weakly_canonical(home.empty() ? DefaultHome() : std::string(home), error).string();
+}
+
+Outcome Failed(const std::string& what, int error) {
+  return {static_cast<DWORD>(Status(error)), what + ": " + std::strerror(error) + "."};
+}
+
+// The folder's store, open, with all its entries looked at.
+Outcome OpenSound(const std::string& folder, Environment& environment) {
+  Outcome outcome = OpenEnvironment(folder, false, environment);
+  if (outcome && !EntriesAreSound(environment)) {
+    outcome = {ERROR_REGISTRY_CORRUPT, "The store " + environment.file + " is damaged."};
+  }
+  return outcome;
+}
+
+bool MakePrivateFolder(const std::string& folder) {
+  return mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST;
+}
+
+// A folder that goes with all that is in it.
+class ScratchFolder {
+ public:
+  explicit ScratchFolder(std::string pattern) : path(std::move(pattern)) {
+    if (mkdtemp(path.data()) == nullptr) path.clear();
+  }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    if (!path.empty()) fs::remove_all(path, ignored);
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+  std::string path;  // Empty where there is none.
+};
+
+// A restored store takes the whole folder's place, locks included: they belong to the old file. What stood
+// there is kept under the name that `kept` gets.
+Outcome Exchange(const std::string& fresh, const std::string& home, std::string& kept) {
+  const std::string place = home + "/registry";
+  std::error_code error;
+  kept = place + ".replaced-" + TimeNow();
+  if (!fs::exists(place, error)) {
+    kept.clear();
+  } else if (rename(place.c_str(), kept.c_str()) != 0) {
+    return Failed("The damaged store can't be moved to " + kept, errno);
+  }
+  if (rename(fresh.c_str(), place.c_str()) == 0) return {};
+  const int code = errno;
+  if (!kept.empty()) rename(kept.c_str(), place.c_str());
+  return Failed("The store can't be put in its place", code);
+}
+
+}  // namespace
+
+std::string HowToRestore(const std::string& home) {
+  const std::vector<std::string> backups = Backups(home);
+  if (backups.empty()) return "There is no backup of it.";
+  return "Restore it with \"marrowen home restore\", from " + backups.front() + ".";
+}
+
+}  // namespace embedded
+
+namespace machine {
+
+using namespace embedded;  // NOLINT: this is the embedded computer's part of the machine
+
+Outcome CheckHome(std::string_view name) {
+  const std::string home = HomeNamed(name);
+  Environment environment;
+  Outcome outcome = OpenSound(home + "/registry", environment);
+  if (outcome.code == ERROR_REGISTRY_CORRUPT) outcome.sentence += " " + HowToRestore(home);
+  return outcome;
+}
+
+Outcome BackUpHome(std::string_view name, std::string& file) {
+  const std::string home = HomeNamed(name);
+  Environment environment;
+  if (Outcome outcome = OpenSound(home + "/registry", environment); !outcome) return outcome;
+  const std::string folder = BackupFolder(home);
+  if (!MakePrivateFolder(folder)) return Failed("The folder " + folder + " can't be made", errno);
+  const ScratchFolder scratch(folder + "/new.XXXXXX");
+  if (scratch.path.empty()) return Failed("The folder " + folder + " can't be written", errno);
+  const int code = mdb_env_copy2(environment.env.get(), scratch.path.c_str(), MDB_CP_COMPACT);
+  if (code != 0) return {static_cast<DWORD>(Status(code)), "The backup can't be written to its end."};
+  if (chmod((scratch.path + "/data.mdb").c_str(), 0600) != 0)
+    return Failed("The backup can't be made private", errno);
+  file = folder + "/" + std::string(kBackupStart) + TimeNow() + std::string(kBackupEnd);
+  if (rename((scratch.path + "/data.mdb").c_str(), file.c_str()) != 0) {
+    return Failed("The backup " + file + " can't be made", errno);
+  }
+  const std::vector<std::string> all = Backups(home);
+  for (size_t i = kBackupsKept; i < all.size(); ++i) unlink(all[i].c_str());
+  return {};
+}
+
+Outcome RestoreHome(std::string_view name, std::string& file) {
+  const std::string home = HomeNamed(name);
+  if (file.empty()) {
+    const std::vector<std::string> all = Backups(home);
+    if (all.empty()) return {ERROR_FILE_NOT_FOUND, "There is no backup of the home " + home + "."};
+    file = all.front();
+  }
+  ScratchFolder fresh(home + "/registry.XXXXXX");
+  if (fresh.path.empty()) return Failed("The home " + home + " can't be written", errno);
+  std::error_code error;
+  if (!fs::copy_file(file, fresh.path + "/data.mdb", error)) {
+    return Failed("The backup " + file + " can't be read", error.value());
+  }
+  fs::permissions(fresh.path + "/data.mdb", fs::perms::owner_read | fs::perms::owner_write, error);
+  {
+    Environment environment;
+    if (Outcome outcome = OpenSound(fresh.path, environment); !outcome) return outcome;
+  }
+  std::string kept;
+  Outcome outcome = Exchange(fresh.path, home, kept);
+  if (outcome) fresh.path.clear();
+  return outcome;
+}
+
+}  // namespace machine
