@@ -3,7 +3,7 @@
 build_packages=(g++ cmake ninja-build liblmdb-dev libhivex-dev libhivex-bin libssl-dev libcli11-dev nlohmann-json3-dev
   libcpp-httplib-dev libwslay-dev)
 test_packages=(ccache googletest libgtest-dev libbenchmark-dev clang clang-format clang-tidy
-  libclang-rt-14-dev libexpat1-dev openssl python3 g++-mingw-w64-x86-64-posix wine wine64 chromium)
+  libclang-rt-14-dev libexpat1-dev openssl openssh-client python3 g++-mingw-w64-x86-64-posix wine wine64 chromium)
 
 # Says what it installs; says and does nothing when nothing is missing.
 install_missing() {

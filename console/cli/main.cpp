@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "console/cli/command.h"
+#include "console/cli/keys.h"
 #include "console/cli/principals.h"
 #include "console/cli/process.h"
 #include "console/cli/rows.h"
@@ -76,6 +77,8 @@ struct CommandLine {
     AddPrincipalCommands(app, settings, add);
     AddRowCommands(app, settings, add);
     AddSettingsFileCommands(app, settings, add);
+    AddKeyCommands(app, settings, add);
+    AddCertificateCommands(app, settings, add);
     AddStoreCommands();
     AddServe();
   }

@@ -30,6 +30,8 @@ std::optional<std::vector<std::string>> TakeSteps(const std::vector<std::string>
       selections.push_back(argument);
     } else if (step == "--fill" || step == "--press") {
       frontEnd.AddAnswer(argument);
+    } else if (step == "--certificate") {
+      frontEnd.AddCertificate(argument);
     } else if (step == "--path") {
       frontEnd.AddPath(argument);
     } else {
@@ -155,7 +157,7 @@ Outcome PressOnce(const Settings& settings, const std::string& node, const std::
   if (prepare) prepare(*command.host, command.frontEnd);
   const auto selections = TakeSteps(steps, command.frontEnd);
   if (!selections) {
-    return Failed("After the button come answers, or --select, --fill, --press and --path with a text each.",
+    return Failed("After the button come answers, or --select, --fill, --press, --path and --certificate with a text each.",
                   Status::WrongUse);
   }
   command.BeginWriting(alone);

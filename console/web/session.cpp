@@ -6,6 +6,7 @@
 
 #include "console/describe.h"
 #include "console/web/acts.h"
+#include "console/web/certificate_dialogs.h"
 #include "console/web/describe_window.h"
 #include "platform/machine.h"
 #include "store/key_security.h"
@@ -279,6 +280,15 @@ std::optional<std::string> Session::PickFolder(std::string_view title, std::stri
   return window.path;
 }
 
+std::optional<size_t> Session::PickCertificate(const std::vector<CertificateView>& all) {
+  CertificatePicker picker(all);
+  return picker.DoModal() == Reply::Ok ? picker.Picked() : std::nullopt;
+}
+
+void Session::ShowCertificate(const CertificateView& certificate) {
+  CertificateWindow(certificate).DoModal();
+}
+
 CDialog* Session::DialogOf(unsigned window) const {
   if (window == m_pageWindow) return m_host.Page();
   for (const ModalWindow* modal : m_windows) {
@@ -353,7 +363,8 @@ std::string Session::Apply(const std::string& node) {
     PageWasShown(true);
     return "Another program has changed " + changed.front() +
            (changed.size() == 1 ? "" : " and " + std::to_string(changed.size() - 1) + " more keys") +
-           " since it was shown here. Nothing was stored, and all edits wait: Cancel shows what is stored now.";
+           " since it was shown here. Nothing was stored, and all edits wait: Cancel shows what is stored "
+           "now.";
   }
   const std::vector<std::string> failures = m_host.FailedSaves();
   if (applied && (failures.empty() || !machine::UndoesEvents())) {

@@ -89,6 +89,8 @@ class Session final : public FrontEnd {
   Reply ShowMessage(std::string_view text, Buttons buttons) override;
   std::optional<std::string> PickFile(const FileRequest& request) override;
   std::optional<std::string> PickFolder(std::string_view title, std::string_view start) override;
+  std::optional<size_t> PickCertificate(const std::vector<CertificateView>& all) override;
+  void ShowCertificate(const CertificateView& certificate) override;
   void OpenDocument(std::string_view link) override { m_opened.emplace_back(link); }
   void ShowHelp(std::string_view topic) override { m_opened.emplace_back(topic); }
   void Beep() override { ++m_beeps; }

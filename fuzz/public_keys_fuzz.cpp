@@ -1,0 +1,22 @@
+// Lines of authorized keys: whatever they hold, a key's bytes come back or nothing does, and written anew as
+// a line they are the same key.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/embedded/public_keys.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string_view line(reinterpret_cast<const char*>(data), size);
+  const auto key = embedded::KeyOfLine(line);
+  if (!key) return 0;
+  const std::string fingerprint = embedded::FingerprintOf(*key);
+  if (!fingerprint.starts_with("SHA256:") || fingerprint.find(" MD5:") == std::string::npos) __builtin_trap();
+  // Options in front, and a comment behind, are not part of the key.
+  std::string_view bare = line;
+  while (!bare.empty() &&
+         (bare.front() == ' ' || bare.front() == '\t' || bare.front() == '\r' || bare.front() == '\n'))
+    bare.remove_prefix(1);
+  if (bare.starts_with("ssh-") && embedded::KeyOfLine("no-pty " + std::string(bare)) != key) __builtin_trap();
+  return 0;
+}
