@@ -148,7 +148,9 @@ class Session final : public FrontEnd {
   // What the shown page held when it was shown, to see whether its node waits for Apply.
   std::uint64_t m_shownValues = 0;
   bool m_shownPending = false;
-  bool m_applied = false;  // in this event
+  bool m_applied = false;       // in this event
+  bool m_waitedBefore = false;  // edits, when the act began
+  bool m_atSheet = true;        // the act
 
   std::unique_ptr<Request> m_act;  // the act that has not settled
   unsigned long m_actNumber = 0;
