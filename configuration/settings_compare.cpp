@@ -294,7 +294,10 @@ void LossWalk::Tree(const CString& path, HKEY key, const CString* entropy, int p
 void LossWalk::Value(const CString& path, const CString& name, DWORD type, std::span<const BYTE> data,
                      const SnapshotValue* back) {
   if (name.empty()) {
-    if (!data.empty()) m_visit({path, CString(kDefaultName), "The default value of a key is not written."});
+    // An empty text reads as one that is missing.
+    const bool isText = type == REG_SZ || type == REG_EXPAND_SZ;
+    const bool saysNothing = data.empty() || (isText && text::UpToZero(TextOf(data)).empty());
+    if (!saysNothing) m_visit({path, CString(kDefaultName), "The default value of a key is not written."});
     return;
   }
   const bool comesBack = back != nullptr && !back->isCredential && !IsDefaultName(name) &&

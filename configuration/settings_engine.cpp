@@ -10,13 +10,10 @@ struct Hive {
   HKEY key;
 };
 
-// The last one as winreg.h defines it; an embedded computer has no such hive.
 const Hive kHives[] = {
-    {"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},
-    {"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
-    {"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
-    {"HKEY_USERS", HKEY_USERS},
-    {"HKEY_CURRENT_CONFIG", reinterpret_cast<HKEY>(static_cast<LONG_PTR>(static_cast<LONG>(0x80000005)))},
+    {"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},     {"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
+    {"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},   {"HKEY_USERS", HKEY_USERS},
+    {"HKEY_CURRENT_CONFIG", HKEY_CURRENT_CONFIG},
 };
 
 CString LocalComputerName() {

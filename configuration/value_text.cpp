@@ -66,7 +66,10 @@ void AppendHex(CString& out, BYTE byte) {
 // "0x" and the bytes from the last to the first.
 template <size_t N>
 CString HexNumber(const std::array<BYTE, N>& littleEndian) {
-  CString text = "0x";
+  // With room for the decimal form, since a file may have millions of numbers.
+  CString text;
+  text.reserve(32);
+  text = "0x";
   for (size_t i = N; i-- > 0;) AppendHex(text, littleEndian[i]);
   return text;
 }

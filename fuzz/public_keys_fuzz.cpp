@@ -12,11 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!key) return 0;
   const std::string fingerprint = embedded::FingerprintOf(*key);
   if (!fingerprint.starts_with("SHA256:") || fingerprint.find(" MD5:") == std::string::npos) __builtin_trap();
-  // Options in front, and a comment behind, are not part of the key.
-  std::string_view bare = line;
-  while (!bare.empty() &&
-         (bare.front() == ' ' || bare.front() == '\t' || bare.front() == '\r' || bare.front() == '\n'))
-    bare.remove_prefix(1);
-  if (bare.starts_with("ssh-") && embedded::KeyOfLine("no-pty " + std::string(bare)) != key) __builtin_trap();
+  // What stands behind it is a comment.
+  if (size < 60000 && embedded::KeyOfLine(std::string(line) + " x") != key) __builtin_trap();
   return 0;
 }

@@ -52,10 +52,10 @@ void SetWaitTeller(WaitTeller teller);
 // long as all is well, and on Windows.
 std::string Damage();
 
-// The home's store; a home that this process has open is closed. A check reads all of it. A backup is a file of its own
-// in the home's folder "backups", of which the newest five are kept, made of a sound store only; `file` gets
-// its path, or gives it. RestoreHome puts a sound backup, the newest one where `file` is empty, in the place
-// of the store, which is kept beside it; processes that have the home open store nothing more.
+// The home's store; a home that this process has open is closed. A check reads all of it. A backup is a file
+// of its own in the home's folder "backups", of which the newest five are kept, made of a sound store only;
+// `file` gets its path, or gives it. RestoreHome puts a sound backup, the newest one where `file` is empty,
+// in the place of the store, which is kept beside it; processes that have the home open store nothing more.
 Outcome CheckHome(std::string_view home);
 Outcome BackUpHome(std::string_view home, std::string& file);
 Outcome RestoreHome(std::string_view home, std::string& file);

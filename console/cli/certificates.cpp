@@ -28,9 +28,11 @@ UniqueCertificateStore Open(const Words& words, const std::string& computer) {
   return words.store == "my" ? OpenMachineStore(computer) : OpenTrustedStore(made);
 }
 
-// Runs with the open store, and keeps what it has done if that was all.
+enum class Keeps : bool { Nothing, Changes };
+
+// Runs with the open store, and keeps what it has done if that was all. To open a store may make its key.
 template <class Work>
-Outcome WithStore(const Settings& settings, const Words& words, Work work) {
+Outcome WithStore(const Settings& settings, const Words& words, Keeps keeps, Work work) {
   const ActingOn computer(settings.host.computer);
   if (!computer.Why().empty()) return Failed(computer.Why());
   if (words.store != "my" && !computer.Name().empty())
@@ -42,7 +44,7 @@ Outcome WithStore(const Settings& settings, const Words& words, Work work) {
     outcome =
         store ? work(store.get()) : Failed("The store can't be opened: " + SystemText(GetLastError()) + ".");
   }
-  if (outcome.status != Status::Done) {
+  if (outcome.status != Status::Done || keeps == Keeps::Nothing) {
     machine::AbandonEvent();
     return outcome;
   }
@@ -86,7 +88,7 @@ Outcome Add(const Settings& settings, const Words& words) {
   if (all.empty())
     return Failed("The file \"" + words.file +
                   "\" holds no certificate, or one behind a password: see --password-file.");
-  return WithStore(settings, words, [&](HCERTSTORE store) {
+  return WithStore(settings, words, Keeps::Changes, [&](HCERTSTORE store) {
     Outcome outcome;
     outcome.data = nlohmann::ordered_json::array();
     for (const std::string& encoded : all) {
@@ -106,7 +108,7 @@ Outcome Add(const Settings& settings, const Words& words) {
 }
 
 Outcome List(const Settings& settings, const Words& words) {
-  return WithStore(settings, words, [](HCERTSTORE store) {
+  return WithStore(settings, words, Keeps::Nothing, [](HCERTSTORE store) {
     Outcome outcome;
     outcome.data = nlohmann::ordered_json::array();
     for (const UniqueCertificate& certificate : CertificatesOf(store)) {
@@ -136,7 +138,7 @@ UniqueCertificate Find(HCERTSTORE store, const std::string& thumbprint, std::str
 }
 
 Outcome Show(const Settings& settings, const Words& words) {
-  return WithStore(settings, words, [&words](HCERTSTORE store) {
+  return WithStore(settings, words, Keeps::Nothing, [&words](HCERTSTORE store) {
     std::string why;
     const UniqueCertificate certificate = Find(store, words.thumbprint, why);
     if (!certificate) return Failed(why);
@@ -153,7 +155,7 @@ Outcome Show(const Settings& settings, const Words& words) {
 }
 
 Outcome Remove(const Settings& settings, const Words& words) {
-  return WithStore(settings, words, [&words](HCERTSTORE store) {
+  return WithStore(settings, words, Keeps::Changes, [&words](HCERTSTORE store) {
     std::string why;
     UniqueCertificate certificate = Find(store, words.thumbprint, why);
     if (!certificate) return Failed(why);

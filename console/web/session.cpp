@@ -120,6 +120,8 @@ void Session::NextAct() {
     m_refusal.clear();
     const unsigned long number = ++m_actNumber;
     m_host.BeginEvent();
+    m_waitedBefore = m_host.HasUnsavedChanges();
+    m_atSheet = act.window == 0;
     m_waited = act.window == 0 ? std::nullopt : std::optional(m_host.Waiting());
     std::string refusal = DoSafely(act);
     // Where the act has opened a dialog it is answered already, and another one may wait by now.
@@ -160,7 +162,8 @@ void Session::Settle() {
   m_stop = false;
   m_notice = Notice();
   if (machine::InEvent()) {
-    machine::KeepInMind(m_host.HasUnsavedChanges());
+    // Edits that begin as a page is shown begin with what this event has read.
+    machine::KeepInMind(m_host.HasUnsavedChanges() && (m_waitedBefore || !m_atSheet));
     if (const machine::Outcome written = machine::CommitEvent(); !written) {
       m_refusal = written.sentence;
       m_applied ? m_host.TakeBackApply() : m_host.FollowStore();

@@ -152,6 +152,8 @@ class Session final : public FrontEnd {
   std::uint64_t m_shownValues = 0;
   bool m_shownPending = false;
   bool m_applied = false;                          // in this event
+  bool m_waitedBefore = false;                     // edits, when the act began
+  bool m_atSheet = true;                           // the act
   std::optional<std::vector<std::string>> m_told;  // by message boxes while pages are applied
 
   std::unique_ptr<Request> m_act;  // the act that has not settled

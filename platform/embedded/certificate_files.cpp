@@ -4,6 +4,7 @@
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
 #include <openssl/pkcs7.h>
+#include <openssl/provider.h>
 #include <openssl/x509.h>
 
 #include <memory>
@@ -52,18 +53,29 @@ void AddOf(const Pkcs12& container, const std::string& password, std::vector<std
   sk_X509_pop_free(others, X509_free);
 }
 
+// Nobody is asked for the password of an encrypted text.
+int Refuse(char*, int, int, void*) { return -1; }
+
+// Containers of older programs are encrypted as OpenSSL does no more by itself.
+void LoadOldCiphers() {
+  static const bool loaded =
+      OSSL_PROVIDER_load(nullptr, "default") != nullptr && OSSL_PROVIDER_load(nullptr, "legacy") != nullptr;
+  static_cast<void>(loaded);
+}
+
 }  // namespace
 
 std::vector<std::string> CertificatesIn(std::string_view bytes, const std::string& password) {
   std::vector<std::string> all;
   if (bytes.empty() || bytes.size() > kLargest) return all;
   const Bio text = Over(bytes);
-  while (const Certificate certificate{PEM_read_bio_X509(text.get(), nullptr, nullptr, nullptr), X509_free})
+  while (const Certificate certificate{PEM_read_bio_X509(text.get(), nullptr, Refuse, nullptr), X509_free})
     Add(certificate.get(), all);
   if (all.empty())
-    AddOf(Pkcs7(PEM_read_bio_PKCS7(Over(bytes).get(), nullptr, nullptr, nullptr), PKCS7_free), all);
+    AddOf(Pkcs7(PEM_read_bio_PKCS7(Over(bytes).get(), nullptr, Refuse, nullptr), PKCS7_free), all);
   if (all.empty()) Add(Certificate(d2i_X509_bio(Over(bytes).get(), nullptr), X509_free).get(), all);
   if (all.empty()) AddOf(Pkcs7(d2i_PKCS7_bio(Over(bytes).get(), nullptr), PKCS7_free), all);
+  if (all.empty()) LoadOldCiphers();
   if (all.empty()) AddOf(Pkcs12(d2i_PKCS12_bio(Over(bytes).get(), nullptr), PKCS12_free), password, all);
   ERR_clear_error();
   return all;

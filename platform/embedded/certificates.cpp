@@ -90,9 +90,9 @@ std::unique_ptr<Context> Parse(std::string encoded) {
   const unsigned char* const end = at + context->encoded.size();
   context->parsed.reset(d2i_X509(nullptr, &at, static_cast<long>(context->encoded.size())));
   if (!context->parsed || at != end) return nullptr;
-  context->info = {static_cast<DWORD>(X509_get_version(context->parsed.get())),
-                   FileTimeOf(X509_get0_notBefore(context->parsed.get())),
-                   FileTimeOf(X509_get0_notAfter(context->parsed.get()))};
+  context->info.dwVersion = static_cast<DWORD>(X509_get_version(context->parsed.get()));
+  context->info.NotBefore = FileTimeOf(X509_get0_notBefore(context->parsed.get()));
+  context->info.NotAfter = FileTimeOf(X509_get0_notAfter(context->parsed.get()));
   context->properties[CERT_SHA1_HASH_PROP_ID] = Sha1(context->encoded);
   static_cast<CERT_CONTEXT&>(*context) = {X509_ASN_ENCODING, reinterpret_cast<BYTE*>(context->encoded.data()),
                                           static_cast<DWORD>(context->encoded.size()), &context->info,
@@ -150,7 +150,7 @@ LONG OpenOf(const Store& store, const std::string& thumbprint, HKEY* key) {
   return RegOpenKeyExA(store.key, (std::string(kCertificates) + "\\" + thumbprint).c_str(), 0, KEY_READ, key);
 }
 
-// The certificate under this name; null for a broken one.
+// The certificate under this name; null for a broken one, and for one that stands under another's name.
 std::unique_ptr<Context> Read(Store& store, const std::string& thumbprint) {
   HKEY key = nullptr;
   if (OpenOf(store, thumbprint, &key) != ERROR_SUCCESS) return nullptr;
@@ -165,7 +165,7 @@ std::unique_ptr<Context> Read(Store& store, const std::string& thumbprint) {
   }
   RegCloseKey(key);
   std::unique_ptr<Context> context = FromBlob(blob);
-  if (!context) return nullptr;
+  if (!context || !text::EqualNoCase(ThumbprintOf(*context), thumbprint)) return nullptr;
   context->hCertStore = &store;
   ++store.references;
   return context;

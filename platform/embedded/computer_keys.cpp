@@ -54,6 +54,8 @@ constexpr std::string_view kSkeleton[] = {
     "MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Print",
     "MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Print\\Monitors",
     kLocalPort,
+    "MACHINE\\SYSTEM\\CurrentControlSet\\Hardware Profiles",
+    "MACHINE\\SYSTEM\\CurrentControlSet\\Hardware Profiles\\Current",
     "MACHINE\\SYSTEM\\CurrentControlSet\\Services",
 };
 

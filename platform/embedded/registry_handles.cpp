@@ -26,9 +26,13 @@ struct Pool {
 
 constinit Pool pool;
 
-// Below the computer that the process stands on.
-constexpr const char* kPredefined[] = {"\\MACHINE\\SOFTWARE\\Classes", "\\USER\\.DEFAULT", "\\MACHINE",
-                                       "\\USER"};
+// Below the computer that the process stands on; null for a number that is no key of the registry.
+constexpr const char* kPredefined[] = {"\\MACHINE\\SOFTWARE\\Classes",
+                                       "\\USER\\.DEFAULT",
+                                       "\\MACHINE",
+                                       "\\USER",
+                                       nullptr,
+                                       "\\MACHINE\\SYSTEM\\CurrentControlSet\\Hardware Profiles\\Current"};
 std::unique_ptr<Key> predefined[std::size(kPredefined)];
 
 // A handle holds the slot's number in steps of four, as handles of Windows do, and above it the use.
@@ -64,7 +68,8 @@ constexpr uintptr_t kFirstPredefined = static_cast<uintptr_t>(static_cast<LONG>(
 }  // namespace
 
 bool IsPredefined(HKEY handle) {
-  return reinterpret_cast<uintptr_t>(handle) - kFirstPredefined < std::size(kPredefined);
+  const uintptr_t which = reinterpret_cast<uintptr_t>(handle) - kFirstPredefined;
+  return which < std::size(kPredefined) && kPredefined[which] != nullptr;
 }
 
 HKEY Publish(std::unique_ptr<Key> key) {

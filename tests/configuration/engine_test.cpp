@@ -351,6 +351,28 @@ TEST_F(Engine, CachedCredentialsTravelByPermission) {
             "Keys");
 }
 
+// What lies under PAD and is no record goes out as it stands: a number without data, and a record that names
+// an impossible length.
+TEST_F(Engine, OddRecordsGoOutAsTheyStand) {
+  Set(Key("SSHD\\PAD\\dora").get(), nullptr, "", REG_QWORD);
+  DATA_BLOB clear{};
+  DATA_BLOB key{4, reinterpret_cast<BYTE*>(const_cast<char*>("emil"))};
+  DATA_BLOB sealed{};
+  std::string record(268, '\xFF');
+  clear = {static_cast<DWORD>(record.size()), reinterpret_cast<BYTE*>(record.data())};
+  ASSERT_TRUE(CryptProtectData(&clear, nullptr, &key, nullptr, nullptr, CRYPTPROTECT_LOCAL_MACHINE, &sealed));
+  const std::string blob(reinterpret_cast<const char*>(sealed.pbData), sealed.cbData);
+  LocalFree(sealed.pbData);
+  Set(Key("SSHD\\PAD\\emil").get(), nullptr, blob, REG_BINARY);
+  answer = true;
+  const CString text = Export();
+  EXPECT_NE(text.find("<v name=\"(Default)\" value=\"(value not set)\" type=\"REG_QWORD\"/>"), CString::npos)
+      << text;
+  EXPECT_NE(text.find("value=\"" +
+                      FormatRegValue(REG_BINARY, {reinterpret_cast<const BYTE*>(blob.data()), blob.size()})),
+            CString::npos);
+}
+
 // Progress is told every fifty keys, those of the chain included.
 TEST_F(Engine, AnImportTellsHowFarItHasCome) {
   CString keys;

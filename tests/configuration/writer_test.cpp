@@ -47,8 +47,7 @@ TEST(XmlWriter, TouchesNoFileUntilTheFirstWrite) {
   writer.Write(CString(200'000, 'x'));
   writer.Close();
   EXPECT_EQ(ReadWholeFile(path).size(), 40u + 4 + 200'000);
-  // Its place is taken at the end alone, and by another file than was read before.
-  const auto reader = OpenFileSource(path);
+  // Its place is taken at the end alone.
   writer.SetFileName(path);
   writer.Write("given up");
   writer.Abandon();

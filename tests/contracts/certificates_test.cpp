@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/certificate_files.h"
 #include "store/registry_object.h"
 #include "tests/support/scratch_home.h"
 
@@ -89,4 +90,14 @@ TEST_F(Certificates, AreNothingElse) {
   ASSERT_TRUE(key.CreateKey((CString(kStoreKey) + "\\Certificates\\" + CString(40, 'A')).c_str()));
   key.SetBinaryValue("Blob", CString("\x20\0\0\0\1\0\0\0\xFF\xFF\xFF\x7F", 12), REG_BINARY);
   EXPECT_TRUE(CertificatesOf(OpenScratch().get()).empty());
+}
+
+TEST_F(Certificates, ComeOutOfFilesWithoutAQuestion) {
+  const CString bytes = BytesOfHex(kCertificateOfAnna);
+  EXPECT_EQ(CertificatesIn(bytes), std::vector<std::string>{bytes});
+  for (const char* bad : {"", "x",
+                          "-----BEGIN CERTIFICATE-----\nProc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC,"
+                          "00112233445566778899AABBCCDDEEFF\n\nAAAA\n-----END CERTIFICATE-----\n"}) {
+    EXPECT_TRUE(CertificatesIn(bad).empty()) << bad;
+  }
 }

@@ -26,13 +26,16 @@ class Home:
         self.home = os.path.join(self.folder, 'home')
         self.store = os.path.join(self.home, 'registry', 'data.mdb')
         os.mkdir(os.path.join(self.folder, 'tmp'))
+        self.started = []
         self.environment = dict(os.environ, MARROWEN_HOME=self.home, TMPDIR=os.path.join(self.folder, 'tmp'))
 
     def start(self, *words, **more):
         more.setdefault('stdout', subprocess.PIPE)
         more.setdefault('stderr', subprocess.PIPE)
         more.setdefault('stdin', subprocess.DEVNULL)
-        return subprocess.Popen([self.program, *words], env=self.environment, cwd=self.folder, **more)
+        child = subprocess.Popen([self.program, *words], env=self.environment, cwd=self.folder, **more)
+        self.started.append(child)
+        return child
 
     def run(self, *words, **more):
         more.setdefault('stdin', None if 'input' in more else subprocess.DEVNULL)
@@ -71,6 +74,10 @@ class Home:
         return found
 
     def remove(self):
+        for child in self.started:
+            if child.poll() is None:
+                child.kill()
+                child.wait()
         shutil.rmtree(self.folder, ignore_errors=True)
 
 

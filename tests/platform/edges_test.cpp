@@ -11,6 +11,7 @@
 #include <fstream>
 
 #include "configuration/byte_stream.h"
+#include "configuration/settings_export.h"
 #include "platform/embedded/controls.h"
 #include "platform/embedded/store.h"
 #include "platform/machine.h"
@@ -303,4 +304,27 @@ TEST_F(Edges, AWriterThatWaitsSaysForWhomAndCanGiveUp) {
   EXPECT_TRUE(machine::CommitEvent());
   close(ready[0]);
   close(ready[1]);
+}
+
+// What can't be read is told, and not left out in silence; what is not there is no failure.
+TEST_F(Edges, AnExportTellsWhatItCannotRead) {
+  EngineCallbacks ui;
+  CString told;
+  ui.unreadable = [&told](const CString& key, LSTATUS status) {
+    told += key + " " + std::to_string(status) + "\n";
+  };
+  const auto exported = [&](const char* path) {
+    XmlStringWriter writer;
+    ExportRegistryKey(writer, false, path, nullptr, ui);
+    return std::exchange(told, {});
+  };
+  Write(kChild, "v", "x");
+  const CString server = CString("HKEY_LOCAL_MACHINE\\") + kServer;
+  EXPECT_EQ(exported(server.c_str()), "");
+  EXPECT_EQ(exported("HKEY_LOCAL_MACHINE\\Software\\Nothing"), "");
+  machine::Caller reader;
+  reader.limit = KEY_QUERY_VALUE;
+  machine::SetCaller(reader);
+  EXPECT_EQ(exported(server.c_str()), server + " 5\n");
+  machine::SetCaller({});
 }

@@ -300,12 +300,12 @@ test('others reach it over TLS only, unless that is said to be wanted', async ()
   const refused = spawnSync(process.env.MARROWEN, words(), { encoding: 'utf8', timeout: patience });
   assert.equal(refused.status, 1);
   assert.match(refused.stderr, /--tls-cert/);
-  const key = join(home.folder, 'key.pem');
+  const keyFile = join(home.folder, 'key.pem');
   const certificate = join(home.folder, 'certificate.pem');
-  execFileSync('openssl', ['req', '-x509', '-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:P-256', '-nodes', '-days', '2', '-subj', '/CN=localhost', '-keyout', key, '-out', certificate], { stdio: 'ignore' });
-  const unfit = spawnSync(process.env.MARROWEN, words('--tls-cert', key, '--tls-key', key), { encoding: 'utf8', timeout: patience });
+  execFileSync('openssl', ['req', '-x509', '-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:P-256', '-nodes', '-days', '2', '-subj', '/CN=localhost', '-keyout', keyFile, '-out', certificate], { stdio: 'ignore' });
+  const unfit = spawnSync(process.env.MARROWEN, words('--tls-cert', keyFile, '--tls-key', keyFile), { encoding: 'utf8', timeout: patience });
   assert.equal(unfit.status, 1);
-  const secure = await serve(home, ['--tls-cert', certificate, '--tls-key', key]);
+  const secure = await serve(home, ['--tls-cert', certificate, '--tls-key', keyFile]);
   try {
     assert.match(secure.address, /^https:/);
     const way = new URL(secure.address);

@@ -84,25 +84,25 @@ test('an import tells how far it has come, and leaves the settings as they were 
   await page.evaluate(() => (location.hash = '#/Configuration%20Management'));
   const dialog = page.locator('dialog[open]').last();
   const press = (name) => dialog.getByRole('button', { name, exact: true }).click();
-  for (const unit of ['settings', 'keys', 'all']) {
+  for (const stage of ['preview', 'import', 'all']) {
     await page.getByRole('button', { name: 'Import Settings', exact: true }).click();
     await press('Yes');
     const chooser = page.waitForEvent('filechooser');
     await press('Upload');
     await (await chooser).setFiles(file);
-    if (unit !== 'settings') {
+    if (stage !== 'preview') {
       await dialog.getByText(`The import adds ${4 * count}`).waitFor();
       await press('Import');
     }
-    if (unit !== 'all') {
-      await atWork(unit);
+    if (stage !== 'all') {
+      await atWork('keys');
       await page.keyboard.press('Enter');
     }
-    await dialog.getByText(unit === 'all' ? 'Settings from many.xml imported.' : /^Unable to Import settings\. /).waitFor();
+    await dialog.getByText(stage === 'all' ? 'Settings from many.xml imported.' : /^Unable to Import settings\. /).waitFor();
     await press('OK');
     await dialog.waitFor({ state: 'detached' });
     const stored = home.value('SSHD\\Users\\new0', 'Shell');
-    assert.equal(stored?.replace('\0', ''), unit === 'all' ? 'no' : undefined, unit);
+    assert.equal(stored?.replace('\0', ''), stage === 'all' ? 'no' : undefined, stage);
     assert.deepEqual(home.temporaryFiles(), []);
   }
 });

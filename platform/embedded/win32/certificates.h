@@ -29,11 +29,39 @@ using CRYPT_INTEGER_BLOB = DATA_BLOB;
 #define CRYPT_E_NOT_FOUND static_cast<LONG>(0x80092004)
 #define CRYPT_E_BAD_ENCODE static_cast<LONG>(0x80092002)
 
-// Of the certificate's fields those that are used here.
+struct CRYPT_BIT_BLOB {
+  DWORD cbData;
+  BYTE* pbData;
+  DWORD cUnusedBits;
+};
+struct CRYPT_ALGORITHM_IDENTIFIER {
+  LPSTR pszObjId;
+  DATA_BLOB Parameters;
+};
+struct CERT_PUBLIC_KEY_INFO {
+  CRYPT_ALGORITHM_IDENTIFIER Algorithm;
+  CRYPT_BIT_BLOB PublicKey;
+};
+struct CERT_EXTENSION {
+  LPSTR pszObjId;
+  BOOL fCritical;
+  DATA_BLOB Value;
+};
+
+// The version and the two times are filled in; nothing here asks for the others.
 struct CERT_INFO {
   DWORD dwVersion;
+  CRYPT_INTEGER_BLOB SerialNumber;
+  CRYPT_ALGORITHM_IDENTIFIER SignatureAlgorithm;
+  DATA_BLOB Issuer;
   FILETIME NotBefore;
   FILETIME NotAfter;
+  DATA_BLOB Subject;
+  CERT_PUBLIC_KEY_INFO SubjectPublicKeyInfo;
+  CRYPT_BIT_BLOB IssuerUniqueId;
+  CRYPT_BIT_BLOB SubjectUniqueId;
+  DWORD cExtension;
+  CERT_EXTENSION* rgExtension;
 };
 using PCERT_INFO = CERT_INFO*;
 

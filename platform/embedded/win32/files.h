@@ -36,8 +36,8 @@ using LPOVERLAPPED = OVERLAPPED*;
 // the process's default. A new file (CREATE_NEW) with FILE_ATTRIBUTE_TEMPORARY has no name until
 // SetFileInformationByHandle gives it one, so that nobody finds it and nothing is left of it, however the
 // process ends; but that one which is killed while it takes the place of another file may leave it beside,
-// until the next is made there. Where the file system knows no such files it has its name, which goes with its handle, and
-// with the process where RemoveTemporaryFiles is called at its end.
+// until the next is made there. Where the file system knows no such files it has its name, which goes with
+// its handle, and with the process where RemoveTemporaryFiles is called at its end.
 // `/dev/stdin`, `/dev/stdout`, `/dev/stderr` and `/dev/fd/N` are the process's own open files as they stand.
 HANDLE WINAPI CreateFileA(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes,
                           DWORD disposition, DWORD flags, HANDLE pattern);
