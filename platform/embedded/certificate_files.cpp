@@ -56,11 +56,25 @@ void AddOf(const Pkcs12& container, const std::string& password, std::vector<std
 // Nobody is asked for the password of an encrypted text.
 int Refuse(char*, int, int, void*) { return -1; }
 
-// Containers of older programs are encrypted as OpenSSL does no more by itself.
-void LoadOldCiphers() {
-  static const bool loaded =
-      OSSL_PROVIDER_load(nullptr, "default") != nullptr && OSSL_PROVIDER_load(nullptr, "legacy") != nullptr;
-  static_cast<void>(loaded);
+struct LibraryFreer {
+  void operator()(OSSL_LIB_CTX* library) const { OSSL_LIB_CTX_free(library); }
+};
+struct ProviderUnloader {
+  void operator()(OSSL_PROVIDER* provider) const { OSSL_PROVIDER_unload(provider); }
+};
+using Library = std::unique_ptr<OSSL_LIB_CTX, LibraryFreer>;
+using Provider = std::unique_ptr<OSSL_PROVIDER, ProviderUnloader>;
+
+// Containers of older programs are encrypted as OpenSSL does no more by itself. What is loaded for them goes
+// again: the rest of the program has the ciphers of today.
+void AddOfContainer(std::string_view bytes, const std::string& password, std::vector<std::string>& all) {
+  const Library library(OSSL_LIB_CTX_new());
+  const Provider today(OSSL_PROVIDER_load(library.get(), "default"));
+  const Provider old(OSSL_PROVIDER_load(library.get(), "legacy"));
+  PKCS12* container = PKCS12_init_ex(NID_pkcs7_data, library.get(), nullptr);
+  const bool read = d2i_PKCS12_bio(Over(bytes).get(), &container) != nullptr;
+  const Pkcs12 held(container, PKCS12_free);  // null where a failure has freed it
+  if (read) AddOf(held, password, all);
 }
 
 }  // namespace
@@ -75,8 +89,7 @@ std::vector<std::string> CertificatesIn(std::string_view bytes, const std::strin
     AddOf(Pkcs7(PEM_read_bio_PKCS7(Over(bytes).get(), nullptr, Refuse, nullptr), PKCS7_free), all);
   if (all.empty()) Add(Certificate(d2i_X509_bio(Over(bytes).get(), nullptr), X509_free).get(), all);
   if (all.empty()) AddOf(Pkcs7(d2i_PKCS7_bio(Over(bytes).get(), nullptr), PKCS7_free), all);
-  if (all.empty()) LoadOldCiphers();
-  if (all.empty()) AddOf(Pkcs12(d2i_PKCS12_bio(Over(bytes).get(), nullptr), PKCS12_free), password, all);
+  if (all.empty()) AddOfContainer(bytes, password, all);
   ERR_clear_error();
   return all;
 }
