@@ -27,8 +27,8 @@ def main():
         with open(folder + "/settings.xml", encoding="utf-8", newline="") as file:
             text = file.read().replace("\r\n", "\n")
     # The installation's own values are no defaults, and neither is the order of the groups, without which
-    # those that there are would be lost.
-    print(re.sub(r' *<v name="(Path|HelpFile|Order)" .*\n', "", text), end="")
+    # those that there are would be lost. Bytes that are none would come back from the file as one.
+    print(re.sub(r' *<v name="(Path|HelpFile|Order|X509HostCert)" .*\n', "", text), end="")
 
 
 if __name__ == "__main__":

@@ -157,8 +157,10 @@ Outcome PressOnce(const Settings& settings, const std::string& node, const std::
   if (prepare) prepare(*command.host, command.frontEnd);
   const auto selections = TakeSteps(steps, command.frontEnd);
   if (!selections) {
-    return Failed("After the button come answers, or --select, --fill, --press, --path and --certificate with a text each.",
-                  Status::WrongUse);
+    return Failed(
+        "After the button come answers, or --select, --fill, --press, --path and --certificate with a text "
+        "each.",
+        Status::WrongUse);
   }
   command.BeginWriting(alone);
   if (!command.Select(node)) return Failed(command.why);

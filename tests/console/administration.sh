@@ -3,24 +3,13 @@
 # and the way back for an administrator whom the access list shuts out.
 # administration.sh PROGRAM
 set -u
+here=$(dirname "$(readlink -f "$0")")
 program=$(readlink -f "$1")
 home=$(mktemp -d)
 trap 'rm -rf "$home"' EXIT
 export MARROWEN_HOME=$home/home
-failures=0
 
-# expect STATUS PATTERN ARGS...: runs the program; its exit status must be STATUS and its output match PATTERN.
-expect() {
-  local status=$1 pattern=$2 output code
-  shift 2
-  output=$("$program" "$@" 2>&1 </dev/null)
-  code=$?
-  if [ "$code" -ne "$status" ] || ! grep -qzP -- "$pattern" <<<"$output"; then
-    printf 'FAILED: marrowen %s\n  status %s, wanted %s; wanted output like: %s\n%s\n' "$*" "$code" "$status" "$pattern" "$output"
-    failures=$((failures + 1))
-  fi
-}
-fail() { echo "FAILED: $1"; failures=$((failures + 1)); }
+source "$here/expect.sh"
 
 key='HKLM\Software\TesselWorks\SSHD'
 page='Configuration Management'

@@ -2,24 +2,14 @@
 # Host keys, authorized keys and certificates at the command line, with ssh-keygen and openssl as judges.
 # keys.sh PROGRAM
 set -u
+here=$(dirname "$(readlink -f "$0")")
 program=$(readlink -f "$1")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit
 export MARROWEN_HOME=$work/home
-failures=0
 
-# expect STATUS PATTERN ARGS...: runs the program; its exit status must be STATUS and its output match PATTERN.
-expect() {
-  local status=$1 pattern=$2 output code
-  shift 2
-  output=$("$program" "$@" 2>&1 </dev/null)
-  code=$?
-  if [ "$code" -ne "$status" ] || ! grep -qzP -- "$pattern" <<<"$output"; then
-    printf 'FAILED: marrowen %s\n  status %s, wanted %s; wanted output like: %s\n%s\n' "$*" "$code" "$status" "$pattern" "$output"
-    failures=$((failures + 1))
-  fi
-}
+source "$here/expect.sh"
 fingerprint() { ssh-keygen -lf "$1" | cut -d' ' -f2; }
 
 page='General Settings::Host Key'

@@ -2,23 +2,13 @@
 # Users, groups and address ranges at the command line: what is listed, what the tree shows, how it exits.
 # principals.sh PROGRAM
 set -u
+here=$(dirname "$(readlink -f "$0")")
 program=$(readlink -f "$1")
 home=$(mktemp -d)
 trap 'rm -rf "$home"' EXIT
 export MARROWEN_HOME=$home
-failures=0
 
-# expect STATUS PATTERN ARGS...: runs the program; its exit status must be STATUS and its output match PATTERN.
-expect() {
-  local status=$1 pattern=$2 output code
-  shift 2
-  output=$("$program" "$@" 2>&1 <<<"${input-}")
-  code=$?
-  if [ "$code" -ne "$status" ] || ! grep -qzP -- "$pattern" <<<"$output"; then
-    printf 'FAILED: marrowen %s\n  status %s, wanted %s; wanted output like: %s\n%s\n' "$*" "$code" "$status" "$pattern" "$output"
-    failures=$((failures + 1))
-  fi
-}
+source "$here/expect.sh"
 
 expect 0 '' set "Users::Default" 'Home Directory=D:\home'
 expect 0 '^\s*$' user copy Default 'CORP\alice'

@@ -2,23 +2,13 @@
 # Rows of tables at the command line: what is added, changed and removed, and what is refused.
 # rows.sh PROGRAM
 set -u
+here=$(dirname "$(readlink -f "$0")")
 program=$(readlink -f "$1")
 home=$(mktemp -d)
 trap 'rm -rf "$home"' EXIT
 export MARROWEN_HOME=$home
-failures=0
 
-# expect STATUS PATTERN ARGS...: runs the program; its exit status must be STATUS and its output match PATTERN.
-expect() {
-  local status=$1 pattern=$2 output code
-  shift 2
-  output=$("$program" "$@" 2>&1 </dev/null)
-  code=$?
-  if [ "$code" -ne "$status" ] || ! grep -qzP -- "$pattern" <<<"$output"; then
-    printf 'FAILED: marrowen %s\n  status %s, wanted %s; wanted output like: %s\n%s\n' "$*" "$code" "$status" "$pattern" "$output"
-    failures=$((failures + 1))
-  fi
-}
+source "$here/expect.sh"
 
 # rows NODE ROWS: the rows that the page shows, as text.
 rows() {

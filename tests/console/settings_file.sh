@@ -2,27 +2,15 @@
 # Settings files at the command line: out, back, compared, and what is refused.
 # settings_file.sh PROGRAM
 set -u
+here=$(dirname "$(readlink -f "$0")")
 program=$(readlink -f "$1")
 tree=$(readlink -f "$(dirname "$0")/../..")
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 export MARROWEN_HOME=$folder/home COMPUTERNAME=BUILDER7
-failures=0
 cd "$folder" || exit 1
 
-fail() { echo "FAILED: $*"; failures=$((failures + 1)); }
-
-# expect STATUS PATTERN ARGS...: runs the program; its exit status must be STATUS and its output match PATTERN.
-expect() {
-  local status=$1 pattern=$2 output code
-  shift 2
-  output=$("$program" "$@" 2>&1 </dev/null)
-  code=$?
-  if [ "$code" -ne "$status" ] || ! grep -qzP -- "$pattern" <<<"$output"; then
-    fail "marrowen $*"
-    printf '  status %s, wanted %s; wanted output like: %s\n%s\n' "$code" "$status" "$pattern" "$output"
-  fi
-}
+source "$here/expect.sh"
 
 page="General Settings::Compression"
 server='HKEY_LOCAL_MACHINE\Software\TesselWorks\SSHD'

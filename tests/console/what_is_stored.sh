@@ -2,26 +2,14 @@
 # What commands tell of the store: what was stored of each edit and how, what was not and why, what else changed.
 # what_is_stored.sh PROGRAM
 set -u
+here=$(dirname "$(readlink -f "$0")")
 program=$(readlink -f "$1")
 home=$(mktemp -d)
 trap 'rm -rf "$home"' EXIT
 export MARROWEN_HOME=$home/store
-failures=0
 server='HKLM\Software\TesselWorks\SSHD'
 
-fail() { echo "FAILED: $*"; failures=$((failures + 1)); }
-
-# expect STATUS PATTERN ARGS...: runs the program; its exit status must be STATUS and its output match PATTERN.
-expect() {
-  local status=$1 pattern=$2 output code
-  shift 2
-  output=$("$program" "$@" 2>&1 <<<"${input-}")
-  code=$?
-  if [ "$code" -ne "$status" ] || ! grep -qzP -- "$pattern" <<<"$output"; then
-    fail "marrowen $*"
-    printf '  status %s, wanted %s; wanted output like: %s\n%s\n' "$code" "$status" "$pattern" "$output"
-  fi
-}
+source "$here/expect.sh"
 
 # script STATUS PATTERN LINES: the same for the lines of a script.
 script() { input=$3 expect "$1" "$2" run -; }
