@@ -120,7 +120,7 @@ void Session::NextAct() {
     m_refusal.clear();
     const unsigned long number = ++m_actNumber;
     m_host.BeginEvent();
-    m_waitedBefore = m_host.HasUnsavedChanges();
+    m_waitedBefore = EditsWait();
     m_atSheet = act.window == 0;
     m_waited = act.window == 0 ? std::nullopt : std::optional(m_host.Waiting());
     std::string refusal = DoSafely(act);
@@ -163,7 +163,7 @@ void Session::Settle() {
   m_notice = Notice();
   if (machine::InEvent()) {
     // Edits that begin as a page is shown begin with what this event has read.
-    machine::KeepInMind(m_host.HasUnsavedChanges() && (m_waitedBefore || !m_atSheet));
+    machine::KeepInMind(EditsWait() && (m_waitedBefore || !m_atSheet));
     if (const machine::Outcome written = machine::CommitEvent(); !written) {
       m_refusal = written.sentence;
       m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
@@ -485,6 +485,9 @@ bool Session::NodeWaits() const {
   if (page == nullptr || !page->IsModified()) return false;
   return m_shownPending || ValuesStamp(*page) != m_shownValues;
 }
+
+// What a person can see of them: pages keep some for principals that have gone.
+bool Session::EditsWait() const { return m_host.Sheet().IsModified() || !Marks().empty(); }
 
 std::vector<std::string> Session::Marks() const {
   std::vector<std::string> marks;

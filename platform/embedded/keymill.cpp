@@ -224,13 +224,13 @@ std::optional<std::string> ReadSmallFile(const std::string& path) {
   std::optional<std::string> bytes;
   if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) &&
       static_cast<size_t>(status.st_size) <= kLargestFile) {
-    bytes.emplace(kLargestFile, '\0');
+    std::string read_so_far(kLargestFile, '\0');
     size_t size = 0;
     ssize_t got = 0;
-    while (size < bytes->size() && (got = read(file, bytes->data() + size, bytes->size() - size)) > 0)
+    while (size < kLargestFile && (got = read(file, &read_so_far[size], kLargestFile - size)) > 0)
       size += static_cast<size_t>(got);
-    bytes->resize(size);
-    if (got < 0) bytes.reset();
+    read_so_far.resize(size);
+    if (got >= 0) bytes = std::move(read_so_far);
   }
   close(file);
   return bytes;

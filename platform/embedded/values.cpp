@@ -54,7 +54,7 @@ LONG WriteSequences(Transaction& txn, uint64_t place, std::string_view sequences
 
 LONG FindValue(Transaction& txn, KeyId key, std::string_view name, Value& value) {
   MDB_val sequences{};
-  uint32_t sequence;
+  uint32_t sequence = 0;
   return Seek(txn, NamePlace(key, name), name, &sequences, &sequence, value);
 }
 
