@@ -78,7 +78,7 @@ LONG PutValue(Transaction& txn, KeyId key, std::string_view name, DWORD type, st
   LONG status = EditKey(txn, key, record);
   if (status != 0) return status;
   MDB_val sequences{};
-  uint32_t sequence;
+  uint32_t sequence = 0;
   Value old;
   const uint64_t place = NamePlace(key, name);
   NoteValue(place);
@@ -104,7 +104,7 @@ LONG RemoveValue(Transaction& txn, KeyId key, std::string_view name) {
   LONG status = EditKey(txn, key, record);
   if (status != 0) return status;
   MDB_val sequences{};
-  uint32_t sequence;
+  uint32_t sequence = 0;
   Value old;
   const uint64_t place = NamePlace(key, name);
   status = Seek(txn, place, name, &sequences, &sequence, old);
