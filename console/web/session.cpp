@@ -486,8 +486,8 @@ bool Session::NodeWaits() const {
   return m_shownPending || ValuesStamp(*page) != m_shownValues;
 }
 
-// What a person can see of them: pages keep some for principals that have gone.
-bool Session::EditsWait() const { return m_host.Sheet().IsModified() || !Marks().empty(); }
+// As a person sees it by Apply: pages keep edits for principals that have gone, too.
+bool Session::EditsWait() const { return m_host.Sheet().IsModified(); }
 
 std::vector<std::string> Session::Marks() const {
   std::vector<std::string> marks;
