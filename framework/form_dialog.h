@@ -8,6 +8,9 @@
 
 #include "framework/form.h"
 
+// The record of a dialog whose rows edit none.
+struct NoFields {};
+
 // `Dialog` is the concrete class, which holds `static const std::span<const Row> kControls`.
 template <class Dialog, class RecordType>
 class FormDialog : public CDialog {

@@ -233,10 +233,16 @@ Outcome Export(const Settings& settings, const Words& words) {
   std::error_code ignored;
   if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored))
     return Failed("\"" + path + "\" is no file.");
-  fs::remove(path, ignored);
   keys.frontEnd.AddPath(path);
   keys.page->Export();
-  if (!fs::is_regular_file(path, ignored)) return Failed("The file \"" + path + "\" can't be written.");
+  // The page tells nothing of a file that it could not write, or not to its end.
+  std::ifstream written(path, std::ios::binary);
+  const std::string lines((std::istreambuf_iterator<char>(written)), {});
+  for (const AuthorizedKeyEntry& entry : shown) {
+    if (KeyPage::IsOf(entry, words.user) &&
+        lines.find(text::Replaced(entry.keyText, "\n", "\r\n")) == std::string::npos)
+      return Failed("The file \"" + path + "\" can't be written.");
+  }
   Outcome outcome;
   outcome.text = std::to_string(count) + (count == 1 ? " key" : " keys") + " written to " + path + ".\n";
   outcome.data = {{"file", path}, {"keys", count}};

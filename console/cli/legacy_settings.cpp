@@ -1,6 +1,7 @@
 #include "console/cli/legacy_settings.h"
 
 #include <filesystem>
+#include <map>
 
 #include "console/describe.h"
 
@@ -24,34 +25,40 @@ void FailIfTold(Outcome& outcome) {
   outcome.messages.clear();
 }
 
-// The file and those that the page writes beside it, as far as they are there.
-std::vector<std::string> FilesOf(const fs::path& file) {
-  std::vector<std::string> files;
+// The file and those that the page may write beside it, and when each was written; none for one that is not
+// there.
+std::map<fs::path, fs::file_time_type> FilesOf(const fs::path& file) {
+  std::map<fs::path, fs::file_time_type> files;
   const fs::path base = file.parent_path() / file.stem();
   std::error_code ignored;
   for (const fs::path& one :
        {file, fs::path(base.string() + "_inetd.tcfg"), fs::path(base.string() + "_sftp.tcfg")}) {
-    if (fs::is_regular_file(one, ignored)) files.push_back(one.string());
+    if (fs::is_regular_file(one, ignored)) files[one] = fs::last_write_time(one, ignored);
   }
   return files;
 }
 
 }  // namespace
 
-Outcome ExportLegacy(const Settings& settings, const std::string& file) {
+Outcome ExportLegacy(const Settings& settings, const std::string& name) {
   if (auto failed = WhyNot(settings)) return *failed;
-  fs::path path = fs::absolute(file);
+  fs::path path = fs::absolute(name);
   std::error_code ignored;
   if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored))
     return Failed("\"" + path.string() + "\" is no file: a hive can be written into files alone.");
   // The page looks for a "." in the whole path, and cuts it there for the files beside this one.
   if (!path.has_extension()) path += ".tcfg";
+  const std::map<fs::path, fs::file_time_type> before = FilesOf(path);
   const auto finish = [](Outcome& outcome, const CDialog&) { FailIfTold(outcome); };
   Outcome outcome =
       WithoutText(PressButton(settings, kPage, "Export Legacy Settings", {"--path", path.string()}, finish));
   if (outcome.status != Status::Done) return outcome;
-  const std::vector<std::string> files = FilesOf(path);
-  if (files.empty()) return Failed("The file \"" + path.string() + "\" is not there.");
+  std::vector<std::string> files;
+  for (const auto& [file, time] : FilesOf(path)) {
+    const auto old = before.find(file);
+    if (old == before.end() || old->second != time) files.push_back(file.string());
+  }
+  if (files.empty()) return Failed("The file \"" + path.string() + "\" was not written.");
   outcome.text = "Settings saved in " + AllOf(files) + ".\n";
   outcome.data = {{"files", files}};
   return outcome;

@@ -120,7 +120,7 @@ void Session::NextAct() {
     m_refusal.clear();
     const unsigned long number = ++m_actNumber;
     m_host.BeginEvent();
-    m_waitedBefore = EditsWait();
+    m_waitedBefore = m_host.Sheet().IsModified();
     m_atSheet = act.window == 0;
     m_waited = act.window == 0 ? std::nullopt : std::optional(m_host.Waiting());
     std::string refusal = DoSafely(act);
@@ -162,8 +162,9 @@ void Session::Settle() {
   m_stop = false;
   m_notice = Notice();
   if (machine::InEvent()) {
-    // Edits that begin as a page is shown begin with what this event has read.
-    machine::KeepInMind(EditsWait() && (m_waitedBefore || !m_atSheet));
+    // Edits that begin as a page is shown begin with what this event has read. Apply says whether there are
+    // any: pages keep some for principals that have gone, too.
+    machine::KeepInMind(m_host.Sheet().IsModified() && (m_waitedBefore || !m_atSheet));
     if (const machine::Outcome written = machine::CommitEvent(); !written) {
       m_refusal = written.sentence;
       m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
@@ -485,9 +486,6 @@ bool Session::NodeWaits() const {
   if (page == nullptr || !page->IsModified()) return false;
   return m_shownPending || ValuesStamp(*page) != m_shownValues;
 }
-
-// As a person sees it by Apply: pages keep edits for principals that have gone, too.
-bool Session::EditsWait() const { return m_host.Sheet().IsModified(); }
 
 std::vector<std::string> Session::Marks() const {
   std::vector<std::string> marks;

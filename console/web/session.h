@@ -137,7 +137,6 @@ class Session final : public FrontEnd {
   void EditEnded(const std::string& shownBefore);
   bool NodeWaits() const;
   std::vector<std::string> Marks() const;
-  bool EditsWait() const;
 
   Host& m_host;
   Setup m_setup;

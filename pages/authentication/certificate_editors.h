@@ -29,8 +29,6 @@ class CDlgEditEKU final : public FormDialog<CDlgEditEKU, AcceptedUsages> {
   bool OnInitDialog() override;
 };
 
-struct NoFields {};
-
 class CDlgEditTrust final : public FormDialog<CDlgEditTrust, NoFields> {
  public:
   CDlgEditTrust() : FormDialog("Dialog") {}

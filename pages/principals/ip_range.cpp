@@ -8,8 +8,6 @@
 
 namespace {
 
-struct NoFields {};
-
 class CDlgAddIPList final : public FormDialog<CDlgAddIPList, NoFields> {
  public:
   CDlgAddIPList() : FormDialog("Add IP Address") {}

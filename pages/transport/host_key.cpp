@@ -83,37 +83,23 @@ constexpr const char* kFilter = "Key Files (*.pub)|*.pub|All Files (*.*)|*.*||";
 constexpr Enabling kAtClicks = Enabling::Changed;
 
 // Boxes govern their groups from a click on: a page that is shown leaves all open.
-constexpr Row kControls[] = {
-    C::Group("DSA"),
-    C::CheckBox<&R::useDsa>("Use DSA host key"),
-    C::Edit<&R::dsaFile>("DSA File:")
-        .EnabledBy<&R::useDsa>(kAtClicks)
-        .On<&CPrpHostKey::FollowFile<&R::dsaFile>>()
-        .OnLeave<&CPrpHostKey::FollowFile<&R::dsaFile>>(),
-    C::Button("Browse").EnabledBy<&R::useDsa>(kAtClicks).On<&CPrpHostKey::Browse<&R::dsaFile>>(),
-    C::Button("Generate").EnabledBy<&R::useDsa>(kAtClicks).On<&CPrpHostKey::Generate<&R::dsaFile>>(),
-    C::Edit<&R::dsaFingerprint>("Fingerprint:").ReadOnly().EnabledBy<&R::useDsa>(kAtClicks),
-    C::EndGroup(),
-    C::Group("RSA"),
-    C::CheckBox<&R::useRsa>("Use RSA host key"),
-    C::Edit<&R::rsaFile>("RSA File:")
-        .EnabledBy<&R::useRsa>(kAtClicks)
-        .On<&CPrpHostKey::FollowFile<&R::rsaFile>>()
-        .OnLeave<&CPrpHostKey::FollowFile<&R::rsaFile>>(),
-    C::Button("Browse").EnabledBy<&R::useRsa>(kAtClicks).On<&CPrpHostKey::Browse<&R::rsaFile>>(),
-    C::Button("Generate").EnabledBy<&R::useRsa>(kAtClicks).On<&CPrpHostKey::Generate<&R::rsaFile>>(),
-    C::Edit<&R::rsaFingerprint>("Fingerprint:").ReadOnly().EnabledBy<&R::useRsa>(kAtClicks),
-    C::EndGroup(),
-    C::Group("SSH1"),
-    C::CheckBox<&R::useSsh1>("Use SSH1 host key"),
-    C::Edit<&R::ssh1File>("File: ")
-        .EnabledBy<&R::useSsh1>(kAtClicks)
-        .On<&CPrpHostKey::FollowFile<&R::ssh1File>>()
-        .OnLeave<&CPrpHostKey::FollowFile<&R::ssh1File>>(),
-    C::Button("Browse").EnabledBy<&R::useSsh1>(kAtClicks).On<&CPrpHostKey::Browse<&R::ssh1File>>(),
-    C::Button("Generate").EnabledBy<&R::useSsh1>(kAtClicks).On<&CPrpHostKey::Generate<&R::ssh1File>>(),
-    C::Edit<&R::ssh1Fingerprint>("Fingerprint:").ReadOnly().EnabledBy<&R::useSsh1>(kAtClicks),
-    C::EndGroup(),
+template <CString R::*File, CString R::*Fingerprint, bool R::*Use>
+constexpr std::array<Row, 7> KeyRows(std::string_view group, std::string_view box, std::string_view file) {
+  return {
+      C::Group(group),
+      C::CheckBox<Use>(box),
+      C::Edit<File>(file)
+          .template EnabledBy<Use>(kAtClicks)
+          .template On<&CPrpHostKey::FollowFile<File>>()
+          .template OnLeave<&CPrpHostKey::FollowFile<File>>(),
+      C::Button("Browse").EnabledBy<Use>(kAtClicks).template On<&CPrpHostKey::Browse<File>>(),
+      C::Button("Generate").EnabledBy<Use>(kAtClicks).template On<&CPrpHostKey::Generate<File>>(),
+      C::Edit<Fingerprint>("Fingerprint:").ReadOnly().template EnabledBy<Use>(kAtClicks),
+      C::EndGroup(),
+  };
+}
+
+constexpr std::array<Row, 10> kCertificateRows = {
     C::Group("X.509"),
     C::CheckBox<&R::useX509>("Use X.509 host key"),
     C::Edit<&R::x509Name>("X.509 certificate:").ReadOnly().EnabledBy<&R::useX509>(kAtClicks),
@@ -126,6 +112,12 @@ constexpr Row kControls[] = {
     C::CheckBox<&R::use2009Draft>("Use 2009 draft standard").Hidden().EnabledBy<&R::useX509>(kAtClicks),
     C::EndGroup(),
 };
+
+constexpr auto kControls = Joined(
+    Joined(KeyRows<&R::dsaFile, &R::dsaFingerprint, &R::useDsa>("DSA", "Use DSA host key", "DSA File:"),
+           KeyRows<&R::rsaFile, &R::rsaFingerprint, &R::useRsa>("RSA", "Use RSA host key", "RSA File:")),
+    Joined(KeyRows<&R::ssh1File, &R::ssh1Fingerprint, &R::useSsh1>("SSH1", "Use SSH1 host key", "File: "),
+           kCertificateRows));
 
 constexpr Value kValues[] = {
     V::Text<&R::dsaFile>("SSH2HostFile").FailedIsAbsent(),

@@ -23,6 +23,7 @@
 namespace keymill {
 namespace {
 
+using embedded::Base64;
 using embedded::LengthAndBytes;
 using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
 using Context = std::unique_ptr<EVP_PKEY_CTX, decltype(&EVP_PKEY_CTX_free)>;
@@ -111,15 +112,6 @@ std::string PublicBytes(const Key& key) {
   if (EVP_PKEY_is_a(key.get(), "DSA") != 1) return {};
   return LengthAndBytes("ssh-dss") + Mpint(key, OSSL_PKEY_PARAM_FFC_P) + Mpint(key, OSSL_PKEY_PARAM_FFC_Q) +
          Mpint(key, OSSL_PKEY_PARAM_FFC_G) + Mpint(key, OSSL_PKEY_PARAM_PUB_KEY);
-}
-
-std::string Base64(std::string_view bytes) {
-  std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
-  const int size =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  text.resize(static_cast<size_t>(size));
-  return text;
 }
 
 std::string PublicLine(const Key& key, const std::string& comment) {

@@ -111,6 +111,15 @@ std::string Digest(const EVP_MD* algorithm, std::string_view bytes) {
 
 }  // namespace
 
+std::string Base64(std::string_view bytes) {
+  std::string text(4 * ((bytes.size() + 2) / 3) + 1, '\0');
+  const int size =
+      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                      reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
+  text.resize(static_cast<size_t>(size));
+  return text;
+}
+
 std::string LengthAndBytes(std::string_view bytes) {
   std::string text;
   for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(bytes.size() >> shift & 0xFF);
@@ -119,11 +128,7 @@ std::string LengthAndBytes(std::string_view bytes) {
 
 std::string FingerprintOf(std::string_view bytes) {
   const std::string sha256 = Digest(EVP_sha256(), bytes);
-  std::string base64(4 * ((sha256.size() + 2) / 3) + 1, '\0');
-  const int size =
-      EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()),
-                      reinterpret_cast<const unsigned char*>(sha256.data()), static_cast<int>(sha256.size()));
-  base64.resize(static_cast<size_t>(size));
+  std::string base64 = Base64(sha256);
   base64.resize(base64.find_last_not_of('=') + 1);
   std::string text = "SHA256:" + base64 + " MD5";
   constexpr char kDigits[] = "0123456789abcdef";

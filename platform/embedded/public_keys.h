@@ -15,6 +15,8 @@ std::string FingerprintOf(std::string_view bytes);
 // [COMMENT]", for which they are modulus and exponent. Nothing for any other line.
 std::optional<std::string> KeyOfLine(std::string_view line);
 
+std::string Base64(std::string_view bytes);
+
 // As strings and numbers stand in a key's bytes.
 std::string LengthAndBytes(std::string_view bytes);
 
