@@ -368,3 +368,28 @@ TEST_F(PrintMonitor, AsksForTheFoldersThatCount) {
   Apply();
   EXPECT_EQ(asked.size(), 1u);
 }
+
+TEST_F(PrintMonitor, RestartsTheSpoolerOnceForAllNodes) {
+  for (const char* node : {"a::Print Monitor", "b::Print Monitor"}) {
+    driver.Show(page, node);
+    driver.Put("Record Print Jobs to Event Log", "on");
+  }
+  int asked = 0;
+  driver.frontEnd.standingAnswer = [&](std::string_view) -> std::optional<std::string> {
+    ++asked;
+    return "Yes";
+  };
+  Apply();
+  EXPECT_EQ(asked, 1);
+  // A person who says no is asked again at the next save.
+  driver.frontEnd.standingAnswer = [&](std::string_view) -> std::optional<std::string> {
+    ++asked;
+    return "No";
+  };
+  for (const char* node : {"a::Print Monitor", "b::Print Monitor"}) {
+    driver.Show(page, node);
+    driver.Put("Record Print Jobs to Event Log", "off");
+  }
+  Apply();
+  EXPECT_EQ(asked, 3);
+}
