@@ -118,8 +118,11 @@ TEST_F(HostKeys, ShowTheFingerprintOfWhatTheirEditNames) {
   driver.frontEnd.AddPath("C:\\keys\\a.pub\\host");
   driver.Press("Browse");
   EXPECT_EQ(driver.Value("DSA File:"), "C:\\keys\\a");
+  driver.frontEnd.AddPath("C:\\keys.pub\\b.old");
   driver.Press("Browse");
-  EXPECT_EQ(driver.Value("DSA File:"), "C:\\keys\\a");
+  EXPECT_EQ(driver.Value("DSA File:"), "C:\\keys.pub\\b");
+  driver.Press("Browse");
+  EXPECT_EQ(driver.Value("DSA File:"), "C:\\keys.pub\\b");
 }
 
 TEST_F(HostKeys, AreGeneratedInADialog) {
