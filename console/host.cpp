@@ -186,12 +186,26 @@ int Host::ConfirmAndImport(const CString& product, const CString& file, const En
   return confirmImport(file, open) ? ImportForProduct(product, file, ui, open) : ERROR_CANCELLED;
 }
 
+std::string Host::WhyNoPage(std::string_view path) const {
+  const std::string root(path.substr(0, path.find("::")));
+  const std::vector<std::string>& roots = m_tree->Roots();
+  const bool known = !m_options.configServerMode ||
+                     std::any_of(roots.begin(), roots.end(),
+                                 [&root](const auto& one) { return text::EqualNoCase(one, root); });
+  const std::vector<std::string> near = known ? m_tree->Nearest(path) : NearestNames(root, roots);
+  const std::string meant = near.empty() ? "" : "; did you mean " + OneOf(near) + "?";
+  if (!known) {
+    return "There is no configuration \"" + root + "\", by which a page's path begins here" +
+           (near.empty() ? ". \"marrowen config list\" lists them." : meant);
+  }
+  return "There is no page \"" + std::string(path) + "\"" +
+         (near.empty() ? ". \"marrowen tree\" lists the pages." : meant);
+}
+
 bool Host::Select(std::string_view path, std::string& why) {
   const std::optional<TreeNode> node = m_tree->Find(path);
   if (!node) {
-    const std::vector<std::string> near = m_tree->Nearest(path);
-    why = "There is no node \"" + std::string(path) + "\"" +
-          (near.empty() ? "." : "; did you mean " + OneOf(near) + "?");
+    why = WhyNoPage(path);
     return false;
   }
   if (!m_sheet.LeaveActivePage()) {

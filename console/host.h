@@ -86,6 +86,7 @@ class Host {
   std::function<bool(const std::string& file, const SourceOpener& open)> confirmImport;
 
  private:
+  std::string WhyNoPage(std::string_view path) const;
   explicit Host(const Options& options);
   void TakePages(std::vector<std::string> roots);
   void ReadPrincipals();

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "console/cli/keys.h"
+#include "console/cli/wrong_use.h"
 #include "console/computer.h"
 #include "platform/certificate_files.h"
 #include "platform/machine.h"
@@ -180,7 +181,7 @@ void AddCertificateCommands(CLI::App& app, const Settings& settings, const AddCo
         add(*group, name, help, [&settings, words, work] { return work(settings, *words); });
     made->add_option("--store", words->store,
                      "my, the machine's own; or trusted, those that clients' are checked with")
-        ->check(CLI::IsMember({"my", "trusted"}));
+        ->check(OneOfWords({"my", "trusted"}));
     return made;
   };
   CLI::App* one =

@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 
@@ -8,6 +10,8 @@
 #include "console/cli/process.h"
 #include "console/cli/rows.h"
 #include "console/cli/settings_file.h"
+#include "console/cli/terminal.h"
+#include "console/cli/wrong_use.h"
 #include "platform/machine.h"
 #ifndef _WIN32
 #include "console/web/serve.h"
@@ -37,6 +41,35 @@ Outcome ServeBrowser(const Settings& settings, const ServeArguments& arguments) 
                   arguments.insecure, arguments.open, arguments.names, arguments.files});
   return why.empty() ? Outcome{} : Failed(why);
 #endif
+}
+
+// Before anything is served; empty where nothing speaks against it.
+Outcome WhyNotServed(const ServeArguments& arguments) {
+  if (arguments.certificate.empty() != arguments.key.empty())
+    return Failed("\"--tls-cert\" and \"--tls-key\" go together: one of them is missing.", Status::WrongUse);
+  std::error_code ignored;
+  for (const std::string& folder : arguments.files) {
+    if (!std::filesystem::is_directory(folder, ignored))
+      return Failed("The folder \"" + folder + "\" can't be shown: there is no such folder.");
+  }
+  return {};
+}
+
+// Says so first: from here on it goes on until it is ended.
+Outcome Serve(const Settings& settings, const ServeArguments& arguments) {
+  if (Outcome why = WhyNotServed(arguments); why.status != Status::Done) return why;
+  std::cerr
+      << "marrowen: Serving the settings to a browser, until Ctrl+C. \"marrowen help\" lists the commands."
+      << std::endl;
+  return ServeBrowser(settings, arguments);
+}
+
+// A script that has forgotten the command would wait for ever.
+Outcome ServeUnasked(const Settings& settings, const ServeArguments& arguments) {
+  if (!settings.json && OutputGoesToTerminal()) return Serve(settings, arguments);
+  return Failed(
+      "A command is missing. \"marrowen help\" lists them; \"marrowen serve\" is the console in the browser.",
+      Status::WrongUse);
 }
 
 // The options and commands; the callback of the one that was given leaves its work in `run`.
@@ -81,15 +114,31 @@ struct CommandLine {
     AddCertificateCommands(app, settings, add);
     AddStoreCommands();
     AddServe();
+    AddHelp();
+    CallThemCommands(app);
+    RefuseEmptyTexts(app);
+  }
+
+  void AddHelp() {
+    app.set_version_flag("--version", MARROWEN_VERSION);
+    app.get_option("--version")->description("Print the version");
+    CLI::App* command = Add(app, "help", "The commands, or one of them", [this] { return Help(app, words); });
+    command->callback([this] {
+      run = [this] { return Help(app, words); };
+      opensHome = false;
+    });
+    command->add_option("COMMAND", words, "For example: user add");
   }
 
   // The console in the browser, which is also what comes without a command.
   void AddServe() {
-    run = [this] { return ServeBrowser(settings, serve); };
+    run = [this] { return ServeUnasked(settings, serve); };
     opensHome = false;
     CLI::App* command = app.add_subcommand("serve", "The console in the browser");
+    command->callback([this] { run = [this] { return Serve(settings, serve); }; });
     command->add_option("--listen", serve.listen, "Where browsers reach it; port 0 takes a free one")
-        ->type_name("ADDRESS:PORT");
+        ->type_name("ADDRESS:PORT")
+        ->check(AddressAndPort());
     command->add_option("--tls-cert", serve.certificate, "The certificate chain, PEM")->type_name("FILE");
     command->add_option("--tls-key", serve.key, "Its key, PEM")->type_name("FILE");
     command->add_flag("--insecure", serve.insecure, "Let others reach it without TLS");
@@ -162,7 +211,7 @@ struct CommandLine {
     }
     CLI::App* report = Add(app, "report", "Write a report of connections into a folder",
                            [this] { return WriteReport(settings, format, text); });
-    report->add_option("--format", format)->check(CLI::IsMember({"text", "html"}));
+    report->add_option("--format", format)->check(OneOfWords({"text", "html"}));
     report->add_option("DIR", text)->required();
     const auto named = [this](const std::string& word, const std::string& help,
                               Outcome (*work)(const Settings&, const std::string&, const std::string&)) {
@@ -223,14 +272,25 @@ struct CommandLine {
   }
 };
 
+// The parser ends by an error where help or the version is asked for, too.
+Outcome NothingToRun(CLI::App& app, const CLI::ParseError& error) {
+  if (dynamic_cast<const CLI::CallForHelp*>(&error) != nullptr) return Help(app, GivenWords(app));
+  if (dynamic_cast<const CLI::CallForVersion*>(&error) == nullptr) return WrongUse(app, error);
+  Outcome outcome;
+  outcome.text = "marrowen " MARROWEN_VERSION "\n";
+  outcome.data = {{"version", MARROWEN_VERSION}};
+  return outcome;
+}
+
 int Main(int argc, char** argv) {
   CommandLine line;
   try {
     line.app.parse(argc, argv);
-  } catch (const CLI::CallForHelp& help) {
-    return line.app.exit(help);
   } catch (const CLI::ParseError& error) {
-    return Print(line.settings, Failed(error.what(), Status::WrongUse));
+    // It may stand behind what can't be understood.
+    line.settings.json =
+        line.settings.json || std::find(argv, argv + argc, std::string("--json")) != argv + argc;
+    return Print(line.settings, NothingToRun(line.app, error));
   }
   if (const CLI::App* press = line.app.get_subcommand("press"); press->parsed())
     line.words = press->remaining();

@@ -124,6 +124,7 @@ using namespace embedded;  // NOLINT: this is the embedded computer's part of th
 
 Outcome CheckHome(std::string_view name) {
   const std::string home = HomeNamed(name);
+  if (home.empty()) return NoHome();
   Environment environment;
   Outcome outcome = OpenSound(home + "/registry", environment);
   if (outcome.code == ERROR_REGISTRY_CORRUPT) outcome.sentence += " " + HowToRestore(home);
@@ -132,6 +133,7 @@ Outcome CheckHome(std::string_view name) {
 
 Outcome BackUpHome(std::string_view name, std::string& file) {
   const std::string home = HomeNamed(name);
+  if (home.empty()) return NoHome();
   Environment environment;
   if (Outcome outcome = OpenSound(home + "/registry", environment); !outcome) return outcome;
   const std::string folder = BackupFolder(home);
@@ -153,6 +155,7 @@ Outcome BackUpHome(std::string_view name, std::string& file) {
 
 Outcome RestoreHome(std::string_view name, std::string& file) {
   const std::string home = HomeNamed(name);
+  if (home.empty()) return NoHome();
   if (file.empty()) {
     const std::vector<std::string> all = Backups(home);
     if (all.empty()) return {ERROR_FILE_NOT_FOUND, "There is no backup of the home " + home + "."};

@@ -1,9 +1,11 @@
 #include "platform/machine.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -36,6 +38,15 @@ std::string& ChosenHome() {
   return home;
 }
 
+// Empty where the account has none.
+std::string FolderOfAccount() {
+  passwd entry{};
+  passwd* found = nullptr;
+  std::array<char, 4096> texts{};
+  getpwuid_r(geteuid(), &entry, texts.data(), texts.size(), &found);
+  return found == nullptr ? "" : found->pw_dir;
+}
+
 }  // namespace
 
 std::string DefaultHome() {
@@ -45,7 +56,15 @@ std::string DefaultHome() {
   };
   if (std::string home = variable("MARROWEN_HOME"); !home.empty()) return home;
   if (const std::string data = variable("XDG_DATA_HOME"); !data.empty()) return data + "/marrowen";
-  return variable("HOME") + "/.local/share/marrowen";
+  std::string own = variable("HOME");
+  if (own.empty()) own = FolderOfAccount();
+  return own.empty() ? "" : own + "/.local/share/marrowen";
+}
+
+Outcome NoHome() {
+  return {
+      ERROR_PATH_NOT_FOUND,
+      "There is no folder for the settings: neither HOME nor the account names one. Name it by \"--home\"."};
 }
 
 namespace {
@@ -215,6 +234,7 @@ using namespace embedded;  // NOLINT: this is the embedded computer's part of th
 Outcome OpenHome(std::string_view home) {
   std::error_code error;
   std::string wanted = home.empty() ? DefaultHome() : std::string(home);
+  if (wanted.empty()) return NoHome();
   if (EnvironmentInUse()) {
     if (fs::weakly_canonical(wanted, error).string() == OpenedHome()) return {};
     if (InEvent()) return {ERROR_BUSY, "Another home cannot be opened within an event."};
@@ -243,7 +263,7 @@ Outcome AddComputer(std::string_view name) {
   LONG status = write.status;
   if (status == 0 && FindComputer(*write.txn, name, &key) == 0) {
     write.Finish(ERROR_ALREADY_EXISTS);
-    return {ERROR_ALREADY_EXISTS, "There is a computer " + std::string(name) + " already."};
+    return {ERROR_ALREADY_EXISTS, "There is a computer \"" + std::string(name) + "\" already."};
   }
   if (status == 0) status = MakeComputer(*write.txn, name);
   if (status == 0) status = InstallFiles(ComputerFolder(name));
@@ -260,7 +280,7 @@ Outcome StandOn(std::string_view name) {
     KeyId key = 0;
     const LONG status = read.status != 0 ? read.status : FindComputer(*read.txn, name, &key);
     if (status == ERROR_FILE_NOT_FOUND) {
-      return {ERROR_BAD_NETPATH, "There is no computer " + std::string(name) + "."};
+      return {ERROR_BAD_NETPATH, "There is no computer \"" + std::string(name) + "\"."};
     }
     if (status != 0) return ComputerFailed(name, "opened", status);
   }
@@ -292,7 +312,7 @@ Outcome RemoveComputer(std::string_view name) {
   if (status == 0) status = FindComputer(*write.txn, name, &key);
   if (status == ERROR_FILE_NOT_FOUND) {
     write.Finish(status);
-    return {ERROR_BAD_NETPATH, "There is no computer " + std::string(name) + "."};
+    return {ERROR_BAD_NETPATH, "There is no computer \"" + std::string(name) + "\"."};
   }
   if (status == 0) {
     const std::string folder = ComputerFolder(name);

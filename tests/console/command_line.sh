@@ -62,7 +62,7 @@ expect 0 'CompressionLevel  REG_SZ  37$' reg query "$server"
 expect 1 'There is a configuration "BRANCH7" already' config add BRANCH7
 expect 1 'neither ":" nor' config add 'a:b'
 expect 0 '' config remove branch7
-expect 1 'There is no node' --config-server show "branch7::$page"
+expect 1 'There is no configuration "branch7"' --config-server show "branch7::$page"
 
 # Another computer has settings of its own.
 expect 0 '' computer add srv1
@@ -77,7 +77,7 @@ grep -q 'CompressionLevel" value="2"' "$home/srv1.xml" || { echo "FAILED: the fi
 expect 0 "Nothing is stored for this node: the key .*DefaultDefault can.t be opened: The system cannot find" show "Users::Default::Forwarding Control"
 expect 1 'DefaultDefault can.t be opened.*Nothing was stored' set "Users::Default::Forwarding Control" "Denied Access=on"
 
-for name in ../x '' . "$(printf 'a%.0s' {1..300})"; do expect 1 'is no name for a computer' computer add "$name"; done
+for name in ../x . "$(printf 'a%.0s' {1..300})"; do expect 1 'is no name for a computer' computer add "$name"; done
 expect 0 '^srv1$' computer list
 
 # What can't be done says why, names what is near, and changes nothing.

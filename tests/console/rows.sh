@@ -61,7 +61,7 @@ expect 1 'neither a column nor a field "Colour"' row remove "$variables" Colour=
 expect 1 'no control "Colour"' row add "$variables" Variable=x Colour=red
 expect 1 'no table "Colours"' row add "$variables" Colours Variable=x
 expect 1 'has no table' row add 'Users::Default::Keyboard' Variable=x
-expect 1 'There is no node' row add 'Users::nobody::Environment Variables' Variable=x
+expect 1 'There is no page' row add 'Users::nobody::Environment Variables' Variable=x
 expect 2 'wants FIELD=VALUE' row remove "$variables" 'Environment Variables for User Session'
 expect 2 'fields that change' row set "$variables" Variable=last
 expect 2 'form FIELD=VALUE' row remove "$variables" Variable=last more
