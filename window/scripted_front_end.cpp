@@ -148,6 +148,6 @@ std::optional<size_t> ScriptedFrontEnd::PickCertificate(const std::vector<Certif
     }
     found = i;
   }
-  if (!found) Refuse("No certificate of the store has the thumbprint \"" + wanted + "\".");
+  if (!found) Refuse("There is no certificate with the thumbprint \"" + wanted + "\".");
   return found;
 }

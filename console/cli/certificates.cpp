@@ -42,8 +42,8 @@ Outcome WithStore(const Settings& settings, const Words& words, Keeps keeps, Wor
   Outcome outcome;
   {
     const UniqueCertificateStore store = Open(words, computer.Name());
-    outcome =
-        store ? work(store.get()) : Failed("The store can't be opened: " + SystemText(GetLastError()) + ".");
+    outcome = store ? work(store.get())
+                    : Failed("The certificates can't be opened: " + SystemText(GetLastError()) + ".");
   }
   if (outcome.status != Status::Done || keeps == Keeps::Nothing) {
     machine::AbandonEvent();
@@ -134,7 +134,7 @@ UniqueCertificate Find(HCERTSTORE store, const std::string& thumbprint, std::str
     }
     found = std::move(certificate);
   }
-  if (!found) why = "The store has no certificate with the thumbprint \"" + thumbprint + "\".";
+  if (!found) why = "There is no certificate with the thumbprint \"" + thumbprint + "\".";
   return found;
 }
 

@@ -54,7 +54,8 @@ Outcome ExportLegacy(const Settings& settings, const std::string& name, bool for
   fs::path path = fs::absolute(name);
   std::error_code ignored;
   if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored))
-    return Failed("\"" + path.string() + "\" is no file: a hive can be written into files alone.");
+    return Failed("\"" + path.string() +
+                  "\" can't be written: it is no file, and a hive goes into files alone.");
   // The page looks for a "." in the whole path, and cuts it there for the files beside this one.
   if (!path.has_extension()) path += ".tcfg";
   const std::map<fs::path, fs::file_time_type> before = FilesOf(path);

@@ -159,40 +159,41 @@ struct CommandLine {
   }
 
   void AddPageCommands() {
-    Add(app, "tree", "The nodes of the tree", [this] { return ShowTree(settings); });
-    CLI::App* show = Add(app, "show", "A page's controls: caption, kind, value, enabled or not", [this] {
+    Add(app, "tree", "All pages", [this] { return ShowTree(settings); });
+    CLI::App* show = Add(app, "show", "A page's settings: name, kind, value, disabled or not", [this] {
       if (all) return ShowAllNodes(settings);
-      if (node.empty()) return Failed("\"show\" wants a node, or --all.", Status::WrongUse);
+      if (node.empty())
+        return Failed("\"show\" needs PAGE or --all. \"marrowen help show\" says more.", Status::WrongUse);
       return ShowNode(settings, node);
     });
-    show->add_option("NODE", node, "The node's title path, for example \"General Settings::Compression\"");
-    show->add_flag("--all", all, "Every page of the tree");
-    CLI::App* find = Add(app, "find", "Controls whose caption or stored value's name holds a text",
+    show->add_option("PAGE", node, "For example \"General Settings::Compression\"; \"tree\" lists them");
+    show->add_flag("--all", all, "Every page");
+    CLI::App* find = Add(app, "find", "Settings whose name, or whose stored value's name, holds a text",
                          [this] { return FindText(settings, text); });
     find->add_option("TEXT", text)->required();
-    CLI::App* set = Add(app, "set", "What a person would do at those controls, then Apply",
+    CLI::App* set = Add(app, "set", "Change settings of a page",
                         [this] { return SetControls(settings, node, words, answers); });
-    set->add_option("NODE", node)->required();
+    set->add_option("PAGE", node)->required();
     set->add_option("--answer", answers, "An answer to what is asked when the settings are applied")
         ->type_name("TEXT")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     set->add_option("CAPTION=VALUE", words)->required();
-    CLI::App* press = Add(app, "press", "Press a button, with its dialogs answered ahead, then Apply",
+    CLI::App* press = Add(app, "press", "Press a button of a page, with its questions answered ahead",
                           [this] { return PressButton(settings, node, caption, words); });
-    press->add_option("NODE", node)->required();
+    press->add_option("PAGE", node)->required();
     press->add_option("CAPTION", caption)->required();
     // The order among answers and --fill, --press, --path counts, so they are taken as they stand.
     press->prefix_command()->fallthrough(false);
     CLI::App* script = Add(app, "run",
-                           "Acts from a file, one a line: node, set, press, answer, path, apply, "
+                           "Acts from a file, one a line: page, set, press, answer, path, apply, "
                            "cancel, show",
                            [this] { return RunScript(settings, text); });
     script->add_option("FILE", text, "The file; '-' reads standard input")->required();
   }
 
   void AddStoreCommands() {
-    CLI::App* reg = app.add_subcommand("reg", "The registry");
+    CLI::App* reg = app.add_subcommand("reg", "The registry, as the server reads it");
     reg->require_subcommand(1);
     CLI::App* query = Add(*reg, "query", "What the registry holds: names, types, bytes", [this, reg] {
       return QueryRegistry(settings, key, HasValue(*reg) ? &value : nullptr);
@@ -243,25 +244,25 @@ struct CommandLine {
       });
       return command;
     };
-    with("check", "Whether all of its store can be read and is as it was written", [this] {
+    with("check", "Whether its registry can be read and is as it was written", [this] {
       const machine::Outcome checked = machine::CheckHome(settings.home);
       Outcome outcome = checked ? Outcome{} : Failed(checked.sentence);
-      if (checked) outcome.text = "The store is sound.\n";
+      if (checked) outcome.text = "The registry is sound.\n";
       return outcome;
     });
-    with("backup", "Keep a copy of its store, beside the last four", [this] {
+    with("backup", "Keep a copy of its registry, beside the last four", [this] {
       std::string file;
       const machine::Outcome made = machine::BackUpHome(settings.home, file);
       Outcome outcome = made ? Outcome{} : Failed(made.sentence);
-      if (made) outcome.text = "The store was copied to " + file + ".\n";
+      if (made) outcome.text = "The registry was copied to \"" + file + "\".\n";
       outcome.data = {{"file", file}};
       return outcome;
     });
-    with("restore", "Put a copy in the place of its store, which is kept", [this] {
+    with("restore", "Put a copy in the place of its registry, which is kept", [this] {
       std::string file = name;
       const machine::Outcome done = machine::RestoreHome(settings.home, file);
       Outcome outcome = done ? Outcome{} : Failed(done.sentence);
-      if (done) outcome.text = "The store was restored from " + file + ".\n";
+      if (done) outcome.text = "The registry was restored from \"" + file + "\".\n";
       outcome.data = {{"file", file}};
       return outcome;
     })->add_option("FILE", name, "The copy; without it the newest one");

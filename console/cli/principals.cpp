@@ -134,10 +134,10 @@ Outcome MakeUser(const Settings& settings, const Kind& kind, const Words& words)
   const std::string shown = text::Replaced(domain.empty() ? name : domain + "\\" + name, "?", "\\");
   if (shown.find(':') != std::string::npos) {
     return Failed("The name " + Quoted(shown) +
-                  " can't be used: \":\" separates the nodes of the tree, so its settings would be lost.");
+                  " can't be used: \":\" separates the pages of the tree, so its settings would be lost.");
   }
   if (shown.size() > kLongestName) {
-    return Failed("The name has " + std::to_string(shown.size()) + " bytes; the store takes at most " +
+    return Failed("The name has " + std::to_string(shown.size()) + " bytes; there is room for " +
                   std::to_string(kLongestName) + ".");
   }
   const Steps answers{"--fill", "User Name=" + name, "--fill", "Domain=" + domain, "--press", "OK"};
@@ -146,8 +146,9 @@ Outcome MakeUser(const Settings& settings, const Kind& kind, const Words& words)
     CheckStored(outcome, page, kind, shown);
     const auto row = RowOf(page, kind, shown);
     if (outcome.status != Status::Done || row == shown) return;
-    outcome.notes.push_back(Quoted(shown) + " and " + Quoted(*row) +
-                            " are one user, since the store knows no case: its settings were replaced.");
+    outcome.notes.push_back(
+        Quoted(shown) + " and " + Quoted(*row) +
+        " are one user, since names are stored without case: its settings were replaced.");
   });
 }
 

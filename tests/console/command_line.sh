@@ -39,7 +39,7 @@ expect 0 '' set "Banner" $'Splash Banner=a=b\nc'
 expect 0 'SplashBanner  REG_SZ  61 3D 62 0D 0A 63$' reg query "$server"
 expect 0 '^    \[x\] 3des$' show "General Settings::Cipher"
 expect 0 '' set "General Settings" "FIPS Mode=on"
-expect 1 'There is no control "3des" here' set "General Settings::Cipher" "3des=on"
+expect 1 'There is no setting "3des" here' set "General Settings::Cipher" "3des=on"
 
 # Every setting can be found by its caption, its stored name or the row of a list; what no one sees can't.
 expect 0 '^General Settings: Allow SSH1 protocol = off  \[AllowSSH1Protocol\]$' find ssh1
@@ -74,7 +74,7 @@ expect 0 '^Settings saved in ' --computer srv1 press "Configuration Management" 
 grep -q 'CompressionLevel" value="2"' "$home/srv1.xml" || { echo "FAILED: the file is not of srv1"; failures=$((failures + 1)); }
 
 # A page whose key is not there says so.
-expect 0 "Nothing is stored for this node: the key .*DefaultDefault can.t be opened: The system cannot find" show "Users::Default::Forwarding Control"
+expect 0 "Nothing is stored for this page: the key .*DefaultDefault can.t be opened: The system cannot find" show "Users::Default::Forwarding Control"
 expect 1 'DefaultDefault can.t be opened.*Nothing was stored' set "Users::Default::Forwarding Control" "Denied Access=on"
 
 for name in ../x . "$(printf 'a%.0s' {1..300})"; do expect 1 'is no name for a computer' computer add "$name"; done
@@ -93,7 +93,7 @@ expect 2 'none of HKEY_LOCAL_MACHINE' reg query 'HKEY_NOWHERE\x'
 
 # A script stops at its first bad line, and what was not applied is not stored.
 printf 'node %s\nset Level=3\napply\nset Level=4\nset Nothing=1\napply\n' "$page" >"$home/script"
-expect 1 'Line 5: There is no control "Nothing"' run "$home/script"
+expect 1 'Line 5: There is no setting "Nothing"' run "$home/script"
 expect 0 'CompressionLevel  REG_SZ  33$' reg query "$server"
 
 # The home is private whatever the umask, and a damaged or unwritable one is left as it is.

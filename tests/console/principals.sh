@@ -25,7 +25,7 @@ expect 1 'There is no page' show Users::bob
 expect 1 'Cannot add user. User CORP\?alice already exists.' user add alice --domain CORP
 expect 2 '"NAME" can.t be empty' user add ''
 expect 1 'cannot delete user Default' user delete DEFAULT
-expect 1 'has no row "nobody"' user copy nobody someone
+expect 1 'has no entry "nobody"' user copy nobody someone
 expect 1 'can.t be used: ":"' user add 'a::b'
 expect 1 'has 256 bytes' user add "$(printf 'x%.0s' {1..256})"
 expect 0 '"CORP\\ALICE" and "CORP\\alice" are one user' user add ALICE --domain CORP
