@@ -126,6 +126,11 @@ void AddReads(Server& server, Session& session, SettingsIndex& index) {
     response.set_content(session.Read([&] { return session.RowsOf(window, control, first, count, filter); }),
                          kJson);
   });
+  server.Get("/api/review", [&session](const Request& request, Response& response) {
+    const size_t first = Number(request, "first", 0);
+    const size_t count = std::clamp<size_t>(Number(request, "count", kMostRows), 1, kMostRows);
+    response.set_content(session.Read([&] { return session.Review(first, count); }), kJson);
+  });
   server.Get("/api/find", [&session, &index](const Request& request, Response& response) {
     const std::string text = request.get_param_value("text");
     response.set_content(session.Read([&] { return index.Find(session.GetHost(), text, kMostFound); }),
