@@ -89,8 +89,8 @@ class Host {
   // A sentence for each target that the pages could not write in this event. What waited for a principal that
   // has gone is lost with it, and not told.
   std::vector<std::string> FailedSaves() const;
-  // Of how many nodes' saves in this event something has changed: `keys` are the changed ones from their hives
-  // on, in lower case.
+  // Of how many nodes' saves in this event something has changed: `keys` are the changed ones from their
+  // hives on, in lower case.
   size_t PagesThatWrote(const std::set<std::string>& keys) const;
 
   // Under which name keys are reached: empty for the local computer.

@@ -274,7 +274,9 @@ void RecordPage<Page, Record>::StashPending(const Record& record, const CString&
 
 template <class Page, class Record>
 std::vector<std::string> RecordPage<Page, Record>::Look(const Record& record) {
-  // Showing a record enables controls, and some stay as they were left.
+  // Showing a record enables controls, and some stay as they were left. What controls tell of it would be
+  // taken for edits of the record that is shown.
+  const CDialog::FillScope filling(*this);
   const CDialog::Kept kept(*this, CDialog::Part::States);
   ShowRecord(record);
   return ShownValues(*this);

@@ -80,16 +80,16 @@ class CTesselPropertyPage : public CPropertyPage {
     bool differ = false;  // also where the difference lies in a dialog of the page
   };
   // Looks at both without changing either; the screen is as it was afterwards.
-  virtual TargetValues ValuesOf(const CString& target) = 0;
+  virtual TargetValues ValuesOf(const CString&) { return {}; }
   // As ValuesOf tells it, of the target that is shown.
   std::vector<std::string> m_storedValues;
   // Whether the control edits a field of its own, which can be put back by itself; a list that its page fills
   // can't.
-  virtual bool EditsField(size_t control) const = 0;
+  virtual bool EditsField(size_t) const { return false; }
   // Whether what the control shows is stored at all; a field that only helps to edit a list is not.
-  virtual bool EditsSetting(size_t control) const = 0;
+  virtual bool EditsSetting(size_t) const { return false; }
   // Puts the field of a control, or all that waits for the target that is shown, back to what is stored.
-  virtual void Revert(std::optional<size_t> control) = 0;
+  virtual void Revert(std::optional<size_t>) {}
 
   void WinHelp() override;
 

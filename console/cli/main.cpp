@@ -53,6 +53,7 @@ struct CommandLine {
   std::vector<std::string> answers;
   std::string format = "text";
   bool all = false;
+  bool helpWanted = false;
   ServeArguments serve;
   bool opensHome = true;  // before the command runs
   std::function<Outcome()> run;
@@ -109,15 +110,21 @@ struct CommandLine {
     return command;
   }
 
+  static constexpr const char* kDryRun =
+      "Say what would be stored, and store nothing; a button that makes a file makes it all the same";
+
   void AddPageCommands() {
     Add(app, "tree", "The nodes of the tree", [this] { return ShowTree(settings); });
     CLI::App* show = Add(app, "show", "A page's controls: caption, kind, value, enabled or not", [this] {
+      if (helpWanted) return ShowHelp(settings, node, app.get_subcommand("show")->help());
       if (all) return ShowAllNodes(settings);
       if (node.empty()) return Failed("\"show\" wants a node, or --all.", Status::WrongUse);
       return ShowNode(settings, node);
     });
     show->add_option("NODE", node, "The node's title path, for example \"General Settings::Compression\"");
     show->add_flag("--all", all, "Every page of the tree");
+    show->set_help_flag();
+    show->add_flag("-h,--help", helpWanted, "What the page NODE and its settings are for; without one, this");
     CLI::App* find = Add(app, "find", "Controls whose caption or stored value's name holds a text",
                          [this] { return FindText(settings, text); });
     find->add_option("TEXT", text)->required();
@@ -129,8 +136,10 @@ struct CommandLine {
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     set->add_option("CAPTION=VALUE", words)->required();
+    set->add_flag("--dry-run", settings.dryRun, kDryRun);
     CLI::App* press = Add(app, "press", "Press a button, with its dialogs answered ahead, then Apply",
                           [this] { return PressButton(settings, node, caption, words); });
+    press->add_flag("--dry-run", settings.dryRun, kDryRun);
     press->add_option("NODE", node)->required();
     press->add_option("CAPTION", caption)->required();
     // The order among answers and --fill, --press, --path counts, so they are taken as they stand.
@@ -140,6 +149,7 @@ struct CommandLine {
                            "cancel, show",
                            [this] { return RunScript(settings, text); });
     script->add_option("FILE", text, "The file; '-' reads standard input")->required();
+    script->add_flag("--dry-run", settings.dryRun, kDryRun);
   }
 
   void AddStoreCommands() {
