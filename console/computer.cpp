@@ -2,9 +2,11 @@
 
 #include <algorithm>
 
+#include "console/host.h"
 #include "platform/machine.h"
 #include "platform/text.h"
 #include "platform/win32.h"
+#include "window/dialog.h"
 
 namespace {
 
@@ -20,12 +22,29 @@ bool IsEmbedded(const std::string& name) {
                      [&name](const std::string& other) { return text::EqualNoCase(name, other); });
 }
 
+// Told here, so that each command says it in the same words.
+std::string WhyNotReached(const std::string& name) {
+  HKEY reached = nullptr;
+  const LSTATUS status = RegConnectRegistryA(name.c_str(), HKEY_LOCAL_MACHINE, &reached);
+  if (status == ERROR_SUCCESS) {
+    RegCloseKey(reached);
+    return {};
+  }
+  std::vector<std::string> all = machine::Computers();
+  const std::vector<std::string> near = NearestNames(name, all);
+  std::string why = "The computer \"" + name + "\" can't be reached: ";
+  why += SystemText(static_cast<unsigned>(status));
+  if (!near.empty()) return why + "; did you mean " + OneOf(near) + "?";
+  return why + (machine::UndoesEvents() ? ". \"marrowen computer list\" lists those of this home." : ".");
+}
+
 }  // namespace
 
 ActingOn::ActingOn(const std::string& name) : m_before(machine::StandsOn()) {
   if (IsOwnName(name)) return;
   if (!IsEmbedded(name)) {
     m_name = name;
+    m_why = WhyNotReached(name);
     return;
   }
   const machine::Outcome there = machine::StandOn(name);

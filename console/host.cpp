@@ -186,12 +186,26 @@ int Host::ConfirmAndImport(const CString& product, const CString& file, const En
   return confirmImport(file, open) ? ImportForProduct(product, file, ui, open) : ERROR_CANCELLED;
 }
 
+std::string Host::WhyNoPage(std::string_view path) const {
+  const std::string root(path.substr(0, path.find("::")));
+  const std::vector<std::string>& roots = m_tree->Roots();
+  const bool known = !m_options.configServerMode ||
+                     std::any_of(roots.begin(), roots.end(),
+                                 [&root](const auto& one) { return text::EqualNoCase(one, root); });
+  const std::vector<std::string> near = known ? m_tree->Nearest(path) : NearestNames(root, roots);
+  const std::string meant = near.empty() ? "" : "; did you mean " + OneOf(near) + "?";
+  if (!known) {
+    return "There is no configuration \"" + root + "\", by which a page's path begins here" +
+           (near.empty() ? ". \"marrowen config list\" lists them." : meant);
+  }
+  return "There is no page \"" + std::string(path) + "\"" +
+         (near.empty() ? ". \"marrowen tree\" lists the pages." : meant);
+}
+
 bool Host::Select(std::string_view path, std::string& why) {
   const std::optional<TreeNode> node = m_tree->Find(path);
   if (!node) {
-    const std::vector<std::string> near = m_tree->Nearest(path);
-    why = "There is no node \"" + std::string(path) + "\"" +
-          (near.empty() ? "." : "; did you mean " + OneOf(near) + "?");
+    why = WhyNoPage(path);
     return false;
   }
   if (!m_sheet.LeaveActivePage()) {
@@ -208,9 +222,20 @@ bool Host::Select(std::string_view path, std::string& why) {
   return true;
 }
 
+std::string Host::WhyNoServer() const {
+  const std::string server = std::string(kSettingsRoot) + "\\SSHD";
+  CTesselRegObject key;
+  const DWORD status = key.OpenKey(m_computer.Name().c_str(), HKEY_LOCAL_MACHINE, server.c_str());
+  if (m_options.configServerMode || status != ERROR_FILE_NOT_FOUND) return {};
+  const std::string computer =
+      m_computer.Name().empty() ? "This computer" : "The computer \"" + m_computer.Name() + "\"";
+  return computer + " has no settings of the server: HKLM\\" + server + " is missing.";
+}
+
 std::string Host::WhyNothingIsStored() const {
   if (m_page == nullptr || m_page->m_shownStatus == ERROR_SUCCESS) return {};
-  return "Nothing is stored for this node: the key HKEY_LOCAL_MACHINE\\" + m_page->m_shownKey +
+  if (std::string why = WhyNoServer(); !why.empty()) return why;
+  return "Nothing is stored for this page: the key HKEY_LOCAL_MACHINE\\" + m_page->m_shownKey +
          " can't be opened: " + SystemText(m_page->m_shownStatus) + ".";
 }
 
@@ -328,10 +353,11 @@ std::vector<std::string> Host::FailedSaves() const {
       if (save.status == ERROR_SUCCESS || !m_tree->Find(save.target)) continue;
       const std::string what =
           save.value.empty() ? " can't be opened: " : " does not take " + save.value + ": ";
-      sentences.push_back("\"" + save.target + "\" could not be stored: the key HKEY_LOCAL_MACHINE\\" +
-                          save.key + what + SystemText(save.status) + ".");
+      sentences.push_back("\"" + save.target + "\" can't be stored: the key HKEY_LOCAL_MACHINE\\" + save.key +
+                          what + SystemText(save.status) + ".");
     }
   }
+  if (std::string why = sentences.empty() ? "" : WhyNoServer(); !why.empty()) return {std::move(why)};
   return sentences;
 }
 

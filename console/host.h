@@ -101,6 +101,9 @@ class Host {
   std::function<bool(const std::string& file, const SourceOpener& open)> confirmImport;
 
  private:
+  // Empty where the server's key is there, which each page lies below.
+  std::string WhyNoServer() const;
+  std::string WhyNoPage(std::string_view path) const;
   explicit Host(const Options& options);
   void TakePages(std::vector<std::string> roots);
   void ReadPrincipals();

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "console/host.h"
 #include "platform/win32.h"
 
 #ifndef _WIN32
@@ -18,12 +19,17 @@ void* Find(void* module, const char* name) {
   return reinterpret_cast<void*>(::GetProcAddress(static_cast<HMODULE>(module), name));
 }
 void Unload(void* module) { ::FreeLibrary(static_cast<HMODULE>(module)); }
+std::string Why() { return SystemText(GetLastError()); }
 #else
 constexpr char kFileName[] = "libMarrowenMgr.so";
 
 void* Load(const std::string& file) { return dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL); }
 void* Find(void* module, const char* name) { return dlsym(module, name); }
 void Unload(void* module) { dlclose(module); }
+std::string Why() {
+  const char* const why = dlerror();
+  return why == nullptr ? "" : why;
+}
 #endif
 
 template <class Function>
@@ -49,7 +55,8 @@ std::optional<Library> LoadExtension(std::string& why) {
   const std::string file = (std::filesystem::path(ProgramFolder()) / kFileName).string();
   void* const module = Load(file);
   if (module == nullptr) {
-    why = "The library " + file + " could not be loaded.";
+    const std::string cause = Why();
+    why = "The library \"" + file + "\" can't be loaded" + (cause.empty() ? "." : ": " + cause + ".");
     return std::nullopt;
   }
   Library library{};
@@ -59,7 +66,7 @@ std::optional<Library> LoadExtension(std::string& why) {
       !Take(module, "ClosePropExt", library.closePropExt) ||
       !Take(module, "RemoveUsers", library.removeUsers) ||
       !Take(module, "RemoveFileTransferUsers", library.removeFileTransferUsers)) {
-    why = "The library " + file + " is not a settings library.";
+    why = "The library \"" + file + "\" is no library of settings: it lacks a function.";
     return std::nullopt;
   }
   return library;

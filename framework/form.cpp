@@ -241,6 +241,17 @@ void Form::Build(CDialog& dialog, std::span<const Row> rows) {
     if (row.fill != nullptr) row.fill(dialog, control);
     m_entries.push_back({&control, &row});
   }
+  NameWhatEnables();
+}
+
+void Form::NameWhatEnables() {
+  for (const auto& [control, row] : m_entries) {
+    for (const Field& field : row->condition.reads) {
+      const CWnd* const other = ControlOf(field);
+      if (other == nullptr || other == control || row->field == field) continue;
+      control->enabledBy += (control->enabledBy.empty() ? "\"" : ", \"") + other->Name() + "\"";
+    }
+  }
 }
 
 const Row* Form::RowOf(const CWnd& control) const {

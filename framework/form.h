@@ -379,5 +379,7 @@ class Form {
   bool Pick(CDialog& dialog, const Row& row);
 
  private:
+  // Tells the controls which others enable them.
+  void NameWhatEnables();
   std::vector<Entry> m_entries;
 };

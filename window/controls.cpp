@@ -247,7 +247,7 @@ std::string CListBase::SelectedText() const {
 }
 
 std::string CListBase::DoSelect(std::ptrdiff_t row, bool selected) {
-  if (row >= static_cast<std::ptrdiff_t>(Rows().size())) return Quoted(Name()) + " has no such row.";
+  if (row >= static_cast<std::ptrdiff_t>(Rows().size())) return Quoted(Name()) + " has no such entry.";
   const std::ptrdiff_t wanted = selected ? row : -1;
   if (wanted == m_selected) return {};
   m_selected = wanted;
@@ -262,10 +262,10 @@ std::string CListBase::DoPut(std::string_view value) {
 
 std::string CListBase::NoSuchRow(std::string_view text) const {
   const std::string name = Name().empty() ? "The list" : Quoted(Name());
-  if (m_rows.empty()) return name + " has no rows.";
+  if (m_rows.empty()) return name + " is empty.";
   std::vector<std::string> near = NearestNames(text, Rows());
   if (near.empty() && m_rows.size() <= 8) near = Rows();
-  return name + " has no row " + Quoted(text) + (near.empty() ? "." : "; it has " + OneOf(near) + ".");
+  return name + " has no entry " + Quoted(text) + (near.empty() ? "." : "; it has " + OneOf(near) + ".");
 }
 
 std::string CListBox::DoDoubleClick(std::ptrdiff_t row) {
@@ -325,7 +325,7 @@ std::string CVSListBox::Value() const { return text::Joined(GetRows(), ", "); }
 
 std::string CVSListBox::DoEditRow(std::ptrdiff_t row, std::string_view typed) {
   const auto count = static_cast<std::ptrdiff_t>(GetCount());
-  if (row < 0 || row > count) return Quoted(Name()) + " has no such row.";
+  if (row < 0 || row > count) return Quoted(Name()) + " has no such entry.";
   std::string text(typed);
   if (!OnEndEditLabel(text)) return {};
   if (row < count) DeleteString(static_cast<size_t>(row));
@@ -336,7 +336,8 @@ std::string CVSListBox::DoEditRow(std::ptrdiff_t row, std::string_view typed) {
 }
 
 std::string CVSListBox::DoRemoveRow(std::ptrdiff_t row) {
-  if (row < 0 || row >= static_cast<std::ptrdiff_t>(GetCount())) return Quoted(Name()) + " has no such row.";
+  if (row < 0 || row >= static_cast<std::ptrdiff_t>(GetCount()))
+    return Quoted(Name()) + " has no such entry.";
   DeleteString(static_cast<size_t>(row));
   Notify(Notice::Changed);
   return {};
@@ -411,7 +412,7 @@ std::string CListCtrl::Value() const {
 }
 
 std::string CListCtrl::DoSelect(std::ptrdiff_t row, bool selected) {
-  if (row >= static_cast<std::ptrdiff_t>(m_rows.size())) return Quoted(Name()) + " has no such row.";
+  if (row >= static_cast<std::ptrdiff_t>(m_rows.size())) return Quoted(Name()) + " has no such entry.";
   if (row < 0) {
     for (size_t i = 0; i < m_rows.size(); ++i) SetSelected(i, false);
   } else {
@@ -423,7 +424,7 @@ std::string CListCtrl::DoSelect(std::ptrdiff_t row, bool selected) {
 std::string CListCtrl::DoCheck(std::ptrdiff_t row, bool checked) {
   if (!checkBoxes) return Quoted(Name()) + " has no check boxes.";
   if (row < 0 || row >= static_cast<std::ptrdiff_t>(m_rows.size()))
-    return Quoted(Name()) + " has no such row.";
+    return Quoted(Name()) + " has no such entry.";
   if (m_rows[static_cast<size_t>(row)].checked != checked) SetCheck(static_cast<size_t>(row), checked);
   return {};
 }
@@ -438,7 +439,7 @@ std::string CListCtrl::DoPut(std::string_view value) {
   for (size_t row = 0; row < m_rows.size(); ++row) {
     if (text::EqualNoCase(GetItemText(row), value)) return DoSelect(static_cast<std::ptrdiff_t>(row), true);
   }
-  return Quoted(Name()) + " has no row " + Quoted(value) + ".";
+  return Quoted(Name()) + " has no entry " + Quoted(value) + ".";
 }
 
 void CSliderCtrl::SetRange(int min, int max) {

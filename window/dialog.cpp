@@ -178,9 +178,9 @@ std::vector<std::string> CDialog::Nearest(std::string_view name) const {
   return NearestNames(name, std::move(names));
 }
 
-Act CDialog::NoSuchControl(std::string_view name) const {
+Act CDialog::NoSuchControl(std::string_view what, std::string_view name) const {
   const std::vector<std::string> near = Nearest(name);
-  return {"There is no control \"" + std::string(name) + "\" here" +
+  return {"There is no " + std::string(what) + " \"" + std::string(name) + "\" here" +
           (near.empty() ? "." : "; did you mean " + OneOf(near) + "?")};
 }
 
@@ -193,7 +193,7 @@ Act CDialog::Put(std::string_view name, std::string_view value) {
     }
   }
   const Found found = Find(name);
-  if (found.control == nullptr) return NoSuchControl(name);
+  if (found.control == nullptr) return NoSuchControl("setting", name);
   if (found.row < 0) return found.control->Put(value);
   if (!IsValue(value, {"on", "off", "yes", "no"})) {
     return {"\"" + std::string(name) + "\" takes on or off, not \"" + std::string(value) + "\"."};
@@ -207,7 +207,7 @@ Act CDialog::Press(std::string_view name) {
     if (kind == ControlKind::Button || kind == ControlKind::Link) return control->Click();
   }
   const Found found = Find(name);
-  if (found.control == nullptr) return NoSuchControl(name);
+  if (found.control == nullptr) return NoSuchControl("button", name);
   return found.control->Click();
 }
 

@@ -116,7 +116,7 @@ class CDialog {
   virtual bool OnInitDialog() { return true; }
 
  private:
-  Act NoSuchControl(std::string_view name) const;
+  Act NoSuchControl(std::string_view what, std::string_view name) const;
 
   std::string m_caption;
   std::vector<std::unique_ptr<CWnd>> m_controls;

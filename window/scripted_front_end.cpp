@@ -70,6 +70,11 @@ void ScriptedFrontEnd::LeaveUnanswered(std::string_view question) {
   if (m_unanswered.empty()) m_unanswered = question;
 }
 
+void ScriptedFrontEnd::LeavePathUnanswered(std::string_view question) {
+  m_wantsPath = m_wantsPath || m_unanswered.empty();
+  LeaveUnanswered(question);
+}
+
 void ScriptedFrontEnd::Refuse(std::string_view sentence) {
   if (m_refusal.empty()) m_refusal = sentence;
 }
@@ -116,13 +121,13 @@ Reply ScriptedFrontEnd::ShowMessage(std::string_view text, Buttons buttons) {
 
 std::optional<std::string> ScriptedFrontEnd::PickFile(const FileRequest& request) {
   std::optional<std::string> path = NextPath();
-  if (!path) LeaveUnanswered(request.save ? "Save As" : "Open");
+  if (!path) LeavePathUnanswered(request.save ? "Save As" : "Open");
   return path;
 }
 
 std::optional<std::string> ScriptedFrontEnd::PickFolder(std::string_view title, std::string_view) {
   std::optional<std::string> path = NextPath();
-  if (!path) LeaveUnanswered(title);
+  if (!path) LeavePathUnanswered(title);
   return path;
 }
 
@@ -143,6 +148,6 @@ std::optional<size_t> ScriptedFrontEnd::PickCertificate(const std::vector<Certif
     }
     found = i;
   }
-  if (!found) Refuse("No certificate of the store has the thumbprint \"" + wanted + "\".");
+  if (!found) Refuse("There is no certificate with the thumbprint \"" + wanted + "\".");
   return found;
 }

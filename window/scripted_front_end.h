@@ -30,6 +30,8 @@ class ScriptedFrontEnd : public FrontEnd {
   const std::vector<std::string>& Messages() const { return m_messages; }
   // The first question that had no answer; empty when all had one.
   const std::string& Unanswered() const { return m_unanswered; }
+  // Whether it asked for a file or a folder.
+  bool WantsPath() const { return m_wantsPath; }
   // Why an answer could not be given at its dialog; empty when all could.
   const std::string& Refusal() const { return m_refusal; }
   int Beeps() const { return m_beeps; }
@@ -52,6 +54,7 @@ class ScriptedFrontEnd : public FrontEnd {
   std::optional<std::string> NextAnswer();
   std::optional<std::string> NextPath();
   void LeaveUnanswered(std::string_view question);
+  void LeavePathUnanswered(std::string_view question);
   void Refuse(std::string_view sentence);
 
   std::deque<std::string> m_answers;
@@ -59,6 +62,7 @@ class ScriptedFrontEnd : public FrontEnd {
   std::deque<std::string> m_certificates;
   std::vector<std::string> m_messages;
   std::vector<std::string> m_opened;
+  bool m_wantsPath = false;
   std::string m_unanswered;
   std::string m_refusal;
   int m_beeps = 0;

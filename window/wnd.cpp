@@ -41,7 +41,9 @@ std::string_view KindName(ControlKind kind) {
 template <class Doing>
 Act CWnd::Try(Doing doing) {
   if (!m_visible) return {"\"" + Name() + "\" is not shown."};
-  if (!m_enabled) return {"\"" + Name() + "\" is disabled."};
+  if (!m_enabled)
+    return {"\"" + Name() + "\" is disabled" +
+            (enabledBy.empty() ? "." : ": it depends on " + enabledBy + ".")};
   return {doing()};
 }
 

@@ -57,9 +57,10 @@ class CWnd {
 
   ControlKind Kind() const { return m_kind; }
 
-  std::string caption;   // The control's label; may be empty inside a group, whose caption then names it.
-  std::string storedAs;  // Names of the stored values that the control edits, joined by ", "; for searches.
-  int group = -1;        // Index of the enclosing group in the dialog's controls, -1 for none.
+  std::string caption;    // The control's label; may be empty inside a group, whose caption then names it.
+  std::string enabledBy;  // The quoted names of the controls that enable it and disable it.
+  std::string storedAs;   // Names of the stored values that the control edits, joined by ", "; for searches.
+  int group = -1;         // Index of the enclosing group in the dialog's controls, -1 for none.
 
   void EnableWindow(bool enable) { m_enabled = enable; }
   bool IsWindowEnabled() const { return m_enabled; }

@@ -138,7 +138,7 @@ Outcome Reset(const RegistryPath& key) {
     outcome.partly = true;
     outcome.status = Status::NotDone;
     outcome.error = std::to_string(failures) + (failures == 1 ? " key" : " keys") + " below \"" + key.full +
-                    "\" could not be given the list.";
+                    "\" can't be given the list.";
   }
   return outcome;
 }

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "console/cli/keys.h"
+#include "console/cli/wrong_use.h"
 #include "console/computer.h"
 #include "platform/certificate_files.h"
 #include "platform/machine.h"
@@ -41,8 +42,8 @@ Outcome WithStore(const Settings& settings, const Words& words, Keeps keeps, Wor
   Outcome outcome;
   {
     const UniqueCertificateStore store = Open(words, computer.Name());
-    outcome =
-        store ? work(store.get()) : Failed("The store can't be opened: " + SystemText(GetLastError()) + ".");
+    outcome = store ? work(store.get())
+                    : Failed("The certificates can't be opened: " + SystemText(GetLastError()) + ".");
   }
   if (outcome.status != Status::Done || keeps == Keeps::Nothing) {
     machine::AbandonEvent();
@@ -133,7 +134,7 @@ UniqueCertificate Find(HCERTSTORE store, const std::string& thumbprint, std::str
     }
     found = std::move(certificate);
   }
-  if (!found) why = "The store has no certificate with the thumbprint \"" + thumbprint + "\".";
+  if (!found) why = "There is no certificate with the thumbprint \"" + thumbprint + "\".";
   return found;
 }
 
@@ -180,7 +181,7 @@ void AddCertificateCommands(CLI::App& app, const Settings& settings, const AddCo
         add(*group, name, help, [&settings, words, work] { return work(settings, *words); });
     made->add_option("--store", words->store,
                      "my, the machine's own; or trusted, those that clients' are checked with")
-        ->check(CLI::IsMember({"my", "trusted"}));
+        ->check(OneOfWords({"my", "trusted"}));
     return made;
   };
   CLI::App* one =

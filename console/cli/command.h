@@ -15,7 +15,7 @@
 enum class Status : int { Done = 0, NotDone = 1, WrongUse = 2, Unanswered = 3 };
 
 // What came of a command, printed once at its end: as text, or as the one JSON object
-// {"status", "error", "notes", "messages", "data"}.
+// {"version", "status", "error", "notes", "messages", "data"}.
 struct Outcome {
   Status status = Status::Done;
   std::string error;                  // one sentence, for any status but Done

@@ -125,7 +125,7 @@ Act Edits::Assign(Host& host, std::string_view assignment, std::vector<std::stri
 Edits::Verdict Edits::Judge(const Host& host, const Assignment& made, const StoredChanges& changes) {
   using Kind = Verdict::Kind;
   if (made.names.empty()) return {};
-  if (host.NodePath() != made.node) return {Kind::NotStored, "", "", "its node is no longer there"};
+  if (host.NodePath() != made.node) return {Kind::NotStored, "", "", "its page is no longer there"};
   if (const DWORD status = host.Page()->m_shownStatus; status != ERROR_SUCCESS) {
     return {Kind::NotStored, "", "",
             "the key HKEY_LOCAL_MACHINE\\" + made.key + " can't be opened: " + SystemText(status)};

@@ -232,7 +232,7 @@ Outcome Export(const Settings& settings, const Words& words) {
   const std::string path = fs::absolute(words.file).string();
   std::error_code ignored;
   if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored))
-    return Failed("\"" + path + "\" is no file.");
+    return Failed("\"" + path + "\" can't be written: it is no file.");
   keys.frontEnd.AddPath(path);
   keys.page->Export();
   // The page tells nothing of a file that it could not write, or not to its end.

@@ -1,6 +1,7 @@
 #include "console/cli/legacy_settings.h"
 
 #include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "console/describe.h"
@@ -38,17 +39,31 @@ std::map<fs::path, fs::file_time_type> FilesOf(const fs::path& file) {
   return files;
 }
 
+// Whether the file holds something else than a hive, which would be lost.
+bool HoldsOther(const fs::path& file) {
+  std::string start(4, '\0');
+  std::ifstream opened(file, std::ios::binary);
+  opened.read(start.data(), static_cast<std::streamsize>(start.size()));
+  return opened.gcount() > 0 && start != "regf";
+}
+
 }  // namespace
 
-Outcome ExportLegacy(const Settings& settings, const std::string& name) {
+Outcome ExportLegacy(const Settings& settings, const std::string& name, bool force) {
   if (auto failed = WhyNot(settings)) return *failed;
   fs::path path = fs::absolute(name);
   std::error_code ignored;
   if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored))
-    return Failed("\"" + path.string() + "\" is no file: a hive can be written into files alone.");
+    return Failed("\"" + path.string() +
+                  "\" can't be written: it is no file, and a hive goes into files alone.");
   // The page looks for a "." in the whole path, and cuts it there for the files beside this one.
   if (!path.has_extension()) path += ".tcfg";
   const std::map<fs::path, fs::file_time_type> before = FilesOf(path);
+  for (const auto& [file, time] : before) {
+    if (!force && HoldsOther(file))
+      return Failed("The file \"" + file.string() +
+                    "\" can't be replaced: it is no hive file. \"--force\" replaces it.");
+  }
   const auto finish = [](Outcome& outcome, const CDialog&) { FailIfTold(outcome); };
   Outcome outcome =
       WithoutText(PressButton(settings, kPage, "Export Legacy Settings", {"--path", path.string()}, finish));

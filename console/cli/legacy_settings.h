@@ -5,5 +5,5 @@
 
 #include "console/cli/command.h"
 
-Outcome ExportLegacy(const Settings& settings, const std::string& file);
+Outcome ExportLegacy(const Settings& settings, const std::string& file, bool force);
 Outcome ImportLegacy(const Settings& settings, const std::string& file, bool dryRun);

@@ -1,4 +1,6 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 
@@ -8,6 +10,8 @@
 #include "console/cli/process.h"
 #include "console/cli/rows.h"
 #include "console/cli/settings_file.h"
+#include "console/cli/terminal.h"
+#include "console/cli/wrong_use.h"
 #include "platform/machine.h"
 #ifndef _WIN32
 #include "console/web/serve.h"
@@ -37,6 +41,35 @@ Outcome ServeBrowser(const Settings& settings, const ServeArguments& arguments) 
                   arguments.insecure, arguments.open, arguments.names, arguments.files});
   return why.empty() ? Outcome{} : Failed(why);
 #endif
+}
+
+// Before anything is served; empty where nothing speaks against it.
+Outcome WhyNotServed(const ServeArguments& arguments) {
+  if (arguments.certificate.empty() != arguments.key.empty())
+    return Failed("\"--tls-cert\" and \"--tls-key\" go together: one of them is missing.", Status::WrongUse);
+  std::error_code ignored;
+  for (const std::string& folder : arguments.files) {
+    if (!std::filesystem::is_directory(folder, ignored))
+      return Failed("The folder \"" + folder + "\" can't be shown: there is no such folder.");
+  }
+  return {};
+}
+
+// Says so first: from here on it goes on until it is ended.
+Outcome Serve(const Settings& settings, const ServeArguments& arguments) {
+  if (Outcome why = WhyNotServed(arguments); why.status != Status::Done) return why;
+  std::cerr
+      << "marrowen: Serving the settings to a browser, until Ctrl+C. \"marrowen help\" lists the commands."
+      << std::endl;
+  return ServeBrowser(settings, arguments);
+}
+
+// A script that has forgotten the command would wait for ever.
+Outcome ServeUnasked(const Settings& settings, const ServeArguments& arguments) {
+  if (!settings.json && OutputGoesToTerminal()) return Serve(settings, arguments);
+  return Failed(
+      "A command is missing. \"marrowen help\" lists them; \"marrowen serve\" is the console in the browser.",
+      Status::WrongUse);
 }
 
 // The options and commands; the callback of the one that was given leaves its work in `run`.
@@ -82,15 +115,31 @@ struct CommandLine {
     AddCertificateCommands(app, settings, add);
     AddStoreCommands();
     AddServe();
+    AddHelp();
+    CallThemCommands(app);
+    RefuseEmptyTexts(app);
+  }
+
+  void AddHelp() {
+    app.set_version_flag("--version", MARROWEN_VERSION);
+    app.get_option("--version")->description("Print the version");
+    CLI::App* command = Add(app, "help", "The commands, or one of them", [this] { return Help(app, words); });
+    command->callback([this] {
+      run = [this] { return Help(app, words); };
+      opensHome = false;
+    });
+    command->add_option("COMMAND", words, "For example: user add");
   }
 
   // The console in the browser, which is also what comes without a command.
   void AddServe() {
-    run = [this] { return ServeBrowser(settings, serve); };
+    run = [this] { return ServeUnasked(settings, serve); };
     opensHome = false;
     CLI::App* command = app.add_subcommand("serve", "The console in the browser");
+    command->callback([this] { run = [this] { return Serve(settings, serve); }; });
     command->add_option("--listen", serve.listen, "Where browsers reach it; port 0 takes a free one")
-        ->type_name("ADDRESS:PORT");
+        ->type_name("ADDRESS:PORT")
+        ->check(AddressAndPort());
     command->add_option("--tls-cert", serve.certificate, "The certificate chain, PEM")->type_name("FILE");
     command->add_option("--tls-key", serve.key, "Its key, PEM")->type_name("FILE");
     command->add_flag("--insecure", serve.insecure, "Let others reach it without TLS");
@@ -114,38 +163,39 @@ struct CommandLine {
       "Say what would be stored, and store nothing; a button that makes a file makes it all the same";
 
   void AddPageCommands() {
-    Add(app, "tree", "The nodes of the tree", [this] { return ShowTree(settings); });
-    CLI::App* show = Add(app, "show", "A page's controls: caption, kind, value, enabled or not", [this] {
+    Add(app, "tree", "All pages", [this] { return ShowTree(settings); });
+    CLI::App* show = Add(app, "show", "A page's settings: name, kind, value, disabled or not", [this] {
       if (helpWanted) return ShowHelp(settings, node, app.get_subcommand("show")->help());
       if (all) return ShowAllNodes(settings);
-      if (node.empty()) return Failed("\"show\" wants a node, or --all.", Status::WrongUse);
+      if (node.empty())
+        return Failed("\"show\" needs PAGE or --all. \"marrowen help show\" says more.", Status::WrongUse);
       return ShowNode(settings, node);
     });
-    show->add_option("NODE", node, "The node's title path, for example \"General Settings::Compression\"");
-    show->add_flag("--all", all, "Every page of the tree");
+    show->add_option("PAGE", node, "For example \"General Settings::Compression\"; \"tree\" lists them");
+    show->add_flag("--all", all, "Every page");
     show->set_help_flag();
-    show->add_flag("-h,--help", helpWanted, "What the page NODE and its settings are for; without one, this");
-    CLI::App* find = Add(app, "find", "Controls whose caption or stored value's name holds a text",
+    show->add_flag("-h,--help", helpWanted, "What PAGE and its settings are for; without PAGE, this");
+    CLI::App* find = Add(app, "find", "Settings whose name, or whose stored value's name, holds a text",
                          [this] { return FindText(settings, text); });
     find->add_option("TEXT", text)->required();
-    CLI::App* set = Add(app, "set", "What a person would do at those controls, then Apply",
+    CLI::App* set = Add(app, "set", "Change settings of a page",
                         [this] { return SetControls(settings, node, words, answers); });
-    set->add_option("NODE", node)->required();
+    set->add_option("PAGE", node)->required();
     set->add_option("--answer", answers, "An answer to what is asked when the settings are applied")
         ->type_name("TEXT")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     set->add_option("CAPTION=VALUE", words)->required();
     set->add_flag("--dry-run", settings.dryRun, kDryRun);
-    CLI::App* press = Add(app, "press", "Press a button, with its dialogs answered ahead, then Apply",
+    CLI::App* press = Add(app, "press", "Press a button of a page, with its questions answered ahead",
                           [this] { return PressButton(settings, node, caption, words); });
     press->add_flag("--dry-run", settings.dryRun, kDryRun);
-    press->add_option("NODE", node)->required();
+    press->add_option("PAGE", node)->required();
     press->add_option("CAPTION", caption)->required();
     // The order among answers and --fill, --press, --path counts, so they are taken as they stand.
     press->prefix_command()->fallthrough(false);
     CLI::App* script = Add(app, "run",
-                           "Acts from a file, one a line: node, set, press, answer, path, apply, "
+                           "Acts from a file, one a line: page, set, press, answer, path, apply, "
                            "cancel, show",
                            [this] { return RunScript(settings, text); });
     script->add_option("FILE", text, "The file; '-' reads standard input")->required();
@@ -153,7 +203,7 @@ struct CommandLine {
   }
 
   void AddStoreCommands() {
-    CLI::App* reg = app.add_subcommand("reg", "The registry");
+    CLI::App* reg = app.add_subcommand("reg", "The registry, as the server reads it");
     reg->require_subcommand(1);
     CLI::App* query = Add(*reg, "query", "What the registry holds: names, types, bytes", [this, reg] {
       return QueryRegistry(settings, key, HasValue(*reg) ? &value : nullptr);
@@ -172,7 +222,7 @@ struct CommandLine {
     }
     CLI::App* report = Add(app, "report", "Write a report of connections into a folder",
                            [this] { return WriteReport(settings, format, text); });
-    report->add_option("--format", format)->check(CLI::IsMember({"text", "html"}));
+    report->add_option("--format", format)->check(OneOfWords({"text", "html"}));
     report->add_option("DIR", text)->required();
     const auto named = [this](const std::string& word, const std::string& help,
                               Outcome (*work)(const Settings&, const std::string&, const std::string&)) {
@@ -204,25 +254,25 @@ struct CommandLine {
       });
       return command;
     };
-    with("check", "Whether all of its store can be read and is as it was written", [this] {
+    with("check", "Whether its registry can be read and is as it was written", [this] {
       const machine::Outcome checked = machine::CheckHome(settings.home);
       Outcome outcome = checked ? Outcome{} : Failed(checked.sentence);
-      if (checked) outcome.text = "The store is sound.\n";
+      if (checked) outcome.text = "The registry is sound.\n";
       return outcome;
     });
-    with("backup", "Keep a copy of its store, beside the last four", [this] {
+    with("backup", "Keep a copy of its registry, beside the last four", [this] {
       std::string file;
       const machine::Outcome made = machine::BackUpHome(settings.home, file);
       Outcome outcome = made ? Outcome{} : Failed(made.sentence);
-      if (made) outcome.text = "The store was copied to " + file + ".\n";
+      if (made) outcome.text = "The registry was copied to \"" + file + "\".\n";
       outcome.data = {{"file", file}};
       return outcome;
     });
-    with("restore", "Put a copy in the place of its store, which is kept", [this] {
+    with("restore", "Put a copy in the place of its registry, which is kept", [this] {
       std::string file = name;
       const machine::Outcome done = machine::RestoreHome(settings.home, file);
       Outcome outcome = done ? Outcome{} : Failed(done.sentence);
-      if (done) outcome.text = "The store was restored from " + file + ".\n";
+      if (done) outcome.text = "The registry was restored from \"" + file + "\".\n";
       outcome.data = {{"file", file}};
       return outcome;
     })->add_option("FILE", name, "The copy; without it the newest one");
@@ -233,14 +283,25 @@ struct CommandLine {
   }
 };
 
+// The parser ends by an error where help or the version is asked for, too.
+Outcome NothingToRun(CLI::App& app, const CLI::ParseError& error) {
+  if (dynamic_cast<const CLI::CallForHelp*>(&error) != nullptr) return Help(app, GivenWords(app));
+  if (dynamic_cast<const CLI::CallForVersion*>(&error) == nullptr) return WrongUse(app, error);
+  Outcome outcome;
+  outcome.text = "marrowen " MARROWEN_VERSION "\n";
+  outcome.data = {{"version", MARROWEN_VERSION}};
+  return outcome;
+}
+
 int Main(int argc, char** argv) {
   CommandLine line;
   try {
     line.app.parse(argc, argv);
-  } catch (const CLI::CallForHelp& help) {
-    return line.app.exit(help);
   } catch (const CLI::ParseError& error) {
-    return Print(line.settings, Failed(error.what(), Status::WrongUse));
+    // It may stand behind what can't be understood.
+    line.settings.json =
+        line.settings.json || std::find(argv, argv + argc, std::string("--json")) != argv + argc;
+    return Print(line.settings, NothingToRun(line.app, error));
   }
   if (const CLI::App* press = line.app.get_subcommand("press"); press->parsed())
     line.words = press->remaining();

@@ -146,7 +146,9 @@ Outcome Undisturbed(const std::function<Outcome(bool alone)>& command) {
 std::optional<Outcome> Unfinished(const ScriptedFrontEnd& frontEnd) {
   if (!frontEnd.Refusal().empty()) return Failed(frontEnd.Refusal());
   if (frontEnd.Unanswered().empty()) return std::nullopt;
-  return Failed("\"" + frontEnd.Unanswered() + "\" was not answered.", Status::Unanswered);
+  const std::string hint =
+      frontEnd.WantsPath() ? " It takes a path: \"--path FILE\", or in a script the line \"path FILE\"." : "";
+  return Failed("\"" + frontEnd.Unanswered() + "\" was not answered." + hint, Status::Unanswered);
 }
 
 void NoteOthers(const Host& host, const Host::WaitingEdits& before, std::vector<std::string>& notes) {

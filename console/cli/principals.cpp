@@ -78,12 +78,41 @@ bool TurnMessageIntoFailure(Outcome& outcome) {
   return true;
 }
 
+Outcome List(const Settings& settings, const Kind& kind, const Words& words) {
+  Outcome shown = ShowNode(settings, NodeOf(kind, words));
+  if (shown.status != Status::Done) return shown;
+  Outcome outcome;
+  outcome.data = nlohmann::ordered_json::array();
+  for (const auto& control : shown.data["controls"]) {
+    if (control["name"] == kind.node && control.contains("rows")) outcome.data = control["rows"];
+  }
+  for (const auto& row : outcome.data) outcome.text += std::string(row) + "\n";
+  return outcome;
+}
+
+// The name under which the list has it: a group is listed with its domain, and may be named without, as when
+// it was added. What is not there stays as it was given.
+std::string FullName(const Settings& settings, const Kind& kind, const Words& words,
+                     const std::string& name) {
+  if (kind.noun != "group" || name.find('\\') != std::string::npos) return name;
+  std::string full;
+  for (const auto& row : List(settings, kind, words).data) {
+    const std::string listed = row;
+    if (text::EqualNoCase(listed, name)) return name;
+    if (!text::EqualNoCase(std::string_view(listed).substr(listed.rfind('\\') + 1), name)) continue;
+    // Two of that name: the page says what it has.
+    if (!full.empty()) return name;
+    full = listed;
+  }
+  return full.empty() ? name : full;
+}
+
 // Presses the button that makes a principal, or a copy of the one that is named. A page of its settings that
 // was never made would keep them waiting for a person who comes to see them.
 Outcome Make(const Settings& settings, const Kind& kind, const Words& words, const Steps& answers,
              const FinishPress& finish) {
   Steps steps;
-  if (!words.source.empty()) steps = Selected(kind, words.source);
+  if (!words.source.empty()) steps = Selected(kind, FullName(settings, kind, words, words.source));
   steps.insert(steps.end(), answers.begin(), answers.end());
   const std::string& button = words.source.empty() ? kind.newButton : kind.copyButton;
   return WithoutText(PressButton(settings, NodeOf(kind, words), button, steps, finish));
@@ -92,7 +121,7 @@ Outcome Make(const Settings& settings, const Kind& kind, const Words& words, con
 // Tells a principal that the page took but the store did not.
 void CheckStored(Outcome& outcome, const CDialog& page, const Kind& kind, const std::string& name) {
   if (outcome.status != Status::Done || RowOf(page, kind, name)) return;
-  outcome = Failed("The " + kind.noun + " " + Quoted(name) + " could not be stored.");
+  outcome = Failed("The " + kind.noun + " " + Quoted(name) + " can't be stored.");
 }
 
 Outcome MakeUser(const Settings& settings, const Kind& kind, const Words& words) {
@@ -105,10 +134,10 @@ Outcome MakeUser(const Settings& settings, const Kind& kind, const Words& words)
   const std::string shown = text::Replaced(domain.empty() ? name : domain + "\\" + name, "?", "\\");
   if (shown.find(':') != std::string::npos) {
     return Failed("The name " + Quoted(shown) +
-                  " can't be used: \":\" separates the nodes of the tree, so its settings would be lost.");
+                  " can't be used: \":\" separates the pages of the tree, so its settings would be lost.");
   }
   if (shown.size() > kLongestName) {
-    return Failed("The name has " + std::to_string(shown.size()) + " bytes; the store takes at most " +
+    return Failed("The name has " + std::to_string(shown.size()) + " bytes; there is room for " +
                   std::to_string(kLongestName) + ".");
   }
   const Steps answers{"--fill", "User Name=" + name, "--fill", "Domain=" + domain, "--press", "OK"};
@@ -117,8 +146,9 @@ Outcome MakeUser(const Settings& settings, const Kind& kind, const Words& words)
     CheckStored(outcome, page, kind, shown);
     const auto row = RowOf(page, kind, shown);
     if (outcome.status != Status::Done || row == shown) return;
-    outcome.notes.push_back(Quoted(shown) + " and " + Quoted(*row) +
-                            " are one user, since the store knows no case: its settings were replaced.");
+    outcome.notes.push_back(
+        Quoted(shown) + " and " + Quoted(*row) +
+        " are one user, since names are stored without case: its settings were replaced.");
   });
 }
 
@@ -132,12 +162,19 @@ Outcome MakeGroup(const Settings& settings, const Kind& kind, const Words& words
   const Steps picked{"--fill", "Available Groups=" + alone, "--press", "<- Add", "--press", "OK"};
   answers.insert(answers.end(), picked.begin(), picked.end());
   return Make(settings, kind, words, answers, [&](Outcome& outcome, const CDialog& page) {
+    if (outcome.status == Status::NotDone && outcome.error.starts_with("\"Available Groups\"")) {
+      outcome.error =
+          "There is no group " + Quoted(alone) + " to add" +
+          (words.query.empty() ? ": it is none of this computer's, or stands in the list already. Those of "
+                                 "another computer or a domain take \"--query\"."
+                               : " from " + Quoted(words.query) + ".");
+    }
     if (TurnMessageIntoFailure(outcome) || outcome.status != Status::Done) return;
     const CWnd& list = *page.Find(kind.node).control;
     const std::string added = list.RowCount() == 0 ? "" : std::string(list.RowText(list.RowCount() - 1));
     if (text::EqualNoCase(added, words.name)) return;
     if (!text::EqualNoCase(std::string_view(added).substr(added.rfind('\\') + 1), alone)) {
-      outcome = Failed("The group " + Quoted(alone) + " could not be stored.");
+      outcome = Failed("The group " + Quoted(alone) + " can't be stored.");
     } else if (words.name != alone) {
       outcome = Failed("The group " + Quoted(alone) + " is known here as " + Quoted(added) + ", not as " +
                        Quoted(words.name) + ".");
@@ -174,32 +211,32 @@ Outcome MakeRange(const Settings& settings, const Kind& kind, const Words& words
     CheckStored(outcome, page, kind, Dotted(first) + "-" + Dotted(last));
     if (outcome.status == Status::Done && last.GetAddress() < first.GetAddress()) {
       outcome.notes.push_back(Dotted(last) + " lies before " + Dotted(first) +
-                              "; the range was stored as it stands.");
+                              ": the range was stored so, and no address matches it.");
     }
   });
 }
 
 Outcome Delete(const Settings& settings, const Kind& kind, const Words& words) {
-  Steps steps = Selected(kind, words.name);
+  const std::string name = FullName(settings, kind, words, words.name);
+  Steps steps = Selected(kind, name);
   steps.insert(steps.end(), {"--press", "Yes"});
   const auto check = [&](Outcome& outcome, const CDialog& page) {
     if (TurnMessageIntoFailure(outcome) || outcome.status != Status::Done) return;
-    if (!RowOf(page, kind, words.name)) return;
-    outcome = Failed("The " + kind.noun + " " + Quoted(words.name) + " could not be deleted.");
+    if (!RowOf(page, kind, name)) return;
+    outcome = Failed("The " + kind.noun + " " + Quoted(name) + " can't be deleted.");
   };
   return WithoutText(PressButton(settings, NodeOf(kind, words), kind.deleteButton, steps, check));
 }
 
-Outcome List(const Settings& settings, const Kind& kind, const Words& words) {
-  Outcome shown = ShowNode(settings, NodeOf(kind, words));
-  if (shown.status != Status::Done) return shown;
-  Outcome outcome;
-  outcome.data = nlohmann::ordered_json::array();
-  for (const auto& control : shown.data["controls"]) {
-    if (control["name"] == kind.node && control.contains("rows")) outcome.data = control["rows"];
+// Which configuration is meant is said by --in, since a user's name has no place for it.
+std::optional<Outcome> WhyNoList(const Settings& settings, const Kind& kind, const Words& words) {
+  if (settings.host.configServerMode && words.configuration.empty()) {
+    return Failed("The " + kind.noun +
+                      "s of which configuration? Name it by \"--in\"; \"marrowen config list\" lists them.",
+                  Status::WrongUse);
   }
-  for (const auto& row : outcome.data) outcome.text += std::string(row) + "\n";
-  return outcome;
+  if (settings.host.configServerMode || words.configuration.empty()) return std::nullopt;
+  return Failed("\"--in\" names a configuration, and goes with \"--config-server\".", Status::WrongUse);
 }
 
 // Adds the verbs of one list after another.
@@ -246,8 +283,9 @@ struct Adder {
     for (const auto& [verb, button] : {std::pair("up", "Up"), std::pair("down", "Down")}) {
       add(*group, verb, std::string("Move the named one ") + verb + " by one rank",
           [&settings = settings, words = words, &kind, button = std::string(button)] {
-            return WithoutText(
-                PressButton(settings, NodeOf(kind, *words), button, Selected(kind, words->name)));
+            if (auto failed = WhyNoList(settings, kind, *words)) return *failed;
+            return WithoutText(PressButton(settings, NodeOf(kind, *words), button,
+                                           Selected(kind, FullName(settings, kind, *words, words->name))));
           })
           ->add_option("NAME", words->name)
           ->required();
@@ -264,8 +302,10 @@ struct Adder {
  private:
   CLI::App* Add(CLI::App& group, const Kind& kind, const std::string& verb, const std::string& help,
                 Work work) {
-    return add(group, verb, help,
-               [&settings = settings, words = words, &kind, work] { return work(settings, kind, *words); });
+    return add(group, verb, help, [&settings = settings, words = words, &kind, work] {
+      if (auto failed = WhyNoList(settings, kind, *words)) return *failed;
+      return work(settings, kind, *words);
+    });
   }
 };
 

@@ -7,6 +7,9 @@ namespace {
 
 constexpr size_t kLongestSentence = 2000;
 
+// Goes up when a field goes or changes its meaning; a new field leaves it.
+constexpr int kJsonVersion = 1;
+
 // What came from a file or the store is shown, and not obeyed, by the terminal: control characters stand as
 // "\x1b", the second set of them, which UTF-8 writes in two bytes, as "\x9b".
 std::string Shown(std::string_view text) {
@@ -44,6 +47,7 @@ std::string Sentence(std::string_view text) {
 int Print(const Settings& settings, const Outcome& outcome) {
   if (settings.json) {
     nlohmann::ordered_json json;
+    json["version"] = kJsonVersion;
     json["status"] = static_cast<int>(outcome.status);
     json["error"] = outcome.error;
     json["notes"] = outcome.notes;

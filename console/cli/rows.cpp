@@ -149,7 +149,7 @@ std::optional<Outcome> RowCommand::Take(const std::vector<std::string>& words) {
     if (!parts) return Failed(Quoted(words[i]) + " is not of the form FIELD=VALUE.", Status::WrongUse);
     m_changes.push_back({std::string(parts->first), std::string(parts->second)});
   }
-  if (m_changes.empty()) return Failed("A row wants FIELD=VALUE.", Status::WrongUse);
+  if (m_changes.empty()) return Failed("\"row\" needs FIELD=VALUE.", Status::WrongUse);
   return std::nullopt;
 }
 
@@ -180,18 +180,18 @@ std::optional<Outcome> RowCommand::FindRow() {
     }
     m_which.push_back(m_changes.front());
     std::vector<size_t> rows = table.RowsWith(m_which);
-    if (rows.empty()) return Failed(table.Name() + " has no row with " + Told(m_which) + ".");
+    if (rows.empty()) return Failed(table.Name() + " has no entry with " + Told(m_which) + ".");
     m_changes.erase(m_changes.begin());
     found = std::move(rows);
   }
   m_cells = table.Rows()[found.front()].cells;
   m_count = table.Count(m_cells);
   if (found.size() > m_count) {
-    return Failed(table.Name() + " has " + std::to_string(found.size()) + " rows with " + Told(m_which) +
+    return Failed(table.Name() + " has " + std::to_string(found.size()) + " entries with " + Told(m_which) +
                   ": say more of the one that is meant.");
   }
   if (m_verb == Verb::Set && m_changes.empty()) {
-    return Failed("Behind what says which row come the fields that change.", Status::WrongUse);
+    return Failed("The fields that change are missing behind those that say which entry.", Status::WrongUse);
   }
   return std::nullopt;
 }
@@ -269,9 +269,9 @@ Outcome RowCommand::Run() {
   }
   if (outcome.status != Status::Done) return outcome;
   if (leaves && IsLeft() && stored().Empty())
-    return Failed("The page keeps the row with " + Told(m_which) + ".");
+    return Failed("The page keeps the entry with " + Told(m_which) + ".");
   if (m_verb == Verb::Remove || !Table().RowsWith(wanted).empty()) return outcome;
-  std::string why = "The page keeps no row with " + Told(wanted) + ".";
+  std::string why = "The page keeps no entry with " + Told(wanted) + ".";
   if (m_verb == Verb::Add && !wanted.empty() && !Table().RowsWith({wanted.front()}).empty())
     why += " \"row set\" changes one that is there.";
   return Failed(why);
@@ -300,18 +300,18 @@ void AddRowCommands(CLI::App& app, const Settings& settings, const AddCommand& a
     std::vector<std::string> rest;
   };
   const auto words = std::make_shared<Words>();
-  CLI::App* group = app.add_subcommand("row", "Rows of the tables on pages");
+  CLI::App* group = app.add_subcommand("row", "Entries of the tables on pages");
   group->require_subcommand(1);
   const auto verb = [&](const std::string& word, const std::string& help, Verb which) {
     CLI::App* command = add(*group, word, help, [&settings, words, which] {
       return Undisturbed(
           [&](bool alone) { return RunOnce(settings, which, words->node, words->rest, alone); });
     });
-    command->add_option("NODE", words->node)->required();
+    command->add_option("PAGE", words->node)->required();
     command->add_option("[TABLE] FIELD=VALUE", words->rest, "The table only where the page has several")
         ->required();
   };
-  verb("add", "Add a row with these fields", Verb::Add);
-  verb("set", "Change the row that the first fields name: the others are its changes", Verb::Set);
-  verb("remove", "Remove the row with these fields", Verb::Remove);
+  verb("add", "Add an entry with these fields", Verb::Add);
+  verb("set", "Change the entry that the first fields name: the others are its changes", Verb::Set);
+  verb("remove", "Remove the entry with these fields", Verb::Remove);
 }

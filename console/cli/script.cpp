@@ -12,6 +12,9 @@
 
 namespace {
 
+// "node" is what "page" was called first: scripts hold it.
+const std::vector<std::string> kVerbs{"page", "set", "press", "answer", "path", "apply", "cancel", "show"};
+
 // The lines of a script, which act on one console.
 class Script {
  public:
@@ -22,17 +25,18 @@ class Script {
     const size_t blank = std::min(line.find(' '), line.size());
     const std::string_view verb = line.substr(0, blank);
     const std::string argument(line.substr(std::min(blank + 1, line.size())));
-    if (verb == "node") {
+    if (verb == "page" || verb == "node") {
       return m_command.Select(argument) ? Outcome{} : Failed(m_command.why);
     }
     if (verb == "answer") return m_command.frontEnd.AddAnswer(argument), Outcome{};
     if (verb == "path") return m_command.frontEnd.AddPath(argument), Outcome{};
-    if (m_host.Page() == nullptr) return Failed("A line \"node\" must come first.", Status::WrongUse);
+    if (m_host.Page() == nullptr) return Failed("A line \"page\" must come first.", Status::WrongUse);
     if (verb == "set" || verb == "press") return Edit(verb == "press", argument);
     if (verb == "show") return DescribePage(m_host);
     if (verb == "cancel") return Cancel();
     if (verb == "apply") return Apply();
-    return Failed("There is no act \"" + std::string(verb) + "\".", Status::WrongUse);
+    return Failed("There is no line \"" + std::string(verb) + "\": there are " + AllOf(kVerbs) + ".",
+                  Status::WrongUse);
   }
 
   // The nodes that the script has edited and not applied. The page in front is left for it.

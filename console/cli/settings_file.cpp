@@ -13,6 +13,7 @@
 #include "configuration/value_text.h"
 #include "console/cli/credentials.h"
 #include "console/cli/legacy_settings.h"
+#include "console/cli/wrong_use.h"
 #include "console/computer.h"
 #include "console/describe.h"
 #include "console/import_trial.h"
@@ -30,6 +31,7 @@ struct Words {
   std::string credentials;  // "yes", "no", or empty to be asked
   bool dryRun = false;
   bool legacy = false;  // registry hive files instead
+  bool force = false;   // over any file
 };
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
@@ -42,8 +44,8 @@ std::optional<Outcome> WhyNotThere(const Settings& settings, const ActingOn& com
   }
   if (!computer.Why().empty()) return Failed(computer.Why());
   if (computer.Name().empty()) return std::nullopt;
-  return Failed("There is no embedded computer " + Quoted(computer.Name()) +
-                ", and settings files are written and read by the computer itself only.");
+  return Failed("The settings of " + Quoted(computer.Name()) +
+                " can't be written into a file from here: run this on that computer.");
 }
 
 constexpr const char* kStandardStream = "-";
@@ -86,6 +88,15 @@ std::string WhyNotWritable(const std::string& name) {
   FileSink tried;
   if (tried.Open(file)) return {};
   return "The file " + Quoted(file) + " can't be written: " + SystemText(tried.Error().code) + ".";
+}
+
+// Whether the file holds something that no export has written, and that would be lost. An empty one holds
+// nothing, and of a link only the link itself is lost.
+bool HoldsOther(const std::string& file) {
+  std::error_code ignored;
+  if (!fs::is_regular_file(fs::symlink_status(file, ignored)) || fs::file_size(file, ignored) == 0)
+    return false;
+  return FileIsForProduct(file, kSettingsProduct, EngineCallbacks{}, RepeatableSource()) == 0;
 }
 
 // The page tells of all else than success by a message, also where it goes on. A command takes none but the
@@ -131,6 +142,9 @@ Outcome Export(const Settings& settings, const Words& words) {
     return Failed(why, words.file.empty() ? Status::WrongUse : Status::NotDone);
   }
   const std::string file = OutputPath(words.file);
+  if (!words.force && HoldsOther(file))
+    return Failed("The file " + Quoted(file) +
+                  " can't be replaced: it is no settings file. \"--force\" replaces it.");
   const auto prepare = [&words](Host&, ScriptedFrontEnd& frontEnd) {
     frontEnd.standingAnswer = [&words](std::string_view question) -> std::optional<std::string> {
       if (!AsksForCredentials(question)) return std::nullopt;
@@ -340,14 +354,15 @@ Outcome Diff(const Settings& settings, const Words& words) {
 void AddSettingsFileCommands(CLI::App& app, const Settings& settings, const AddCommand& add) {
   const auto words = std::make_shared<Words>();
   CLI::App* command = add(app, "export", "Write all settings into a settings file", [&settings, words] {
-    return words->legacy ? ExportLegacy(settings, words->file) : Export(settings, *words);
+    return words->legacy ? ExportLegacy(settings, words->file, words->force) : Export(settings, *words);
   });
   command->add_option("FILE", words->file, "The settings file; '-' is standard output")->required();
   command
       ->add_option("--credentials", words->credentials,
                    "Whether cached credentials go into the file, in clear text")
-      ->check(CLI::IsMember({"yes", "no"}));
+      ->check(OneOfWords({"yes", "no"}));
   command->add_flag("--legacy", words->legacy, "As registry hive files, up to three beside each other");
+  command->add_flag("--force", words->force, "Replace a file that is no settings file, too");
   command = add(app, "import", "Take the settings of a settings file", [&settings, words] {
     if (words->legacy) return ImportLegacy(settings, words->file, words->dryRun);
     return words->dryRun ? Preview(settings, *words) : Import(settings, *words);

@@ -32,21 +32,23 @@ constexpr size_t kSmallestMap = size_t{256} << 20;
 
 machine::Outcome Failed(const std::string& file, int code, bool create) {
   const auto sentence = [&](const std::string& why) {
-    return machine::Outcome{static_cast<DWORD>(Status(code)), "The store " + file + " " + why};
+    return machine::Outcome{static_cast<DWORD>(Status(code)), "The registry \"" + file + "\" " + why};
   };
   switch (code) {
     case MDB_INVALID:
     case MDB_CORRUPTED:
     case MDB_PAGE_NOTFOUND:
-      return sentence("is damaged or is not a registry store.");
+      return sentence("is damaged, or is no registry of this console.");
     case MDB_NOTFOUND:
     case MDB_INCOMPATIBLE:
-      return sentence("is not a registry store.");
+      return sentence("is no registry of this console.");
     case MDB_VERSION_MISMATCH:
-      return sentence("was made by another version and cannot be read.");
+      return sentence(
+          "was made by another version of the console, and can't be read by this one. Take its settings over "
+          "by \"export\" with that version and \"import\" with this one.");
     default:
-      return sentence((create ? "could not be made: " : "could not be opened: ") +
-                      std::string(mdb_strerror(code)) + ".");
+      return sentence((create ? "can't be made: " : "can't be opened: ") + std::string(mdb_strerror(code)) +
+                      ".");
   }
 }
 

@@ -66,7 +66,7 @@ Outcome Failed(const std::string& what, int error) {
 Outcome OpenSound(const std::string& folder, Environment& environment) {
   Outcome outcome = OpenEnvironment(folder, false, environment);
   if (outcome && !EntriesAreSound(environment)) {
-    outcome = {ERROR_REGISTRY_CORRUPT, "The store " + environment.file + " is damaged."};
+    outcome = {ERROR_REGISTRY_CORRUPT, "The registry \"" + environment.file + "\" is damaged."};
   }
   return outcome;
 }
@@ -100,12 +100,12 @@ Outcome Exchange(const std::string& fresh, const std::string& home, std::string&
   if (!fs::exists(place, error)) {
     kept.clear();
   } else if (rename(place.c_str(), kept.c_str()) != 0) {
-    return Failed("The damaged store can't be moved to " + kept, errno);
+    return Failed("The registry that was there can't be moved to \"" + kept + "\"", errno);
   }
   if (rename(fresh.c_str(), place.c_str()) == 0) return {};
   const int code = errno;
   if (!kept.empty()) rename(kept.c_str(), place.c_str());
-  return Failed("The store can't be put in its place", code);
+  return Failed("The restored registry can't be put in its place", code);
 }
 
 }  // namespace
@@ -113,7 +113,7 @@ Outcome Exchange(const std::string& fresh, const std::string& home, std::string&
 std::string HowToRestore(const std::string& home) {
   const std::vector<std::string> backups = Backups(home);
   if (backups.empty()) return "There is no backup of it.";
-  return "Restore it with \"marrowen home restore\", from " + backups.front() + ".";
+  return "Restore it by \"marrowen home restore\", from \"" + backups.front() + "\".";
 }
 
 }  // namespace embedded
@@ -124,6 +124,7 @@ using namespace embedded;  // NOLINT: this is the embedded computer's part of th
 
 Outcome CheckHome(std::string_view name) {
   const std::string home = HomeNamed(name);
+  if (home.empty()) return NoHome();
   Environment environment;
   Outcome outcome = OpenSound(home + "/registry", environment);
   if (outcome.code == ERROR_REGISTRY_CORRUPT) outcome.sentence += " " + HowToRestore(home);
@@ -132,19 +133,20 @@ Outcome CheckHome(std::string_view name) {
 
 Outcome BackUpHome(std::string_view name, std::string& file) {
   const std::string home = HomeNamed(name);
+  if (home.empty()) return NoHome();
   Environment environment;
   if (Outcome outcome = OpenSound(home + "/registry", environment); !outcome) return outcome;
   const std::string folder = BackupFolder(home);
-  if (!MakePrivateFolder(folder)) return Failed("The folder " + folder + " can't be made", errno);
+  if (!MakePrivateFolder(folder)) return Failed("The folder \"" + folder + "\" can't be made", errno);
   const ScratchFolder scratch(folder + "/new.XXXXXX");
-  if (scratch.path.empty()) return Failed("The folder " + folder + " can't be written", errno);
+  if (scratch.path.empty()) return Failed("The folder \"" + folder + "\" can't be written", errno);
   const int code = mdb_env_copy2(environment.env.get(), scratch.path.c_str(), MDB_CP_COMPACT);
   if (code != 0) return {static_cast<DWORD>(Status(code)), "The backup can't be written to its end."};
   if (chmod((scratch.path + "/data.mdb").c_str(), 0600) != 0)
     return Failed("The backup can't be made private", errno);
   file = folder + "/" + std::string(kBackupStart) + TimeNow() + std::string(kBackupEnd);
   if (rename((scratch.path + "/data.mdb").c_str(), file.c_str()) != 0) {
-    return Failed("The backup " + file + " can't be made", errno);
+    return Failed("The backup \"" + file + "\" can't be made", errno);
   }
   const std::vector<std::string> all = Backups(home);
   for (size_t i = kBackupsKept; i < all.size(); ++i) unlink(all[i].c_str());
@@ -153,16 +155,17 @@ Outcome BackUpHome(std::string_view name, std::string& file) {
 
 Outcome RestoreHome(std::string_view name, std::string& file) {
   const std::string home = HomeNamed(name);
+  if (home.empty()) return NoHome();
   if (file.empty()) {
     const std::vector<std::string> all = Backups(home);
-    if (all.empty()) return {ERROR_FILE_NOT_FOUND, "There is no backup of the home " + home + "."};
+    if (all.empty()) return {ERROR_FILE_NOT_FOUND, "There is no backup of the home \"" + home + "\"."};
     file = all.front();
   }
   ScratchFolder fresh(home + "/registry.XXXXXX");
-  if (fresh.path.empty()) return Failed("The home " + home + " can't be written", errno);
+  if (fresh.path.empty()) return Failed("The home \"" + home + "\" can't be written", errno);
   std::error_code error;
   if (!fs::copy_file(file, fresh.path + "/data.mdb", error)) {
-    return Failed("The backup " + file + " can't be read", error.value());
+    return Failed("The backup \"" + file + "\" can't be read", error.value());
   }
   fs::permissions(fresh.path + "/data.mdb", fs::perms::owner_read | fs::perms::owner_write, error);
   {

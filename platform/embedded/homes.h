@@ -4,10 +4,14 @@
 
 #include <string>
 
+#include "platform/machine.h"
+
 namespace embedded {
 
-// Where the home lies that nobody has named.
+// Where the home lies that nobody has named; empty, which is NoHome, where neither the environment nor the
+// account has a folder.
 std::string DefaultHome();
+machine::Outcome NoHome();
 
 // One sentence: which command brings a damaged home back, or that there is no backup of it.
 std::string HowToRestore(const std::string& home);

@@ -1,9 +1,11 @@
 #include "platform/machine.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -36,6 +38,15 @@ std::string& ChosenHome() {
   return home;
 }
 
+// Empty where the account has none.
+std::string FolderOfAccount() {
+  passwd entry{};
+  passwd* found = nullptr;
+  std::array<char, 4096> texts{};
+  getpwuid_r(geteuid(), &entry, texts.data(), texts.size(), &found);
+  return found == nullptr ? "" : found->pw_dir;
+}
+
 }  // namespace
 
 std::string DefaultHome() {
@@ -45,14 +56,22 @@ std::string DefaultHome() {
   };
   if (std::string home = variable("MARROWEN_HOME"); !home.empty()) return home;
   if (const std::string data = variable("XDG_DATA_HOME"); !data.empty()) return data + "/marrowen";
-  return variable("HOME") + "/.local/share/marrowen";
+  std::string own = variable("HOME");
+  if (own.empty()) own = FolderOfAccount();
+  return own.empty() ? "" : own + "/.local/share/marrowen";
+}
+
+Outcome NoHome() {
+  return {
+      ERROR_PATH_NOT_FOUND,
+      "There is no folder for the settings: neither HOME nor the account names one. Name it by \"--home\"."};
 }
 
 namespace {
 
 Outcome HomeFailed(const std::string& home, const std::string& why, int error) {
   const LONG code = Status(error);
-  return {static_cast<DWORD>(code), "The home " + home + " " + why + ": " + std::strerror(error) + "."};
+  return {static_cast<DWORD>(code), "The home \"" + home + "\" " + why + ": " + std::strerror(error) + "."};
 }
 
 // What is made is for its owner alone, and he can use it, whatever the umask.
@@ -71,15 +90,15 @@ class PrivateFiles {
 Outcome MakeFolder(const std::string& home) {
   struct stat status;
   if (stat(home.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) {
-    return {ERROR_DIRECTORY, "The home " + home + " is a file, not a folder."};
+    return {ERROR_DIRECTORY, "The home \"" + home + "\" is a file, not a folder."};
   }
   std::error_code error;
   const bool made = !fs::exists(home, error);
   if (made) fs::create_directories(home, error);
-  if (error) return HomeFailed(home, "could not be made", error.value());
+  if (error) return HomeFailed(home, "can't be made", error.value());
   const bool empty = fs::is_empty(home, error);
-  if (error) return HomeFailed(home, "could not be read", error.value());
-  if (empty && chmod(home.c_str(), 0700) != 0) return HomeFailed(home, "could not be made private", errno);
+  if (error) return HomeFailed(home, "can't be read", error.value());
+  if (empty && chmod(home.c_str(), 0700) != 0) return HomeFailed(home, "can't be made private", errno);
   return {};
 }
 
@@ -95,7 +114,7 @@ LONG FillStore() {
 // that do so at once, one finds the other's.
 Outcome MakeStore(const std::string& home) {
   std::string folder = home + "/registry.XXXXXX";
-  if (mkdtemp(folder.data()) == nullptr) return HomeFailed(home, "cannot be written", errno);
+  if (mkdtemp(folder.data()) == nullptr) return HomeFailed(home, "can't be written", errno);
   Environment environment;
   Outcome outcome = OpenEnvironment(folder, true, environment);
   if (outcome) outcome = UseEnvironment(std::move(environment));
@@ -104,7 +123,7 @@ Outcome MakeStore(const std::string& home) {
     if (status == 0) status = InstallFiles(home + "/local");
     CloseEnvironmentInUse();
     if (status != 0) {
-      outcome = {static_cast<DWORD>(status), "The store of the home " + home + " could not be written."};
+      outcome = {static_cast<DWORD>(status), "The registry of the home \"" + home + "\" can't be written."};
     }
   }
   if (outcome && rename(folder.c_str(), (home + "/registry").c_str()) == 0) {
@@ -118,7 +137,7 @@ Outcome MakeStore(const std::string& home) {
   const int error = errno;
   std::error_code ignored;
   fs::remove_all(folder, ignored);
-  if (outcome && error != EEXIST && error != ENOTEMPTY) return HomeFailed(home, "cannot be written", error);
+  if (outcome && error != EEXIST && error != ENOTEMPTY) return HomeFailed(home, "can't be written", error);
   return outcome;
 }
 
@@ -157,7 +176,7 @@ Outcome ComputerFailed(std::string_view name, const char* what, LONG status) {
                           : status == ERROR_ACCESS_DENIED ? "access is denied"
                                                           : "error " + std::to_string(status);
   return {static_cast<DWORD>(status),
-          "The computer " + std::string(name) + " could not be " + what + ": " + why + "."};
+          "The computer \"" + std::string(name) + "\" can't be " + what + ": " + why + "."};
 }
 
 }  // namespace
@@ -215,9 +234,10 @@ using namespace embedded;  // NOLINT: this is the embedded computer's part of th
 Outcome OpenHome(std::string_view home) {
   std::error_code error;
   std::string wanted = home.empty() ? DefaultHome() : std::string(home);
+  if (wanted.empty()) return NoHome();
   if (EnvironmentInUse()) {
     if (fs::weakly_canonical(wanted, error).string() == OpenedHome()) return {};
-    if (InEvent()) return {ERROR_BUSY, "Another home cannot be opened within an event."};
+    if (InEvent()) return {ERROR_BUSY, "Another home can't be opened while settings are written."};
     CloseHome();
   }
   ChosenHome() = home;
@@ -243,7 +263,7 @@ Outcome AddComputer(std::string_view name) {
   LONG status = write.status;
   if (status == 0 && FindComputer(*write.txn, name, &key) == 0) {
     write.Finish(ERROR_ALREADY_EXISTS);
-    return {ERROR_ALREADY_EXISTS, "There is a computer " + std::string(name) + " already."};
+    return {ERROR_ALREADY_EXISTS, "There is a computer \"" + std::string(name) + "\" already."};
   }
   if (status == 0) status = MakeComputer(*write.txn, name);
   if (status == 0) status = InstallFiles(ComputerFolder(name));
@@ -254,13 +274,13 @@ Outcome AddComputer(std::string_view name) {
 Outcome StandOn(std::string_view name) {
   if (name.empty()) name = kLocalComputer;
   if (name != kLocalComputer && !IsComputerName(name)) return NotAName(name);
-  if (InEvent()) return {ERROR_BUSY, "Another computer cannot be the local one within an event."};
+  if (InEvent()) return {ERROR_BUSY, "Another computer can't be the local one while settings are written."};
   {
     const Reading read;
     KeyId key = 0;
     const LONG status = read.status != 0 ? read.status : FindComputer(*read.txn, name, &key);
     if (status == ERROR_FILE_NOT_FOUND) {
-      return {ERROR_BAD_NETPATH, "There is no computer " + std::string(name) + "."};
+      return {ERROR_BAD_NETPATH, "There is no computer \"" + std::string(name) + "\"."};
     }
     if (status != 0) return ComputerFailed(name, "opened", status);
   }
@@ -292,7 +312,7 @@ Outcome RemoveComputer(std::string_view name) {
   if (status == 0) status = FindComputer(*write.txn, name, &key);
   if (status == ERROR_FILE_NOT_FOUND) {
     write.Finish(status);
-    return {ERROR_BAD_NETPATH, "There is no computer " + std::string(name) + "."};
+    return {ERROR_BAD_NETPATH, "There is no computer \"" + std::string(name) + "\"."};
   }
   if (status == 0) {
     const std::string folder = ComputerFolder(name);

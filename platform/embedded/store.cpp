@@ -402,7 +402,7 @@ machine::Outcome UseEnvironment(Environment environment) {
   const int code = mdb_txn_begin(environment.env.get(), nullptr, MDB_RDONLY, &read);
   if (code != 0) {
     return {static_cast<DWORD>(Status(code)),
-            "The store could not be read: " + std::string(mdb_strerror(code)) + "."};
+            "The registry can't be read: " + std::string(mdb_strerror(code)) + "."};
   }
   mdb_txn_reset(read);
   state.environment = std::move(environment);
@@ -449,7 +449,7 @@ bool UndoesEvents() { return true; }
 Outcome HoldStore() {
   const embedded::Writing now;
   if (now.status == 0) return {};
-  return {static_cast<DWORD>(now.status), "The store can't be written."};
+  return {static_cast<DWORD>(now.status), "The registry can't be written."};
 }
 
 Outcome CommitEvent() {
@@ -460,17 +460,17 @@ Outcome CommitEvent() {
   if (status == 0) status = state.refused;
   state.refused = 0;
   if (status == 0) return {};
-  if (status == ERROR_DISK_FULL) return {ERROR_DISK_FULL, "The changes were not stored: the disk is full."};
+  if (status == ERROR_DISK_FULL) return {ERROR_DISK_FULL, "Nothing was stored: the disk is full."};
   if (status == ERROR_REGISTRY_CORRUPT) return {ERROR_REGISTRY_CORRUPT, "Nothing was stored. " + Damage()};
   if (status == ERROR_BUSY) {
-    return {ERROR_BUSY, "Nothing was stored: another program holds the store, and did not let go of it."};
+    return {ERROR_BUSY, "Nothing was stored: another program is writing settings, and did not end."};
   }
   if (status == ERROR_KEY_DELETED) {
-    return {ERROR_KEY_DELETED, "Nothing was stored: the home was replaced or removed meanwhile. Start anew."};
+    return {ERROR_KEY_DELETED,
+            "Nothing was stored: the home was replaced or removed meanwhile. Start the console anew."};
   }
   return {static_cast<DWORD>(status),
-          "The changes were not stored: the registry could not be written (error " + std::to_string(status) +
-              ")."};
+          "Nothing was stored: the registry can't be written (error " + std::to_string(status) + ")."};
 }
 
 void AbandonEvent() {
@@ -483,7 +483,7 @@ void AbandonEvent() {
 
 std::string Damage() {
   if (!embedded::Transaction::damaged) return {};
-  return "The store " + state.environment.file + " is damaged: what it holds can't be trusted. " +
+  return "The registry \"" + state.environment.file + "\" is damaged: what it holds can't be trusted. " +
          embedded::HowToRestore(embedded::HomeFolder());
 }
 

@@ -25,7 +25,7 @@ while read -r name; do
   expect 0 'was replaced' press "$page" Delete --select "Configuration Administrators=$name" Yes
 done < <(rows)
 expect 0 'nobody may do anything' reg acl show "$key"
-expect 1 '^marrowen: Nothing is stored for this node: the key .*SSHD can.t be opened: Access is denied.\n$' \
+expect 1 '^marrowen: Nothing is stored for this page: the key .*SSHD can.t be opened: Access is denied.\n$' \
   --as nobody show 'General Settings::Compression'
 expect 1 'Access is denied' --as nobody reg acl reset "$key"
 expect 0 'owner  BUILTIN.Administrators\n.*allow  BUILTIN.Users  read, and below' --as Administrators reg acl reset "$key"

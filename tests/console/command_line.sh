@@ -39,7 +39,7 @@ expect 0 '' set "Banner" $'Splash Banner=a=b\nc'
 expect 0 'SplashBanner  REG_SZ  61 3D 62 0D 0A 63$' reg query "$server"
 expect 0 '^    \[x\] 3des$' show "General Settings::Cipher"
 expect 0 '' set "General Settings" "FIPS Mode=on"
-expect 1 'There is no control "3des" here' set "General Settings::Cipher" "3des=on"
+expect 1 'There is no setting "3des" here' set "General Settings::Cipher" "3des=on"
 
 # Every setting can be found by its caption, its stored name or the row of a list; what no one sees can't.
 expect 0 '^General Settings: Allow SSH1 protocol = off  \[AllowSSH1Protocol\]$' find ssh1
@@ -62,7 +62,7 @@ expect 0 'CompressionLevel  REG_SZ  37$' reg query "$server"
 expect 1 'There is a configuration "BRANCH7" already' config add BRANCH7
 expect 1 'neither ":" nor' config add 'a:b'
 expect 0 '' config remove branch7
-expect 1 'There is no node' --config-server show "branch7::$page"
+expect 1 'There is no configuration "branch7"' --config-server show "branch7::$page"
 
 # Another computer has settings of its own.
 expect 0 '' computer add srv1
@@ -74,10 +74,10 @@ expect 0 '^Settings saved in ' --computer srv1 press "Configuration Management" 
 grep -q 'CompressionLevel" value="2"' "$home/srv1.xml" || { echo "FAILED: the file is not of srv1"; failures=$((failures + 1)); }
 
 # A page whose key is not there says so.
-expect 0 "Nothing is stored for this node: the key .*DefaultDefault can.t be opened: The system cannot find" show "Users::Default::Forwarding Control"
+expect 0 "Nothing is stored for this page: the key .*DefaultDefault can.t be opened: The system cannot find" show "Users::Default::Forwarding Control"
 expect 1 'DefaultDefault can.t be opened.*Nothing was stored' set "Users::Default::Forwarding Control" "Denied Access=on"
 
-for name in ../x '' . "$(printf 'a%.0s' {1..300})"; do expect 1 'is no name for a computer' computer add "$name"; done
+for name in ../x . "$(printf 'a%.0s' {1..300})"; do expect 1 'is no name for a computer' computer add "$name"; done
 expect 0 '^srv1$' computer list
 
 # What can't be done says why, names what is near, and changes nothing.
@@ -93,7 +93,7 @@ expect 2 'none of HKEY_LOCAL_MACHINE' reg query 'HKEY_NOWHERE\x'
 
 # A script stops at its first bad line, and what was not applied is not stored.
 printf 'node %s\nset Level=3\napply\nset Level=4\nset Nothing=1\napply\n' "$page" >"$home/script"
-expect 1 'Line 5: There is no control "Nothing"' run "$home/script"
+expect 1 'Line 5: There is no setting "Nothing"' run "$home/script"
 expect 0 'CompressionLevel  REG_SZ  33$' reg query "$server"
 
 # The home is private whatever the umask, and a damaged or unwritable one is left as it is.

@@ -33,7 +33,7 @@ for file in c.pem new.p12 old.p12; do
 done
 expect 1 'holds no certificate' certificate add new.p12
 expect 1 'holds no certificate' certificate add password
-expect 1 'No certificate of the store' press "$page" 'Browse#4' --certificate 00
+expect 1 'There is no certificate with' press "$page" 'Browse#4' --certificate 00
 expect 0 '' press 'Authentication::X.509 Certificate Options' 'Edit Trusted Certificates' --press Add --path "$work/c.pem" --press OK
 expect 0 'anna' certificate list --store trusted
 expect 0 '2 values stored' press 'Authentication::X.509 Certificate Options' 'Edit EKUs' --fill EKUs=1.3.6.1.5.5.7.3.2 --press OK

@@ -19,13 +19,13 @@ expect 0 'HomeDir  REG_SZ  44 3A 5C' reg query 'HKLM\Software\TesselWorks\SSHD\U
 expect 0 'Users::bob\nUsers::bob::Console Settings' tree
 expect 3 'Are you sure wish to DELETE bob' press Users "Delete User" --select Users=bob
 expect 0 '' user delete bob
-expect 1 'There is no node' show Users::bob
+expect 1 'There is no page' show Users::bob
 
 # What the page refuses ends the command, and a name that would be lost is refused.
 expect 1 'Cannot add user. User CORP\?alice already exists.' user add alice --domain CORP
-expect 1 'Must enter user name' user add ''
+expect 2 '"NAME" can.t be empty' user add ''
 expect 1 'cannot delete user Default' user delete DEFAULT
-expect 1 'has no row "nobody"' user copy nobody someone
+expect 1 'has no entry "nobody"' user copy nobody someone
 expect 1 'can.t be used: ":"' user add 'a::b'
 expect 1 'has 256 bytes' user add "$(printf 'x%.0s' {1..256})"
 expect 0 '"CORP\\ALICE" and "CORP\\alice" are one user' user add ALICE --domain CORP
@@ -43,7 +43,8 @@ expect 1 'takes four numbers' range add 10.0.0.256
 expect 0 '^\s*$' range copy 10.0.0.1-10.0.0.9 10.0.0.7
 expect 0 '(?m)^10.0.0.1-10.0.0.9\n10.0.0.7-10.0.0.7\n10.0.0.9-10.0.0.1$' range list
 expect 0 '^\s*$' range delete 10.0.0.9-10.0.0.1
-expect 0 '^\s*$' range add ''
+expect 2 '"BEGIN" can.t be empty' range add ''
+expect 0 '^\s*$' range add 0.0.0.0
 expect 0 '(?m)^0.0.0.0-0.0.0.0$' range list
 
 expect 0 'listed as "BUILTIN\\Users"' group add users
@@ -51,7 +52,7 @@ expect 0 '^\s*$' group add 'BUILTIN\Guests'
 expect 1 'Cannot add group. Group BUILTIN\\Users already exists.' group add Users
 expect 1 'known here as "BUILTIN\\Backup Operators"' group add 'CORP\Backup Operators'
 expect 1 'The network path was not found' group add Users --query '\\nowhere'
-expect 1 'has no row "nosuch"' group add nosuch
+expect 1 'There is no group "nosuch" to add' group add nosuch
 expect 0 '^\s*$' group up 'BUILTIN\Guests'
 expect 0 'Groups::BUILTIN\\Guests\n(Groups.*\n)*Groups::BUILTIN\\Users\n' tree
 expect 0 '^\s*$' group down 'BUILTIN\Guests'
@@ -80,7 +81,7 @@ expect 0 '^\s*$' scp group list
 expect 0 '' config add branch7
 input=$'node branch7::Users\nanswer User Name=carol\nanswer OK\npress New User\nnode branch7::Users::carol
 node branch7::Users\nset Users=carol\nanswer Yes\npress Delete User\nnode branch7::Users::carol'
-expect 1 'Line 10: There is no node "branch7::Users::carol"' --config-server run -
+expect 1 'Line 10: There is no page "branch7::Users::carol"' --config-server run -
 unset input
 expect 0 '^\s*$' --config-server user add dave --in branch7
 expect 0 '(?m)^dave$' --config-server user list --in branch7
@@ -98,7 +99,7 @@ expect 0 '\nb_z\nbay\n' user list
 expect 0 'Users::b_z\n(Users::b_z::.*\n)*Users::bay\n' tree
 expect 0 '^General Settings\nGeneral Settings::Cipher\n(.*\n)*General Settings::MAC\nAuthentication\n(.*\n)*Authentication::Public Key Options\n(.*\n)*Banner\n' tree
 input=$'node Users\nanswer User Name=Bb\nanswer OK\npress New User\nnode Users::Bb\ncancel\nnode Users::Bb'
-expect 1 'Line 7: There is no node "Users::Bb"' run -
+expect 1 'Line 7: There is no page "Users::Bb"' run -
 input=$'node Users\nset Users=bay\nanswer Yes\npress Delete User\ncancel\nnode Users::bay\nshow'
 expect 0 'Users::bay\n  Default Screen Mode' run -
 unset input

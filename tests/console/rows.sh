@@ -48,21 +48,21 @@ expect 0 '' row add "$exceptions" 'Remote server name=a' Port=22
 expect 0 '' row add "$exceptions" 'Remote server name=a' Port=23
 expect 0 '' row add "$exceptions" 'Remote server name=b' Port=22
 expect 0 '' row set "$exceptions" Server=a Port=22 Port=2222
-expect 1 '2 rows with Server=a: say more' row remove "$exceptions" Server=a
+expect 1 '2 entries with Server=a: say more' row remove "$exceptions" Server=a
 expect 0 '' row remove "$exceptions" 'Port forwarding excluded from default access' 'Remote server name=b'
 rows "$exceptions" $'Denied  a  2222\nDenied  a  23'
 
 # What a page does not take or keep is told, and changes nothing.
 before=$("$program" reg query 'HKLM\Software\TesselWorks\SSHD\Users\Default\Environment')
-expect 1 'keeps no row with Variable=last, Value=2. "row set" changes one' row add "$variables" Variable=last Value=2
-expect 1 'keeps no row with Value=2' row add "$variables" Value=2
-expect 1 'has no row with Variable=nosuch' row set "$variables" Variable=nosuch Value=2
+expect 1 'keeps no entry with Variable=last, Value=2. "row set" changes one' row add "$variables" Variable=last Value=2
+expect 1 'keeps no entry with Value=2' row add "$variables" Value=2
+expect 1 'has no entry with Variable=nosuch' row set "$variables" Variable=nosuch Value=2
 expect 1 'neither a column nor a field "Colour"' row remove "$variables" Colour=red
-expect 1 'no control "Colour"' row add "$variables" Variable=x Colour=red
+expect 1 'no setting "Colour"' row add "$variables" Variable=x Colour=red
 expect 1 'no table "Colours"' row add "$variables" Colours Variable=x
 expect 1 'has no table' row add 'Users::Default::Keyboard' Variable=x
-expect 1 'There is no node' row add 'Users::nobody::Environment Variables' Variable=x
-expect 2 'wants FIELD=VALUE' row remove "$variables" 'Environment Variables for User Session'
+expect 1 'There is no page' row add 'Users::nobody::Environment Variables' Variable=x
+expect 2 'needs FIELD=VALUE' row remove "$variables" 'Environment Variables for User Session'
 expect 2 'fields that change' row set "$variables" Variable=last
 expect 2 'form FIELD=VALUE' row remove "$variables" Variable=last more
 [ "$before" = "$("$program" reg query 'HKLM\Software\TesselWorks\SSHD\Users\Default\Environment')" ] || { echo "FAILED: a refused command changed the store"; failures=$((failures + 1)); }

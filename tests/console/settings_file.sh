@@ -61,7 +61,7 @@ expect 1 '"status": 1,\s+"error": "",[^}]*"added": \[\],\s+"changed": \[\s+\{' -
 # New principals stand in the tree at once for whoever goes on.
 printf "$head$chain"'<k name="Users"><k name="CORP?ann"/></k></k></k></k></k></registry>\r\n' >users.xml
 expect 0 'added  [^\n]*\\Users\\CORP\?ann\n' import --dry-run users.xml
-expect 1 'no node' show 'Users::CORP\ann'
+expect 1 'no page' show 'Users::CORP\ann'
 printf 'node Configuration Management\nanswer Yes\npath %s/users.xml\npress Import Settings\nnode Users::CORP\\ann\nshow\napply\n' "$folder" >script
 expect 0 'Home Directory' run script
 expect 0 'Home Directory' show 'Users::CORP\ann'
@@ -72,9 +72,10 @@ expect 0 'added  [^\n]*\\PAD\\anna  \(Default\): \(cached credential\)' import -
 expect 0 '' import pad.xml
 expect 0 '1 the same' import --dry-run pad.xml
 echo kept >c.xml
-expect 3 'Do you want to export cached authentication keys' export c.xml
+expect 1 "can.t be replaced: it is no settings file" export c.xml
+expect 3 'Do you want to export cached authentication keys' export --force c.xml
 [ "$(cat c.xml)" = kept ] || fail "an export that was not answered has written"
-expect 0 '' export --credentials no c.xml
+expect 0 '' export --force --credentials no c.xml
 ! grep -q '"PAD"' c.xml || fail "credentials were exported without permission"
 expect 0 'the same' diff c.xml
 expect 0 '' export --credentials yes c.xml
@@ -111,7 +112,7 @@ expect 1 'is a folder' import .
 expect 1 "can't be written: The system cannot find the path" export nowhere/x.xml
 expect 2 'named configuration' --config-server export x.xml
 for command in 'export x.xml' 'import a.xml' 'diff a.xml' restore-defaults; do
-  expect 1 'no embedded computer "nowhere"' --computer nowhere $command
+  expect 1 'computer "nowhere" can.t be reached' --computer nowhere $command
 done
 [ "$before" = "$("$program" reg query "$server")" ] || fail "a refused command changed the store"
 rm "$folder/home/local/drives/c/TesselWorks/SSHD/Shared Files/marrowen_default_settings.xml"

@@ -87,7 +87,7 @@ expect 0 '' user delete joe
 printf 'set Home Directory=second\nnode Banner\nset Prompt=last\napply\n' >&3
 exec 3>&-
 wait "$running" && fail 'a script whose page could not open its key was done'
-grep -qP 'Line 7: "Home Directory=second" of "Users::joe" not stored: its node is no longer there\.' "$home/told" ||
+grep -qP 'Line 7: "Home Directory=second" of "Users::joe" not stored: its page is no longer there\.' "$home/told" ||
   fail "a user who is gone: $(cat "$home/told")"
 stored '' ConsentPrompt last
 
@@ -109,7 +109,7 @@ for words in tree 'show Users::user1' 'find HomeDir' 'user list'; do
   "${reader[@]}" "$program" $words 2>&1 | grep -q 'Users::user1\|^user1$' || fail "a home that can only be read: $words"
 done
 told=$("${reader[@]}" "$program" set Banner Prompt=no 2>&1) && fail 'a home that can only be read was written'
-grep -q '"Banner" could not be stored: the key .*Access is denied\. Nothing was stored\.' <<<"$told" || fail "a write that failed: $told"
+grep -q '"Banner" can.t be stored: the key .*Access is denied\. Nothing was stored\.' <<<"$told" || fail "a write that failed: $told"
 chmod -R u+w "$home"
 
 [ "$failures" -eq 0 ] && echo "what is stored: all as expected"

@@ -182,7 +182,7 @@ TEST(Names, ShareTheCaptionOfTheirGroupAndAreNumbered) {
   EXPECT_TRUE(dialog.Put("Limit", "10"));  // the box takes on and off; ten is for the edit
   EXPECT_EQ(limit.Value(), "10");
   EXPECT_TRUE(dialog.Put("Limit", "on"));
-  EXPECT_EQ(dialog.Put("Levl", "5").refusal, "There is no control \"Levl\" here; did you mean \"Level\"?");
+  EXPECT_EQ(dialog.Put("Levl", "5").refusal, "There is no setting \"Levl\" here; did you mean \"Level\"?");
 }
 
 TEST(Lists, SortWithoutCaseAndKeepTheSelectionAcrossDeletions) {

@@ -1,0 +1,4 @@
+#pragma once
+
+// Whether a person reads standard output as it is written.
+bool OutputGoesToTerminal();
