@@ -249,9 +249,9 @@ bool Host::Apply() {
   return true;
 }
 
+// The tree stays as the lists are, whose principals wait again with all else.
 void Host::TakeBackApply() {
   PutBack(m_beforeApply);
-  FollowStore();
   if (m_page != nullptr) m_page->OnSetActive();
 }
 
@@ -285,6 +285,35 @@ Host::WaitingEdits Host::Waiting() const {
   for (const CTesselPropertyPage* page : m_pages)
     edits.pages.push_back({page->m_pending, page->IsModified()});
   return edits;
+}
+
+std::vector<Host::WaitingNode> Host::WaitingNodes() const {
+  std::vector<WaitingNode> nodes;
+  for (CTesselPropertyPage* page : m_pages) {
+    bool front = page == m_page && page->IsModified() && page->ValuesOf(page->m_target).differ;
+    for (const auto& [target, record] : page->m_pending) {
+      if (!m_tree->Find(target)) continue;
+      if (page == m_page && target == m_path) front = false;
+      nodes.push_back({page, target});
+    }
+    if (front) nodes.push_back({page, m_path});
+  }
+  return nodes;
+}
+
+bool Host::TryApply(const std::function<void()>& look) {
+  WaitingEdits before;
+  const std::optional<CDialog::Kept> texts =
+      m_page == nullptr ? std::nullopt
+                        : std::optional<CDialog::Kept>(std::in_place, *m_page, CDialog::Part::Texts);
+  const bool applied = m_sheet.PressApply([this, &before] { before = Waiting(); });
+  look();
+  machine::AbandonEvent();
+  BeginEvent();
+  if (!applied && m_page != nullptr) m_sheet.SetActivePage(m_page);
+  PutBack(before);
+  if (m_page != nullptr) m_page->OnSetActive();
+  return applied;
 }
 
 void Host::PutBack(const WaitingEdits& edits) {
@@ -330,4 +359,17 @@ std::vector<std::string> Host::FailedSaves() const {
   }
   if (std::string why = sentences.empty() ? "" : WhyNoServer(); !why.empty()) return {std::move(why)};
   return sentences;
+}
+
+size_t Host::PagesThatWrote(const std::set<std::string>& keys) const {
+  std::set<std::string> nodes;
+  for (const CTesselPropertyPage* page : m_pages) {
+    for (const CTesselPropertyPage::Saved& save : page->m_saves) {
+      const std::string key = text::Lower("HKEY_LOCAL_MACHINE\\" + save.key);
+      const auto found = keys.lower_bound(key);
+      // The key itself, or one below it.
+      if (found != keys.end() && (*found == key || found->starts_with(key + "\\"))) nodes.insert(save.target);
+    }
+  }
+  return nodes.size();
 }

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -67,6 +68,17 @@ class Host {
     std::vector<OfPage> pages;
   };
   WaitingEdits Waiting() const;
+  // The pages that hold edits, each with the target that they are for: in order of pages, the node in front
+  // included. What waits for a principal that was deleted is out of a person's reach, and left out.
+  struct WaitingNode {
+    CTesselPropertyPage* page;
+    std::string node;
+  };
+  std::vector<WaitingNode> WaitingNodes() const;
+  // What Apply would do now: `look` sees its event, which is then abandoned, and all edits wait as before.
+  // Begin an event before; another one has begun after it. False if a page refused. Only where events are
+  // undone.
+  bool TryApply(const std::function<void()>& look);
   void PutBack(const WaitingEdits& edits);
   // The nodes other than the one in front that wait now and did not so before. Principals that came since
   // then are new with all their nodes, and are not told.
@@ -77,6 +89,9 @@ class Host {
   // A sentence for each target that the pages could not write in this event. What waited for a principal that
   // has gone is lost with it, and not told.
   std::vector<std::string> FailedSaves() const;
+  // Of how many nodes' saves in this event something has changed: `keys` are the changed ones from their
+  // hives on, in lower case.
+  size_t PagesThatWrote(const std::set<std::string>& keys) const;
 
   // Under which name keys are reached: empty for the local computer.
   const std::string& ComputerName() const { return m_computer.Name(); }

@@ -53,6 +53,21 @@ Tree::Tree(const std::vector<CTesselPropertyPage*>& pages, std::vector<std::stri
   AppendHeads(known, {});
 }
 
+CTesselPropertyPage* Tree::PageOf(std::string_view path) const {
+  for (const Pattern& pattern : m_patterns) {
+    if (!pattern.perPrincipal) {
+      if (path == pattern.head) return pattern.page;
+      continue;
+    }
+    const std::string head = pattern.head + std::string(kSeparator);
+    if (!path.starts_with(head)) continue;
+    const std::string_view behind = path.substr(head.size());
+    const size_t end = behind.find(kSeparator);
+    if (behind.substr(std::min(end, behind.size())) == pattern.suffix) return pattern.page;
+  }
+  return nullptr;
+}
+
 const std::vector<std::string>* Tree::PrincipalsOf(const std::string& folderPath) const {
   const auto found = m_principals.find(folderPath);
   return found == m_principals.end() ? nullptr : &found->second.names;

@@ -50,6 +50,8 @@ class Tree {
   std::vector<Child> Children(std::string_view path, size_t first, size_t count, size_t& total) const;
   // A node that the page serves, as near to `path` as there is one; empty for none.
   std::string NodeOf(const CTesselPropertyPage& page, std::string_view path) const;
+  // The page that serves a path, whether or not there is such a principal; null for none.
+  CTesselPropertyPage* PageOf(std::string_view path) const;
   // Counts up whenever nodes come or go.
   unsigned Changes() const { return m_changes; }
   // Up to three paths that resemble `path`.

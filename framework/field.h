@@ -69,6 +69,26 @@ struct Field {
   CStringList& List(RecordRef of) const { return In<CStringList>(of); }
 };
 
+// Gives the field of one record the value that it has in another.
+inline void CopyField(const Field& field, RecordRef to, ConstRecordRef from) {
+  switch (field.kind) {
+    case Field::Kind::Flag:
+      field.Flag(to) = field.Flag(from);
+      break;
+    case Field::Kind::Text:
+      field.Text(to) = field.Text(from);
+      break;
+    case Field::Kind::Number:
+      field.Number(to) = field.Number(from);
+      break;
+    case Field::Kind::List:
+      field.List(to) = field.List(from);
+      break;
+    case Field::Kind::None:
+      break;
+  }
+}
+
 template <class Value>
 constexpr Field::Kind FieldKindOf() {
   if constexpr (std::is_same_v<Value, bool>) return Field::Kind::Flag;

@@ -72,6 +72,8 @@ class ListPage : public RecordPage<Page, Record> {
   void ShowRecord(const Record& record) override;
   void ReadScreen(Record& record) override;
   bool Differs(const Record& a, const Record& b) const override;
+  // Principals that were made go again, with what waits for them, and those that were deleted come back.
+  void Revert(std::optional<size_t> control) override;
 
   // The buttons.
   void NewPrincipal() { AddPrincipal("Default", false); }
@@ -190,6 +192,28 @@ template <class Page, class Record>
 bool ListPage<Page, Record>::Differs(const Record& a, const Record& b) const {
   return Base::Differs(a, b) ||
          !std::equal(a.names.begin(), a.names.end(), b.names.begin(), b.names.end(), text::EqualNoCase);
+}
+
+template <class Page, class Record>
+void ListPage<Page, Record>::Revert(std::optional<size_t> control) {
+  if (control) return Base::Revert(control);
+  Record before = Base::m_current;
+  ReadScreen(before);
+  Base::Revert(control);
+  const CStringList& stored = Base::m_current.names;
+  for (const CString& name : before.names) {
+    if (principal_list::Holds(stored, name)) continue;
+    const CString path = PathOf(principal_list::DisplayName(name));
+    Base::m_context->pfnRemoveNode(path.c_str(), 1);
+    for (const PageIndex index : Page::kList.settings) {
+      auto* const page = PageAt<PrincipalSettings>(index);
+      if (page != nullptr) page->DropPending(path + CString(page->NodeSuffix()));
+    }
+  }
+  for (const CString& name : stored) {
+    if (principal_list::Holds(before.names, name)) continue;
+    Base::m_context->pfnAddNode(PathOf(principal_list::DisplayName(name)).c_str(), 65535, 4);
+  }
 }
 
 template <class Page, class Record>

@@ -80,6 +80,11 @@ class RecordPage : public CTesselPropertyPage {
   // Forgets the target's record; false if there is none.
   bool DropPending(const CString& target) { return m_pending.erase(target) != 0; }
 
+  TargetValues ValuesOf(const CString& target) override;
+  bool EditsField(size_t control) const override;
+  bool EditsSetting(size_t control) const override;
+  void Revert(std::optional<size_t> control) override;
+
  protected:
   // The target's key, open, or null; `saved`, which may be null, gets its path and the reason.
   std::unique_ptr<CTesselRegObject> OpenTargetKey(const CString& target, KeyOf which = KeyOf::Own,
@@ -123,6 +128,10 @@ class RecordPage : public CTesselPropertyPage {
 
   // Loads the target's record; what could be opened, or why not.
   Saved Load(Record& record, const CString& target);
+  // What the controls show of a record. They show it until another one is shown.
+  std::vector<std::string> Look(const Record& record);
+  // What Apply would write of the target that is shown.
+  Record Waiting();
 
   Form m_form;
   Record m_current{};
@@ -140,12 +149,15 @@ bool RecordPage<Page, Record>::ShowTarget(const CString& waiting, Entry entry) {
   const Saved shown = Load(m_saved, m_target);
   m_shownKey = shown.key;
   m_shownStatus = shown.status;
-  if (!FindPending(m_current, waiting)) {
+  const bool waits = FindPending(m_current, waiting);
+  if (!waits) {
     m_current = m_saved;
   } else if (entry == Entry::Taken) {
     DropPending(waiting);
   }
+  if (waits) m_storedValues = Look(m_saved);
   ShowRecord(m_current);
+  if (!waits) m_storedValues = ShownValues(*this);
   // One entry for another target does not count: Apply stays as that target's own page left it.
   if (m_pending.size() > 1) SetModified(true);
   return CPropertyPage::OnSetActive();
@@ -258,6 +270,84 @@ bool RecordPage<Page, Record>::FindPending(Record& record, const CString& target
 template <class Page, class Record>
 void RecordPage<Page, Record>::StashPending(const Record& record, const CString& target) {
   m_pending.insert_or_assign(target, std::make_shared<Record>(record));
+}
+
+template <class Page, class Record>
+std::vector<std::string> RecordPage<Page, Record>::Look(const Record& record) {
+  // Showing a record enables controls, and some stay as they were left. What controls tell of it would be
+  // taken for edits of the record that is shown.
+  const CDialog::FillScope filling(*this);
+  const CDialog::Kept kept(*this, CDialog::Part::States);
+  ShowRecord(record);
+  return ShownValues(*this);
+}
+
+template <class Page, class Record>
+Record RecordPage<Page, Record>::Waiting() {
+  Record waiting = m_current;
+  ReadScreen(waiting);
+  // An entry that is still there counts where the screen is back at what is stored.
+  if (!Differs(waiting, m_saved)) FindPending(waiting, m_target);
+  return waiting;
+}
+
+template <class Page, class Record>
+auto RecordPage<Page, Record>::ValuesOf(const CString& target) -> TargetValues {
+  TargetValues values;
+  Record stored{};
+  Record waiting{};
+  if (target == m_target) {
+    ReadScreen(waiting = m_current);
+    const bool differ = Differs(waiting, m_saved);
+    if (differ || !m_pending.contains(target)) return {m_storedValues, ShownValues(*this), differ};
+    stored = m_saved;
+    FindPending(waiting, target);
+  } else {
+    LoadRecord(stored, target);
+    if (!FindPending(waiting, target)) waiting = stored;
+  }
+  const CDialog::Kept kept(*this, CDialog::Part::Texts);
+  values.stored = Look(stored);
+  values.waiting = Look(waiting);
+  values.differ = Differs(stored, waiting);
+  ShowRecord(m_current);
+  return values;
+}
+
+template <class Page, class Record>
+bool RecordPage<Page, Record>::EditsField(size_t control) const {
+  const Row* const row = m_form.RowOf(*CDialog::Controls()[control]);
+  return row != nullptr && row->kind != RowKind::Button && row->field.IsOf(m_current);
+}
+
+template <class Page, class Record>
+bool RecordPage<Page, Record>::EditsSetting(size_t control) const {
+  if (EditsField(control)) return true;
+  switch (CDialog::Controls()[control]->Kind()) {
+    case ControlKind::ListBox:
+    case ControlKind::ListView:
+    case ControlKind::EditableList:
+    case ControlKind::Address:
+      return true;
+    default:
+      return false;
+  }
+}
+
+template <class Page, class Record>
+void RecordPage<Page, Record>::Revert(std::optional<size_t> control) {
+  Record now = m_saved;
+  if (control) {
+    const Row* const row = m_form.RowOf(*CDialog::Controls()[*control]);
+    if (row == nullptr) return;
+    now = Waiting();
+    CopyField(row->field, now, m_saved);
+    CopyField(row->secondFlag, now, m_saved);
+  }
+  DropPending(m_target);
+  m_current = now;
+  ShowRecord(m_current);
+  UpdateModified();
 }
 
 template <class Page, class Record>

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -70,6 +72,24 @@ class CTesselPropertyPage : public CPropertyPage {
   // page shows what it showed before, and Apply stores nothing.
   CString m_shownKey;
   DWORD m_shownStatus = ERROR_SUCCESS;
+
+  // What the page's controls show of a target, in their order: of what is stored, and of the edits that wait.
+  struct TargetValues {
+    std::vector<std::string> stored;
+    std::vector<std::string> waiting;
+    bool differ = false;  // also where the difference lies in a dialog of the page
+  };
+  // Looks at both without changing either; the screen is as it was afterwards.
+  virtual TargetValues ValuesOf(const CString&) { return {}; }
+  // As ValuesOf tells it, of the target that is shown.
+  std::vector<std::string> m_storedValues;
+  // Whether the control edits a field of its own, which can be put back by itself; a list that its page fills
+  // can't.
+  virtual bool EditsField(size_t) const { return false; }
+  // Whether what the control shows is stored at all; a field that only helps to edit a list is not.
+  virtual bool EditsSetting(size_t) const { return false; }
+  // Puts the field of a control, or all that waits for the target that is shown, back to what is stored.
+  virtual void Revert(std::optional<size_t>) {}
 
   void WinHelp() override;
 

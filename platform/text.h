@@ -17,6 +17,11 @@ using CStringList = std::vector<CString>;
 namespace text {
 
 constexpr char LowerAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
+inline std::string Lower(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) c = LowerAscii(c);
+  return lower;
+}
 
 // Negative, zero or positive as `_stricmp` in the "C" locale: letters A to Z only, the rest by byte.
 inline int CompareNoCase(std::string_view a, std::string_view b) {

@@ -210,3 +210,63 @@ Act CDialog::Press(std::string_view name) {
   if (found.control == nullptr) return NoSuchControl("button", name);
   return found.control->Click();
 }
+
+CDialog::Kept::Kept(CDialog& dialog, Part part) : m_dialog(dialog), m_part(part) {
+  m_controls.reserve(dialog.Controls().size());
+  for (const auto& control : dialog.Controls()) {
+    OfControl kept{control->IsWindowEnabled(), control->IsWindowVisible(), {}, -1};
+    if (const auto* const edit = dynamic_cast<const CEdit*>(control.get())) kept.text = edit->GetText();
+    if (const auto* const list = dynamic_cast<const CListBase*>(control.get())) {
+      kept.selected = list->GetCurSel();
+    } else if (const auto* const table = dynamic_cast<const CListCtrl*>(control.get())) {
+      kept.selected = table->GetSelected();
+    }
+    m_controls.push_back(std::move(kept));
+  }
+}
+
+CDialog::Kept::~Kept() {
+  const FillScope filling(m_dialog);
+  for (size_t i = 0; i < m_controls.size(); ++i) {
+    CWnd& control = *m_dialog.Controls()[i];
+    const OfControl& kept = m_controls[i];
+    if (m_part == Part::States) {
+      control.EnableWindow(kept.enabled);
+      control.ShowWindow(kept.visible);
+    } else if (auto* const edit = dynamic_cast<CEdit*>(&control)) {
+      if (edit->GetText() != kept.text) edit->SetText(kept.text);
+    } else if (auto* const list = dynamic_cast<CListBase*>(&control)) {
+      list->SetCurSel(kept.selected);
+    } else if (auto* const table = dynamic_cast<CListCtrl*>(&control);
+               table != nullptr && kept.selected >= 0) {
+      const auto row = static_cast<size_t>(kept.selected);
+      if (row < table->RowCount()) table->SetSelected(row, true);
+    }
+  }
+}
+
+std::vector<std::string> ShownValues(const CDialog& dialog) {
+  std::vector<std::string> values;
+  values.reserve(dialog.Controls().size());
+  for (const auto& control : dialog.Controls()) {
+    if (control->Kind() != ControlKind::ListBox && control->Kind() != ControlKind::ListView) {
+      values.push_back(control->Value());
+      continue;
+    }
+    std::string& rows = values.emplace_back();
+    const auto* const table = dynamic_cast<const CListCtrl*>(control.get());
+    for (size_t row = 0; row < control->RowCount(); ++row) {
+      if (row > 0) rows += '\n';
+      if (control->HasCheckBoxes()) rows += control->IsChecked(row) ? "on " : "off ";
+      if (table == nullptr) {
+        rows += control->RowText(row);
+        continue;
+      }
+      for (size_t cell = 0; cell < table->Rows()[row].cells.size(); ++cell) {
+        if (cell > 0) rows += '\t';
+        rows += table->Rows()[row].cells[cell];
+      }
+    }
+  }
+  return values;
+}

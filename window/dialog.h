@@ -64,6 +64,28 @@ class CDialog {
   };
   bool IsFilling() const { return m_filling > 0; }
 
+  // What of the screen is no part of a record, put back at the end: whether controls are enabled and shown,
+  // or the texts of edits and what is selected in lists.
+  enum class Part : unsigned char { States, Texts };
+  class Kept {
+   public:
+    Kept(CDialog& dialog, Part part);
+    ~Kept();
+    Kept(const Kept&) = delete;
+    Kept& operator=(const Kept&) = delete;
+
+   private:
+    struct OfControl {
+      bool enabled;
+      bool visible;
+      std::string text;
+      std::ptrdiff_t selected;
+    };
+    CDialog& m_dialog;
+    Part m_part;
+    std::vector<OfControl> m_controls;
+  };
+
   // What a person, a script or a screen reader calls the control at `index`: its caption, or that of its
   // group where it has none; further ones of the same name carry "#2", "#3" behind it.
   std::string NameOf(size_t index) const;
@@ -103,6 +125,9 @@ class CDialog {
   Reply m_reply = Reply::Cancel;
   int m_filling = 0;
 };
+
+// What each control shows, in order: its value, of a list its rows, a line each, with a tab between cells.
+std::vector<std::string> ShownValues(const CDialog& dialog);
 
 // "a", "a" or "b", "a", "b" or "c": the nearest names as a sentence lists them.
 std::string OneOf(const std::vector<std::string>& names);

@@ -48,11 +48,14 @@ struct Settings {
   Host::Options host;
   std::string account;  // whose rights on an embedded computer count; empty for all of them
   bool json = false;
+  bool dryRun = false;  // tell what a page command would store, and store nothing
 };
 
 // The pages.
 Outcome ShowTree(const Settings& settings);
 Outcome ShowNode(const Settings& settings, const std::string& node);
+// What the page and its settings are for; `usage` where no node is named.
+Outcome ShowHelp(const Settings& settings, const std::string& node, const std::string& usage);
 Outcome ShowAllNodes(const Settings& settings);
 Outcome FindText(const Settings& settings, const std::string& text);
 // `answers` are for what the pages ask when they are applied.

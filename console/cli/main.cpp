@@ -86,6 +86,7 @@ struct CommandLine {
   std::vector<std::string> answers;
   std::string format = "text";
   bool all = false;
+  bool helpWanted = false;
   ServeArguments serve;
   bool opensHome = true;  // before the command runs
   std::function<Outcome()> run;
@@ -158,9 +159,13 @@ struct CommandLine {
     return command;
   }
 
+  static constexpr const char* kDryRun =
+      "Say what would be stored, and store nothing; a button that makes a file makes it all the same";
+
   void AddPageCommands() {
     Add(app, "tree", "All pages", [this] { return ShowTree(settings); });
     CLI::App* show = Add(app, "show", "A page's settings: name, kind, value, disabled or not", [this] {
+      if (helpWanted) return ShowHelp(settings, node, app.get_subcommand("show")->help());
       if (all) return ShowAllNodes(settings);
       if (node.empty())
         return Failed("\"show\" needs PAGE or --all. \"marrowen help show\" says more.", Status::WrongUse);
@@ -168,6 +173,8 @@ struct CommandLine {
     });
     show->add_option("PAGE", node, "For example \"General Settings::Compression\"; \"tree\" lists them");
     show->add_flag("--all", all, "Every page");
+    show->set_help_flag();
+    show->add_flag("-h,--help", helpWanted, "What PAGE and its settings are for; without PAGE, this");
     CLI::App* find = Add(app, "find", "Settings whose name, or whose stored value's name, holds a text",
                          [this] { return FindText(settings, text); });
     find->add_option("TEXT", text)->required();
@@ -179,8 +186,10 @@ struct CommandLine {
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     set->add_option("CAPTION=VALUE", words)->required();
+    set->add_flag("--dry-run", settings.dryRun, kDryRun);
     CLI::App* press = Add(app, "press", "Press a button of a page, with its questions answered ahead",
                           [this] { return PressButton(settings, node, caption, words); });
+    press->add_flag("--dry-run", settings.dryRun, kDryRun);
     press->add_option("PAGE", node)->required();
     press->add_option("CAPTION", caption)->required();
     // The order among answers and --fill, --press, --path counts, so they are taken as they stand.
@@ -190,6 +199,7 @@ struct CommandLine {
                            "cancel, show",
                            [this] { return RunScript(settings, text); });
     script->add_option("FILE", text, "The file; '-' reads standard input")->required();
+    script->add_flag("--dry-run", settings.dryRun, kDryRun);
   }
 
   void AddStoreCommands() {

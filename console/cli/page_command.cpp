@@ -2,6 +2,7 @@
 
 #include "console/cli/credentials.h"
 #include "console/describe.h"
+#include "console/review.h"
 #include "framework/page_directory.h"
 #include "platform/machine.h"
 #include "store/error_text.h"
@@ -23,7 +24,8 @@ std::string AccessListOf(const std::string& path) {
 
 }  // namespace
 
-PageCommand::PageCommand(const Settings& settings) : m_json(settings.json), m_before(SetFrontEnd(&frontEnd)) {
+PageCommand::PageCommand(const Settings& settings)
+    : m_json(settings.json), m_dryRun(settings.dryRun), m_before(SetFrontEnd(&frontEnd)) {
   host = Host::Start(settings.host, why);
   // Nobody needs to be asked about what is not there. An answer that stands ready is taken all the same.
   frontEnd.standingAnswer = [this](std::string_view question) -> std::optional<std::string> {
@@ -74,6 +76,11 @@ Outcome PageCommand::Apply(bool withNodes) {
   const std::string key =
       host->Page() != nullptr && host->ComputerName().empty() ? host->Page()->m_shownKey : "";
   const std::string listBefore = key.empty() ? "" : AccessListOf(key);
+  std::vector<ReviewedPage> review;
+  if (m_dryRun) {
+    size_t total = 0;
+    review = Review(*host, 0, SIZE_MAX, total);
+  }
   if (!host->Apply()) {
     const std::string why = frontEnd.Messages().empty() ? "" : ": " + frontEnd.Messages().back();
     return Failed("The page \"" + host->NodePath() + "\" can't be applied" + (why.empty() ? "." : why));
@@ -95,6 +102,13 @@ Outcome PageCommand::Apply(bool withNodes) {
   outcome.text = std::move(report.text);
   outcome.notes = std::move(report.notes);
   outcome.data = {{"assignments", std::move(report.json)}, {"changes", changes.Json()}};
+  if (m_dryRun) {
+    outcome.text = PrintReview(review) + (changes.Empty() ? "Nothing would be stored.\n"
+                                                          : "A dry run; Apply would do this: " + m_count);
+    outcome.data["dryRun"] = true;
+    outcome.data["review"] = ReviewJson(review);
+    m_count.clear();
+  }
   if (!report.notStored.empty()) {
     outcome.status = Status::NotDone;
     outcome.partly = true;
@@ -104,7 +118,7 @@ Outcome PageCommand::Apply(bool withNodes) {
 }
 
 Outcome PageCommand::End(Outcome outcome, bool alone) {
-  if (outcome.readsOnly || (outcome.status != Status::Done && !outcome.partly)) {
+  if (m_dryRun || outcome.readsOnly || (outcome.status != Status::Done && !outcome.partly)) {
     machine::AbandonEvent();
     return outcome;
   }

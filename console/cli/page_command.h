@@ -35,7 +35,8 @@ class PageCommand {
   const std::string& Count() const { return m_count; }
 
   // Ends the event: what was written counts if the command is done, or partly so, and not at all otherwise.
-  // `alone`: neither does it where others have meanwhile changed what the pages have read and now write.
+  // In a dry run nothing counts, and the text tells what would. `alone`: neither does it where others have
+  // meanwhile changed what the pages have read and now write.
   Outcome End(Outcome outcome, bool alone);
 
   CommandFrontEnd frontEnd;
@@ -47,6 +48,7 @@ class PageCommand {
   void OpenFirstPage(std::string_view node);
 
   bool m_json;
+  bool m_dryRun;
   std::string m_count;
   FrontEnd* m_before;
 };

@@ -4,6 +4,7 @@
 
 #include "console/cli/page_command.h"
 #include "console/describe.h"
+#include "console/help.h"
 #include "platform/text.h"
 
 namespace {
@@ -64,6 +65,24 @@ Outcome ShowNode(const Settings& settings, const std::string& node) {
   if (command.host->Page()->m_shownStatus == ERROR_ACCESS_DENIED)
     return Failed(command.host->WhyNothingIsStored());
   return DescribePage(*command.host);
+}
+
+Outcome ShowHelp(const Settings& settings, const std::string& node, const std::string& usage) {
+  Outcome outcome;
+  if (node.empty()) {
+    outcome.text = usage;
+    return outcome;
+  }
+  PageCommand command(settings);
+  if (command.host == nullptr) return Failed(command.why);
+  command.BeginReading();
+  if (!command.Select(node)) return Failed(command.why);
+  const PageHelp* const help = HelpOf(command.host->GetTree(), node);
+  if (help == nullptr) return Failed("There is no help for \"" + node + "\".");
+  outcome.text = PrintHelp(*help);
+  outcome.data = HelpJson(*help);
+  outcome.readsOnly = true;
+  return outcome;
 }
 
 Outcome ShowAllNodes(const Settings& settings) {

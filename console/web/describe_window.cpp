@@ -3,6 +3,7 @@
 #include <functional>
 #include <string_view>
 
+#include "console/review.h"
 #include "console/web/rows.h"
 
 using nlohmann::ordered_json;
@@ -128,6 +129,16 @@ std::uint64_t ValuesStamp(const CDialog& dialog) {
     }
   }
   return std::hash<std::string_view>()(all);
+}
+
+void AddStored(const CTesselPropertyPage& page, bool waits, ordered_json& controls) {
+  if (!waits && !page.IsModified()) return;
+  const std::vector<std::string> shown = ShownValues(page);
+  for (size_t i = 0; i < shown.size() && i < page.m_storedValues.size(); ++i) {
+    if (const auto setting = CompareSetting(page, i, page.m_storedValues[i], shown[i])) {
+      controls[i]["changed"] = ReviewJson(*setting);
+    }
+  }
 }
 
 }  // namespace web

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "window/dialog.h"
+#include "framework/tessel_property_page.h"
 
 namespace web {
 
@@ -17,5 +17,8 @@ nlohmann::ordered_json DescribeWindow(const CDialog& dialog);
 // Changes whenever something does that a person can edit: texts, ticks, rows. Selections in lists don't
 // count.
 std::uint64_t ValuesStamp(const CDialog& dialog);
+
+// Adds to the controls of a page that is shown what is stored where they show something else: "changed".
+void AddStored(const CTesselPropertyPage& page, bool waits, nlohmann::ordered_json& controls);
 
 }  // namespace web

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "console/help.h"
 #include "console/web/acts.h"
 #include "console/web/tab.h"
 #include "console/web/ui_bundle.h"
@@ -124,6 +125,20 @@ void AddReads(Server& server, Session& session, SettingsIndex& index) {
     const size_t count = std::min(Number(request, "count", kMostRows), kMostRows);
     const std::string filter = request.get_param_value("filter");
     response.set_content(session.Read([&] { return session.RowsOf(window, control, first, count, filter); }),
+                         kJson);
+  });
+  server.Get("/api/review", [&session](const Request& request, Response& response) {
+    const size_t first = Number(request, "first", 0);
+    const size_t count = std::clamp<size_t>(Number(request, "count", kMostRows), 1, kMostRows);
+    response.set_content(session.Read([&] { return session.Review(first, count); }), kJson);
+  });
+  server.Get("/api/help", [&session](const Request& request, Response& response) {
+    const std::string node = request.get_param_value("node");
+    const std::string dialog = request.get_param_value("dialog");
+    response.set_content(session.Read([&]() -> ordered_json {
+      const PageHelp* const help = HelpOf(session.GetHost().GetTree(), node, dialog);
+      return help == nullptr ? ordered_json(nullptr) : HelpJson(*help);
+    }),
                          kJson);
   });
   server.Get("/api/find", [&session, &index](const Request& request, Response& response) {

@@ -3,8 +3,10 @@
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <set>
 
 #include "console/describe.h"
+#include "console/review.h"
 #include "console/web/acts.h"
 #include "console/web/certificate_dialogs.h"
 #include "console/web/describe_window.h"
@@ -182,6 +184,8 @@ void Session::Settle() {
 // What a person should know of the act beside what the windows show.
 std::string Session::Notice() {
   std::vector<std::string> sentences = m_host.FailedSaves();
+  if (m_refusal.empty() && !m_saved.empty()) sentences.push_back(m_saved);
+  m_saved.clear();
   if (m_waited) {
     const std::vector<std::string> others = m_host.ChangedBesides(*m_waited);
     if (!others.empty()) sentences.push_back("This changes " + AllOf(others) + " too.");
@@ -340,14 +344,84 @@ std::string Session::Do(const PersonsAct& act) {
   if (act.name == "apply") {
     return Apply(node);
   } else if (act.name == "cancel") {
+    m_host.Page()->OnKillActive();
+    Host::WaitingEdits dropped = m_host.Waiting();
     m_host.Cancel();
+    m_dropped = std::move(dropped);
     EditEnded(node);
+  } else if (act.name == "undoCancel") {
+    return UndoCancel();
+  } else if (act.name == "revert") {
+    return Revert(act);
   } else if (act.name == "help") {
     page->WinHelp();
   } else {
     return "There is no act \"" + act.name + "\".";
   }
   return {};
+}
+
+// Puts a setting, or all of a page, back to what is stored; `text` is the page's node, `number` the control,
+// -1 for all.
+std::string Session::Revert(const PersonsAct& act) {
+  if (std::string why = GoTo(act.text); !why.empty()) return why;
+  CTesselPropertyPage& page = *m_host.Page();
+  if (act.number < 0) {
+    page.Revert(std::nullopt);
+  } else if (static_cast<size_t>(act.number) >= page.Controls().size() ||
+             !page.EditsField(static_cast<size_t>(act.number))) {
+    return "This setting can only be put back with its page.";
+  } else {
+    page.Revert(static_cast<size_t>(act.number));
+  }
+  if (page.m_pending.contains(act.text)) return {};
+  m_shownPending = false;
+  return {};
+}
+
+std::string Session::UndoCancel() {
+  if (!m_dropped) return "There is nothing to bring back.";
+  m_host.PutBack(*m_dropped);
+  m_dropped.reset();
+  m_host.Page()->OnSetActive();
+  PageWasShown(true);
+  return {};
+}
+
+std::string Session::SavedSentence() const {
+  size_t values = 0;
+  size_t keys = 0;
+  std::set<std::string> changed;
+  machine::ForEachChange([&](const machine::Change& change) {
+    ++(change.isKey ? keys : values);
+    changed.insert(text::Lower(change.key));
+  });
+  if (changed.empty()) return "Nothing had to be stored: everything is as it was.";
+  const size_t pages = m_host.PagesThatWrote(changed);
+  const auto count = [](size_t number, const char* one) {
+    return std::to_string(number) + " " + one + (number == 1 ? "" : "s");
+  };
+  return "Saved: " + (values > 0 ? count(values, "value") : count(keys, "key")) +
+         (pages > 0 ? " on " + count(pages, "page") : "") + ".";
+}
+
+size_t Session::ValuesOfApply() {
+  size_t values = 0;
+  m_told.emplace();
+  m_host.TryApply([&values] {
+    machine::ForEachChange([&values](const machine::Change& change) { values += change.isKey ? 0 : 1; });
+  });
+  m_told.reset();
+  return values;
+}
+
+ordered_json Session::Review(size_t first, size_t count) {
+  size_t total = 0;
+  const bool own = !machine::InEvent();
+  if (own) machine::BeginEvent();
+  const std::vector<ReviewedPage> pages = ::Review(m_host, first, count, total);
+  if (own) machine::AbandonEvent();
+  return {{"total", total}, {"pages", ReviewJson(pages)}};
 }
 
 // An Apply is whole or not at all. What a page tells waits for its end, since the answer to a message would
@@ -372,6 +446,8 @@ std::string Session::Apply(const std::string& node) {
   }
   const std::vector<std::string> failures = m_host.FailedSaves();
   if (applied && (failures.empty() || !machine::UndoesEvents())) {
+    m_dropped.reset();
+    m_saved = SavedSentence();
     EditEnded(node);
     for (const std::string& text : told) ShowMessage(text, Buttons::Ok);
     return {};
@@ -466,6 +542,11 @@ std::string Session::GoTo(const std::string& node) {
   if (!m_host.Select(node, why)) return why;
   m_pageWindow = ++m_lastWindow;
   PageWasShown(pending);
+  // A page that has a form of its own for what it read wants to store that, though nobody has edited
+  // anything.
+  if (found->page->IsModified() && machine::UndoesEvents() && m_host.WaitingNodes().empty()) {
+    m_ownForm = ValuesOfApply();
+  }
   return {};
 }
 
@@ -476,6 +557,7 @@ void Session::EditEnded(const std::string& shownBefore) {
 }
 
 void Session::PageWasShown(bool pending) {
+  m_ownForm = 0;
   m_shownPending = pending;
   m_shownValues = m_host.Page() == nullptr ? 0 : ValuesStamp(*m_host.Page());
 }
@@ -514,10 +596,13 @@ ordered_json Session::DescribeState() const {
                     {"window", m_pageWindow}};
   const CDialog* page = m_host.Page();
   json["controls"] = page == nullptr ? ordered_json::array() : DescribeWindow(*page);
+  if (m_host.Page() != nullptr) AddStored(*m_host.Page(), m_shownPending, json["controls"]);
   json["windows"] = ordered_json::array();
   for (const ModalWindow* window : m_windows) json["windows"].push_back(DescribeModal(*window));
   json["marks"] = Marks();
   json["apply"] = m_host.Sheet().IsModified();
+  json["ownForm"] = m_ownForm;
+  json["dropped"] = m_dropped.has_value();
   json["download"] = m_transfers.Waiting();
   if (m_work) {
     json["working"] = {{"done", m_work->done}, {"unit", m_work->unit}};

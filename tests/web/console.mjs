@@ -8,7 +8,7 @@ import { chromium } from 'playwright-core';
 const program = process.env.MARROWEN;
 
 /** For how long a test waits, in milliseconds, for what a busy machine does late. */
-export const patience = 180000;
+export const patience = Number(process.env.PATIENCE ?? 180000);
 
 /** A scratch home, and the command line on it. */
 export class Home {

@@ -39,6 +39,12 @@ after(async () => {
 
 const apply = () => page.getByRole('button', { name: /^Apply/ });
 const cancel = () => page.locator('footer').getByRole('button', { name: 'Cancel' });
+/** Cancel, and yes where more than one page is asked about. */
+const discard = async () => {
+  const pages = Number((await page.locator('footer .count').count()) && (await page.locator('footer .count').innerText()));
+  await cancel().click();
+  if (pages > 1) await page.getByRole('button', { name: 'Discard', exact: true }).click();
+};
 const level = () => page.getByRole('textbox', { name: 'Level' });
 const slider = () => page.getByRole('slider');
 
@@ -57,7 +63,7 @@ async function until(what, wanted) {
 
 beforeEach(async () => {
   await show(compression);
-  if (await cancel().isEnabled()) await cancel().click();
+  if (await cancel().isEnabled()) await discard();
   await until(() => apply().isEnabled(), false);
 });
 
@@ -83,18 +89,72 @@ test('the slider moves the number, the number the slider, and Apply writes both'
 test('edits of two nodes are marked, counted, written by one Apply and dropped by Cancel', async () => {
   const marks = () => page.getByRole('tree').locator('.mark').count();
   const limit = page.getByRole('textbox', { name: 'Maximum Connections' });
-  for (const [close, stored] of [[cancel, false], [apply, true]]) {
+  for (const [close, stored] of [[discard, false], [() => apply().click(), true]]) {
     await show(compression);
     await level().fill('4');
     await show('General Settings');
     await limit.fill('77');
     await until(() => page.locator('.count').innerText(), '2');
     await until(marks, 2);
-    await close().click();
+    await close();
     await until(marks, 0);
     assert.equal(home.value('SSHD', 'SessionLimit') === '77', stored);
     assert.equal(home.value('SSHD', 'CompressionLevel') === '4', stored);
   }
+});
+
+test('each edit says what is stored; the review lists them all, puts one back, and a discard can be undone', async () => {
+  const limit = page.getByRole('textbox', { name: 'Maximum Connections' });
+  const stored = await level().inputValue();
+  const other = stored === '4' ? '6' : '4';
+  await level().fill(other);
+  await page.locator('.changed').getByText(`was ${stored}`).waitFor();
+  await show('General Settings');
+  const connections = await limit.inputValue();
+  await limit.fill('78');
+  await page.getByRole('button', { name: 'Changes on 2 pages wait' }).click();
+  const review = page.getByRole('dialog', { name: 'Changes that wait' });
+  const rows = async () => (await review.locator('li').allInnerTexts()).map((text) => text.replace(/\s+/g, ' ').trim());
+  await until(async () => (await rows()).length, 2);
+  assert.deepEqual(await rows(), [`Maximum Connections ${connections || 'empty'} → 78 Revert`, `Level ${stored} → ${other} Revert`]);
+  await review.getByRole('button', { name: `Revert Level of ${compression}` }).click();
+  await until(async () => (await rows()).length, 1);
+  await review.getByRole('button', { name: 'Close' }).click();
+  await until(() => level().inputValue(), stored);
+  await discard();
+  await until(() => apply().isEnabled(), false);
+  await page.getByRole('button', { name: 'Undo' }).click();
+  await until(() => apply().isEnabled(), true);
+  await apply().click();
+  await page.getByText('Saved: 1 value on 1 page.').waitFor();
+  assert.equal(home.value('SSHD', 'SessionLimit'), '78');
+  assert.equal(home.value('SSHD', 'CompressionLevel'), stored);
+});
+
+test('an address that is none keeps its dialog open, and nothing of it is stored', async () => {
+  await show('IP Range');
+  await page.getByRole('button', { name: /^New/ }).first().click();
+  const dialog = page.locator('dialog[open]').last();
+  const fields = dialog.locator('input.address');
+  for (const [begin, end] of [['10.0.0.1', '300.0.0.1'], ['10.0.0.12x', '10.0.0.13']]) {
+    await fields.nth(0).fill(begin);
+    await fields.nth(1).fill(end);
+    await dialog.getByRole('button', { name: 'OK' }).click();
+    await dialog.getByRole('alert').waitFor();
+  }
+  await dialog.getByRole('button', { name: 'Cancel' }).click();
+  await until(() => page.locator('dialog[open]').count(), 0);
+  assert.equal(await page.getByRole('treeitem', { name: /^(0\.0\.0\.0|10\.0\.0)/ }).count(), 0);
+});
+
+test('every setting says what it does, and help tells it all', async () => {
+  await page.locator('.says').first().waitFor();
+  await page.keyboard.press('F1');
+  const help = page.getByRole('complementary', { name: 'Help' });
+  await help.getByRole('heading', { name: 'Compression' }).waitFor();
+  await help.getByText('Level', { exact: true }).waitFor();
+  await help.getByRole('button', { name: 'Close help' }).click();
+  assert.equal(await help.count(), 0);
 });
 
 test('closing the tab asks while edits wait', async () => {
@@ -113,6 +173,17 @@ test('closing the tab asks while edits wait', async () => {
   await level().fill('2');
   await until(() => apply().isEnabled(), true);
   assert.equal(await asked(), true);
+});
+
+test('choosing another configuration shows the same page of it', async () => {
+  const what = page.getByRole('combobox', { name: 'What is edited' });
+  await what.selectOption({ label: 'Named configurations' });
+  await until(() => page.getByRole('option', { name: 'site-b' }).count(), 1);
+  await show(`site-a::${compression}`);
+  await what.selectOption('site-b');
+  await until(() => page.locator('.crumbs').innerText(), 'site-b › General Settings');
+  await what.selectOption({ label: 'Own settings' });
+  await until(() => page.getByRole('combobox', { name: 'What is edited' }).inputValue(), '');
 });
 
 test('a named configuration is chosen at the top and holds settings of its own', async () => {
@@ -201,7 +272,13 @@ test('settings are exported by a download, and imported by an upload that a prev
   const dialog = page.locator('dialog[open]').last();
   const press = (name) => dialog.getByRole('button', { name, exact: true }).click();
   const closed = () => until(() => page.locator('dialog[open]').count(), 0);
-  const level = () => home.value('SSHD', 'CompressionLevel');
+  /** Cancel, and yes where more than one page is asked about. */
+const discard = async () => {
+  const pages = Number((await page.locator('footer .count').count()) && (await page.locator('footer .count').innerText()));
+  await cancel().click();
+  if (pages > 1) await page.getByRole('button', { name: 'Discard', exact: true }).click();
+};
+const level = () => home.value('SSHD', 'CompressionLevel');
   await show('Configuration Management');
   await page.getByRole('button', { name: 'Export Settings', exact: true }).click();
   await dialog.getByRole('textbox', { name: 'File name' }).fill('mine');
@@ -290,13 +367,14 @@ test('a user is added and deleted through dialogs, by keys', async () => {
   await page.getByRole('listbox', { name: 'Users' }).focus();
   await page.keyboard.press('Home');
   await page.locator('#page .row.selected').getByText('alice').waitFor();
+  // Enter right away changes nothing.
   await press('Delete User');
   await page.getByText('Are you sure').waitFor();
-  await page.keyboard.press('Tab');
   await page.keyboard.press('Enter');
   await closed();
   assert.equal(await alice.count(), 1);
   await press('Delete User');
+  await page.keyboard.press('Shift+Tab');
   await page.keyboard.press('Enter');
   await closed();
   await until(() => alice.count(), 0);
@@ -312,7 +390,7 @@ test('what an act changes on other nodes is told, and Cancel gives a deleted use
   await until(() => apply().isEnabled(), false);
   await ssh1.check();
   await page.getByText('This changes "General Settings::Cipher" too.').waitFor();
-  await cancel().click();
+  await discard();
   await until(() => apply().isEnabled(), false);
 
   await show('Users');
@@ -322,7 +400,7 @@ test('what an act changes on other nodes is told, and Cancel gives a deleted use
   await page.getByRole('button', { name: 'Delete User' }).click();
   await page.getByRole('button', { name: 'Yes' }).click();
   await until(() => node.count(), 0);
-  await cancel().click();
+  await discard();
   await node.waitFor();
 });
 
@@ -386,7 +464,7 @@ test('every page can be used by everyone, light and dark, wide and narrow', asyn
       assert.ok(wide, `${node} scrolls sideways`);
     }
     await show(compression);
-    if (await cancel().isEnabled()) await cancel().click();
+    if (await cancel().isEnabled()) await discard();
     await level().fill('6');
     await until(() => page.locator('.count').innerText(), '1');
     await page.mouse.move(0, 0);

@@ -39,6 +39,24 @@ export interface Control {
   max?: number;
   low?: string;
   high?: string;
+  changed?: Changed;
+}
+
+/** What is stored, where a control shows something else. */
+export interface Changed {
+  control: number;
+  name: string;
+  alone: boolean;
+  was?: string;
+  now?: string;
+  secret?: boolean;
+  added?: string[];
+  removed?: string[];
+}
+
+export interface ReviewedPage {
+  node: string;
+  settings: Changed[];
 }
 
 export interface ModalWindow {
@@ -71,6 +89,8 @@ export interface State {
   windows: ModalWindow[];
   marks: string[];
   apply: boolean;
+  ownForm: number;
+  dropped: boolean;
   download: { id: string; name: string; tab: string } | null;
   working?: { done: number; unit: string };
 }
@@ -101,6 +121,7 @@ export interface Toast {
   text: string;
   link?: string;
   error?: boolean;
+  undo?: () => void;
 }
 
 export const store = {
@@ -108,8 +129,23 @@ export const store = {
   line: 'open' as Line,
   toast: null as Toast | null,
   beeps: 0,
+  busy: false, // an act has been on its way for a while
   changed: () => {},
 };
+
+/** Texts that controls have refused, by window and control: nothing is confirmed while they stand there. */
+export const refused = new Map<string, { window: number; reason: string; element: HTMLElement }>();
+
+/** Shows the first refused text of the window; false where there is none. */
+export function showRefused(window: number): boolean {
+  for (const { window: of, reason, element } of refused.values()) {
+    if (of !== window || !element.isConnected) continue;
+    tell({ text: reason, error: true });
+    element.focus();
+    return true;
+  }
+  return false;
+}
 
 /** This tab among those that the console is open in. */
 const tab = Math.random().toString(36).slice(2);
@@ -131,7 +167,8 @@ let toastTimer = 0;
 export function tell(toast: Toast | null) {
   store.toast = toast;
   clearTimeout(toastTimer);
-  if (toast) toastTimer = window.setTimeout(() => tell(null), 8000);
+  // What went wrong stays until it was read.
+  if (toast && !toast.error) toastTimer = window.setTimeout(() => tell(null), 8000);
   store.changed();
 }
 
@@ -214,7 +251,11 @@ export const settled = () => worker ?? Promise.resolve();
 async function work() {
   for (let next = queue.shift(); next; next = queue.shift()) {
     let refusal = '';
+    const slow = setTimeout(() => ((store.busy = true), store.changed()), 400);
     const reply = await send(next.act);
+    clearTimeout(slow);
+    store.busy = false;
+    if (store.toast?.error && !next.quiet) tell(null);
     if (reply) {
       refusal = reply.refusal;
       if (reply.state) take(reply.state);
@@ -317,6 +358,24 @@ export function follow() {
     if (store.line !== 'closed') setLine('lost');
     setTimeout(follow, store.line === 'closed' ? 3000 : 700);
   };
+}
+
+export interface Help {
+  title: string;
+  about: string;
+  settings: Record<string, { text: string; default: string; under: string; danger: string }>;
+}
+
+const helps = new Map<string, Promise<Help | null>>();
+/** What the page at the node, or a dialog of it, is for; null where nobody has written it down. */
+export function helpOf(node: string, dialog = ''): Promise<Help | null> {
+  const name = `${store.state?.instance} ${node} ${dialog}`;
+  let help = helps.get(name);
+  if (!help) {
+    help = get<Help>('/api/help', { node, dialog });
+    helps.set(name, help);
+  }
+  return help;
 }
 
 export function plain(caption: string): { text: string; key?: string } {

@@ -2,9 +2,11 @@
 
 import { render } from 'preact';
 import { useEffect, useLayoutEffect, useMemo, useReducer, useRef, useState } from 'preact/hooks';
-import { act, follow, settled, store, switchTo, tell, type State } from './api';
+import { act, follow, settled, showRefused, store, switchTo, tell, type State } from './api';
 import { Controls } from './controls';
 import { Modal, Windows, Working } from './dialogs';
+import { HelpPanel, WithHelp } from './help';
+import { discard, Review } from './review';
 import { Search, type Found } from './search';
 import { TreeView } from './tree';
 
@@ -103,13 +105,20 @@ function Places({ state, root, onRoot }: { state: State; root: string; onRoot: (
   );
 }
 
-function Page({ state, found }: { state: State; found: string }) {
+/** An Apply that no refused text stands against; what had the focus may be gone with it. */
+async function apply() {
+  if (store.state && showRefused(store.state.window)) return;
+  await act({ act: 'apply' });
+  if (document.activeElement === document.body) document.getElementById('page')?.focus();
+}
+
+function Page({ state, found, onHelp }: { state: State; found: string; onHelp: () => void }) {
   const crumbs = state.node.split('::');
   const title = crumbs.pop();
   const box = useRef<HTMLElement>(null);
   useLayoutEffect(() => box.current?.scrollTo(0, 0), [state.window]);
   return (
-    <main id="page" aria-label={title} ref={box}>
+    <main id="page" aria-label={title} tabIndex={-1} ref={box}>
       {state.node ? (
         <div class="page" key={state.window}>
           <header>
@@ -117,7 +126,7 @@ function Page({ state, found }: { state: State; found: string }) {
               {crumbs.length > 0 && <p class="crumbs">{crumbs.join(' › ')}</p>}
               <h1>{title}</h1>
             </div>
-            <button type="button" class="quiet" title="Help (F1)" aria-label="Help" onClick={() => void act({ act: 'help' })}>
+            <button type="button" class="quiet" title="Help (F1)" aria-label="Help" onClick={onHelp}>
               ?
             </button>
           </header>
@@ -126,7 +135,14 @@ function Page({ state, found }: { state: State; found: string }) {
               {state.problem}
             </p>
           )}
-          <Controls controls={state.controls} window={state.window} title={title ?? ''} found={found} />
+          {state.ownForm > 0 && (
+            <p class="notice" role="status">
+              {state.ownForm} {state.ownForm === 1 ? 'value is' : 'values are'} not stored yet: the page adds its defaults, and Apply stores them.
+            </p>
+          )}
+          <WithHelp node={state.node}>
+            <Controls controls={state.controls} window={state.window} title={title ?? ''} found={found} />
+          </WithHelp>
         </div>
       ) : (
         <div class="page">
@@ -140,8 +156,9 @@ function Page({ state, found }: { state: State; found: string }) {
   );
 }
 
-function Bar({ state }: { state: State }) {
+function Bar({ state, onReview }: { state: State; onReview: () => void }) {
   const count = state.marks.length;
+  const [asked, setAsked] = useState(false);
   const { toast, line } = store;
   return (
     <footer>
@@ -153,6 +170,11 @@ function Bar({ state }: { state: State }) {
         ) : toast ? (
           <span class={toast.error ? 'error' : ''}>
             {toast.text}{' '}
+            {toast.undo && (
+              <button type="button" class="link" onClick={() => (tell(null), toast.undo!())}>
+                Undo
+              </button>
+            )}
             {toast.link && (
               <a href={toast.link} target="_blank" rel="noopener noreferrer">
                 {toast.link}
@@ -162,16 +184,31 @@ function Bar({ state }: { state: State }) {
               ×
             </button>
           </span>
+        ) : store.busy ? (
+          <span class="dim">Working…</span>
         ) : count > 0 ? (
-          <span class="dim">
-            {count} {count === 1 ? 'node waits' : 'nodes wait'} to be applied
-          </span>
+          <button type="button" class="link" onClick={onReview}>
+            Changes on {count.toLocaleString('en')} {count === 1 ? 'page wait' : 'pages wait'}
+          </button>
         ) : null}
       </div>
-      <button type="button" disabled={!state.apply} onClick={() => void act({ act: 'cancel' })}>
+      <button type="button" disabled={!state.apply} onClick={() => (count > 1 ? setAsked(true) : void discard())}>
         Cancel
       </button>
-      <button type="button" class="primary" disabled={!state.apply} title="Apply (Ctrl+S)" onClick={() => void act({ act: 'apply' })}>
+      {asked && (
+        <Modal label="Question" onClose={() => setAsked(false)}>
+          <p class="message">Discard the changes on {count} pages?</p>
+          <div class="buttons">
+            <button type="button" class="danger" onClick={() => (setAsked(false), void discard())}>
+              Discard
+            </button>
+            <button type="button" data-first="" onClick={() => setAsked(false)}>
+              Keep
+            </button>
+          </div>
+        </Modal>
+      )}
+      <button type="button" class="primary" disabled={!state.apply} title="Apply (Ctrl+S)" onClick={() => void apply()}>
         Apply
         {count > 0 && (
           <span class="count" aria-label={`${count} waiting`}>
@@ -188,6 +225,8 @@ function App() {
   store.changed = () => redraw(0);
   const state = store.state;
   const [drawer, setDrawer] = useState(false);
+  const [help, setHelp] = useState(false);
+  const [review, setReview] = useState(false);
   const [found, setFound] = useState('');
   const [chosenRoot, setRoot] = useState('');
   useAddress(state);
@@ -203,12 +242,12 @@ function App() {
         // The edit that has the focus is left first, as by a click on Apply; what was typed may be on its way.
         (document.activeElement as HTMLElement | null)?.blur?.();
         void settled().then(() => {
-          if (store.state?.apply && !store.state.windows.length) void act({ act: 'apply' });
+          if (store.state?.apply && !store.state.windows.length) void apply();
         });
       }
       if (event.key === 'F1') {
         event.preventDefault();
-        if (!store.state?.windows.length) void act({ act: 'help' });
+        setHelp((open) => !open);
       }
     };
     window.addEventListener('beforeunload', onLeave);
@@ -254,6 +293,12 @@ function App() {
       </p>
     );
   }
+  /** The same page of the other configuration, or what is nearest to it above. */
+  async function chooseRoot(name: string) {
+    setRoot(name);
+    const parts = store.state?.node.split('::').slice(1) ?? [];
+    while (parts.length && (await act({ act: 'node', text: [name, ...parts].join('::') }, true))) parts.pop();
+  }
   async function jump(one: Found) {
     setFound('');
     if (one.node !== store.state?.node && (await act({ act: 'node', text: one.node }))) return;
@@ -266,7 +311,7 @@ function App() {
         To the page
       </a>
       <header class="top">
-        <button type="button" class="quiet menu" aria-label="Settings tree" aria-expanded={drawer} onClick={() => setDrawer(!drawer)}>
+        <button type="button" class="quiet menu" aria-label="Settings tree" aria-expanded={drawer} onClick={() => (setDrawer(!drawer), !drawer && requestAnimationFrame(() => document.querySelector<HTMLElement>('.tree')?.focus()))}>
           <svg viewBox="0 0 16 16" aria-hidden="true"><path d="M2 4h12M2 8h12M2 12h12" /></svg>
         </button>
         <span class="brand">
@@ -274,14 +319,16 @@ function App() {
           <span>Marrowen</span>
         </span>
         <Search onChosen={(one) => void jump(one)} />
-        <Places state={state} root={root} onRoot={setRoot} />
+        <Places state={state} root={root} onRoot={(name) => void chooseRoot(name)} />
       </header>
-      <nav aria-label="Settings">
+      <nav aria-label="Settings" onKeyDown={(event) => event.key === 'Escape' && setDrawer(false)}>
         {tree}
       </nav>
       {drawer && <div class="shade" onClick={() => setDrawer(false)} />}
-      <Page state={state} found={found} />
-      <Bar state={state} />
+      <Page state={state} found={found} onHelp={() => setHelp(!help)} />
+      {help && <HelpPanel node={state.node} onClose={() => setHelp(false)} />}
+      <Bar state={state} onReview={() => setReview(true)} />
+      {review && <Review onClose={() => setReview(false)} />}
       <Windows windows={state.windows} />
       {state.working && <Working {...state.working} />}
     </div>

@@ -2,8 +2,10 @@
 
 import type { ComponentChildren } from 'preact';
 import { useEffect, useRef, useState } from 'preact/hooks';
-import { act, plain, store, type Control } from './api';
+import { act, plain, refused, showRefused, store, type Control } from './api';
+import { Sentence, useSentence } from './help';
 import { List } from './list';
+import { revert, was } from './review';
 
 interface Props {
   control: Control;
@@ -239,17 +241,27 @@ function Address(props: Props) {
   const { control, index, window } = props;
   const [text, setText] = useState<string | null>(null);
   const [hint, setHint] = useState('');
+  const field = useRef<HTMLInputElement>(null);
   const whole = /^(\d{1,3}\.){3}\d{1,3}$/;
+  const id = idOf(window, index);
+  useEffect(() => () => void refused.delete(id), []);
+  // What the control has not taken must not be confirmed: it still holds the address before it.
+  function say(reason: string, visibly: boolean) {
+    if (visibly || !reason) setHint(reason);
+    if (reason && field.current) refused.set(id, { window, reason, element: field.current });
+    else refused.delete(id);
+  }
   async function enter(value: string, leaving: boolean) {
-    if (!leaving && value && !whole.test(value)) return;
+    if (value && !whole.test(value)) return say(`"${value}" is not an address: four numbers from 0 to 255 with dots between.`, leaving);
     const refusal = value === control.value ? '' : await act({ act: 'enter', window, control: index, text: value }, true);
-    setHint(refusal);
+    say(refusal, true);
     if (!refusal && leaving) setText(null);
   }
   return (
     <Labelled {...props} hint={hint}>
       <input
         {...common(props)}
+        ref={field}
         class="address"
         inputMode="decimal"
         placeholder="0.0.0.0"
@@ -332,7 +344,11 @@ function EditableList(props: Props) {
 function One(props: Props) {
   const { control, index, window } = props;
   const { text, key } = plain(control.caption);
-  const click = () => void act({ act: 'click', window, control: index });
+  const says = useSentence(control.name);
+  const click = () => {
+    if (!/^(cancel|close)$/i.test(text) && showRefused(window)) return;
+    void act({ act: 'click', window, control: index });
+  };
   switch (control.kind) {
     case 'text':
       return <p class="note">{text}</p>;
@@ -352,6 +368,7 @@ function One(props: Props) {
           class={control.default || text === 'OK' ? 'primary' : ''}
           accessKey={key}
           disabled={control.disabled}
+          title={says?.text}
           onClick={click}
         >
           {text || nameOf(props)}
@@ -405,6 +422,39 @@ function widthOf(control: Control, next: Control | undefined): string {
   }
 }
 
+/** The mark of a control that shows something else than is stored, and the way back. */
+function Mark({ control, node }: { control: Control; node: string }) {
+  const { changed } = control;
+  if (!changed) return null;
+  return (
+    <p class="changed">
+      <span>{was(changed)}</span>
+      {changed.alone && (
+        <button type="button" class="link" aria-label={`Revert ${plain(control.name).text}`} onClick={() => void revert(node, changed.control)}>
+          Revert
+        </button>
+      )}
+    </p>
+  );
+}
+
+const isSetting = (control: Control) => !/^(button|link|picture|text|slider|group)$/.test(control.kind);
+
+function Cell({ props, next, found }: { props: Props; next: Control | undefined; found: string | undefined }) {
+  const { control } = props;
+  const says = useSentence(control.name);
+  const own = isSetting(control);
+  const width = own && says && widthOf(control, next) === 'short' ? 'wide small' : widthOf(control, next);
+  const classes = ['control', width, control.disabled && 'disabled', control.changed && 'edited', own && says?.under && 'under', found && found === control.name && 'found'];
+  return (
+    <div class={classes.filter(Boolean).join(' ')}>
+      <One {...props} />
+      <Mark control={control} node={store.state?.node ?? ''} />
+      {own && <Sentence name={control.name} />}
+    </div>
+  );
+}
+
 interface ControlsProps {
   controls: Control[];
   window: number;
@@ -426,14 +476,7 @@ export function Controls({ controls, window, title, group = -1, found }: Control
             </fieldset>
           );
         }
-        return (
-          <div
-            key={index}
-            class={`control ${widthOf(control, controls[index + 1])}${control.disabled ? ' disabled' : ''}${found && found === control.name ? ' found' : ''}`}
-          >
-            <One control={control} index={index} window={window} title={title} />
-          </div>
-        );
+        return <Cell key={index} props={{ control, index, window, title }} next={controls[index + 1]} found={found} />;
       })}
     </div>
   );

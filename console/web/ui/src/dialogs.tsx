@@ -2,7 +2,8 @@
 
 import type { ComponentChildren } from 'preact';
 import { useEffect, useRef, useState } from 'preact/hooks';
-import { act, get, plain, upload, type ModalWindow } from './api';
+import { act, get, plain, showRefused, store, tell, upload, type ModalWindow } from './api';
+import { WithHelp } from './help';
 import { Controls } from './controls';
 
 /** A window that keeps everything below it out of reach. */
@@ -42,6 +43,14 @@ export function Modal({ label, onClose, onEnter, children, wide }: { label: stri
       }}
     >
       {children}
+      {store.toast?.error && (
+        <p class="refusal" role="alert">
+          {store.toast.text}{' '}
+          <button type="button" class="quiet" aria-label="Dismiss" onClick={() => tell(null)}>
+            ×
+          </button>
+        </p>
+      )}
     </dialog>
   );
 }
@@ -50,12 +59,17 @@ function Dialog({ modal }: { modal: ModalWindow }) {
   const controls = modal.controls ?? [];
   const has = (caption: string) =>
     controls.some((control) => control.kind === 'button' && plain(control.caption).text.toLowerCase() === caption);
-  const press = (name: 'ok' | 'close' | 'enterKey') => void act({ act: name, window: modal.window });
+  const press = (name: 'ok' | 'close' | 'enterKey') => {
+    if (name !== 'close' && showRefused(modal.window)) return;
+    void act({ act: name, window: modal.window });
+  };
   return (
     <Modal label={modal.caption || 'Dialog'} onClose={() => press('close')} onEnter={() => press('enterKey')} wide>
       <h2>{modal.caption}</h2>
       <div class="body">
-        <Controls controls={controls} window={modal.window} title={modal.caption || 'Dialog'} />
+        <WithHelp node={store.state?.node ?? ''} dialog={modal.caption}>
+          <Controls controls={controls} window={modal.window} title={modal.caption || 'Dialog'} />
+        </WithHelp>
       </div>
       {!has('cancel') && !has('close') && (
         <div class="buttons">
@@ -76,6 +90,8 @@ function Dialog({ modal }: { modal: ModalWindow }) {
 function Message({ modal }: { modal: ModalWindow }) {
   const buttons = modal.buttons ?? [];
   const answer = (text: string) => void act({ act: 'answer', window: modal.window, text });
+  // Enter without reading shall delete and reveal nothing: the answer that changes nothing has the focus.
+  const first = buttons.length - 1;
   return (
     <Modal label={buttons.length > 1 ? 'Question' : 'Message'} onClose={() => void act({ act: 'close', window: modal.window })}>
       <p class="message" role="alert">
@@ -83,7 +99,7 @@ function Message({ modal }: { modal: ModalWindow }) {
       </p>
       <div class="buttons">
         {buttons.map((text, i) => (
-          <button type="button" data-first={i === 0 ? '' : undefined} class={i === 0 ? 'primary' : ''} onClick={() => answer(text)}>
+          <button type="button" data-first={i === first ? '' : undefined} class={buttons.length === 1 ? 'primary' : ''} onClick={() => answer(text)}>
             {text}
           </button>
         ))}
@@ -146,7 +162,9 @@ function Picker({ modal }: { modal: ModalWindow }) {
 
   const path = listing?.path ?? '';
   const separator = path.startsWith('/') ? '/' : '\\';
-  const target = folderOnly ? path : path && name ? path.replace(/[\\/]$/, '') + separator + name : '';
+  // A whole path is taken as it was typed.
+  const whole = /^(\/|[A-Za-z]:[\\/])/.test(name);
+  const target = folderOnly ? path : whole ? name : path && name ? path.replace(/[\\/]$/, '') + separator + name : '';
   const cancel = () => void act({ act: 'close', window: modal.window });
   const wanted = name.toLowerCase();
   // Pages add the ending of their first kind to a name without one.

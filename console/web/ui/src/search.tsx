@@ -16,6 +16,7 @@ export function Search({ onChosen }: { onChosen: (found: Found) => void }) {
   const [found, setFound] = useState<Found[] | null>(null);
   const [active, setActive] = useState(0);
   const field = useRef<HTMLInputElement>(null);
+  const answered = useRef('');
 
   useEffect(() => {
     if (!text.trim()) return setFound(null);
@@ -23,6 +24,7 @@ export function Search({ onChosen }: { onChosen: (found: Found) => void }) {
     const timer = setTimeout(async () => {
       const answer = await get<Found[]>('/api/find', { text: text.trim() });
       if (current && answer) {
+        answered.current = text.trim();
         setFound(answer);
         setActive(0);
       }
@@ -52,6 +54,13 @@ export function Search({ onChosen }: { onChosen: (found: Found) => void }) {
     onChosen(one);
   }
 
+  /** Enter right after typing waits for the answer to what was typed. */
+  async function chooseNow(typed: string) {
+    if (typed === answered.current) return choose(found?.[active]);
+    const answer = typed ? await get<Found[]>('/api/find', { text: typed }) : null;
+    choose(answer?.[0]);
+  }
+
   return (
     <div class="search">
       <input
@@ -73,7 +82,7 @@ export function Search({ onChosen }: { onChosen: (found: Found) => void }) {
             setText('');
             setFound(null);
           }
-          if (event.key === 'Enter') choose(found?.[active]);
+          if (event.key === 'Enter') void chooseNow(event.currentTarget.value.trim());
           if (event.key === 'ArrowDown' || event.key === 'ArrowUp') {
             event.preventDefault();
             const count = found?.length ?? 0;

@@ -1,0 +1,49 @@
+#pragma once
+
+// What the pages and their settings are for, from the Markdown files that stand beside the pages' sources. A
+// file holds "# " and a page's title, or "# PAGE > DIALOG" for a dialog of it; below it what the page is for,
+// and for each setting "## CAPTION" with its sentences and lines that begin with "Default:", "Under:",
+// "Danger:" and "Also:".
+
+#include <map>
+#include <nlohmann/json.hpp>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "console/tree.h"
+
+// The files, whole.
+std::span<const std::string_view> HelpTexts();
+
+struct SettingHelp {
+  std::string name;       // as a command calls the control
+  std::string text;       // what it does, and what empty means
+  std::string byDefault;  // what a page shows where nothing is stored
+  std::string under;      // the setting that must be on for this one to count
+  std::string danger;
+  std::string also;  // other words that people search by
+};
+
+struct PageHelp {
+  std::string title;
+  std::string dialog;  // the caption of the page's dialog that this is about; empty for the page
+  std::string about;   // Markdown: paragraphs, lists, `code`, **bold**
+  std::vector<SettingHelp> settings;
+
+  // Null for a control that has none.
+  const SettingHelp* Of(std::string_view name) const;
+};
+
+// All of it, read from the files once.
+const std::vector<PageHelp>& AllHelp();
+
+// Of the page that serves the node, or a dialog of it; null where there is none.
+const PageHelp* HelpOf(const Tree& tree, std::string_view node, std::string_view dialog = {});
+
+// {"title", "about", "settings": {NAME: {"text", "default", "under", "danger"}}}
+nlohmann::ordered_json HelpJson(const PageHelp& help);
+
+// The same for a person to read.
+std::string PrintHelp(const PageHelp& help);

@@ -1,0 +1,98 @@
+// All that waits to be applied, by page and setting, with what is stored; each can be put back.
+
+import { useEffect, useState } from 'preact/hooks';
+import { act, get, plain, store, tell, type Changed, type ReviewedPage } from './api';
+import { Modal } from './dialogs';
+
+const shown = (text: string | undefined) => (text ? text : 'empty');
+
+/** "was 10", for the mark beside a control. */
+export function was(changed: Changed): string {
+  if (changed.secret) return 'another password than stored';
+  if (changed.was !== undefined) return `was ${changed.was === 'on' || changed.was === 'off' ? changed.was : shown(changed.was)}`;
+  const parts = [];
+  if (changed.added?.length) parts.push(`${changed.added.length} added`);
+  if (changed.removed?.length) parts.push(`${changed.removed.length} taken out`);
+  return parts.length ? parts.join(', ') : 'in another order';
+}
+
+export const revert = (node: string, control = -1) => act({ act: 'revert', text: node, number: control });
+
+/** Drops all that waits, and offers to bring it back. */
+export async function discard() {
+  if (await act({ act: 'cancel' })) return;
+  if (store.state?.dropped) tell({ text: 'The changes were discarded.', undo: () => void act({ act: 'undoCancel' }) });
+}
+
+function Setting({ node, changed, onRevert }: { node: string; changed: Changed; onRevert: () => void }) {
+  return (
+    <li>
+      <span class="name">{plain(changed.name).text}</span>
+      {changed.was === undefined ? (
+        <span class="rows">
+          {changed.removed?.map((row) => <del>{row}</del>)}
+          {changed.added?.map((row) => <ins>{row}</ins>)}
+          {!changed.removed?.length && !changed.added?.length && was(changed)}
+        </span>
+      ) : (
+        <span class="rows">
+          <del>{shown(changed.was)}</del> <span aria-label="becomes">→</span> <ins>{shown(changed.now)}</ins>
+        </span>
+      )}
+      {changed.alone && (
+        <button type="button" aria-label={`Revert ${plain(changed.name).text} of ${node}`} onClick={() => void revert(node, changed.control).then(onRevert)}>
+          Revert
+        </button>
+      )}
+    </li>
+  );
+}
+
+export function Review({ onClose }: { onClose: () => void }) {
+  const [all, setAll] = useState<{ total: number; pages: ReviewedPage[] } | null>(null);
+  const [sure, setSure] = useState(false);
+  const load = async () => {
+    const answer = await get<{ total: number; pages: ReviewedPage[] }>('/api/review', { first: 0, count: 200 });
+    if (answer) setAll(answer);
+    if (answer?.total === 0) onClose();
+  };
+  useEffect(() => void load(), []);
+  if (!all) return null;
+  return (
+    <Modal label="Changes that wait" onClose={onClose} wide>
+      <h2>Changes that wait on {all.total.toLocaleString('en')} {all.total === 1 ? 'page' : 'pages'}</h2>
+      <div class="body review">
+        {all.pages.map(({ node, settings }) => (
+          <section key={node} aria-label={node}>
+            <h3>
+              <button type="button" class="link" onClick={() => (onClose(), void act({ act: 'node', text: node }))}>
+                {node.split('::').join(' › ')}
+              </button>
+              <button type="button" aria-label={`Revert all of ${node}`} onClick={() => void revert(node).then(load)}>
+                Revert page
+              </button>
+            </h3>
+            <ul>
+              {settings.map((changed) => (
+                <Setting key={changed.control} node={node} changed={changed} onRevert={() => void load()} />
+              ))}
+              {settings.length === 0 && <li class="dim">Settings behind the buttons of this page, or the order of its rows</li>}
+            </ul>
+          </section>
+        ))}
+        {all.total > all.pages.length && <p class="dim">The first {all.pages.length} pages are shown.</p>}
+      </div>
+      <div class="buttons">
+        <button type="button" class={'aside' + (sure ? ' danger' : '')} onClick={() => (sure ? (onClose(), void discard()) : setSure(true))}>
+          {sure ? 'Discard everything' : 'Discard all…'}
+        </button>
+        <button type="button" data-first="" onClick={onClose}>
+          Close
+        </button>
+        <button type="button" class="primary" onClick={() => (onClose(), void act({ act: 'apply' }))}>
+          Apply
+        </button>
+      </div>
+    </Modal>
+  );
+}
