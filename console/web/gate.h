@@ -6,12 +6,13 @@
 // visits is sent ours. So what acts or reads shows, beside it, a key that came with the cookie and that only
 // our page holds.
 
-#include <atomic>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "console/web/connection.h"
+#include "console/web/http.h"
+#include "platform/listener.h"
 
 namespace web {
 
@@ -31,10 +32,7 @@ void MakeToken(Secrets& secrets);
 class Gate {
  public:
   struct Place {
-    std::string address;  // as the socket is bound, without brackets
-    int port = 0;
-    bool loopback = true;
-    bool any = false;  // bound to all addresses of the machine
+    platform::Listener listener;
     bool tls = false;
     std::vector<std::string> names;  // other names by which browsers reach it
   };
@@ -43,19 +41,20 @@ class Gate {
   // The address to open, with the token that counts now.
   std::string Address() const;
 
-  // Whether the request may go on; else the response says why not. A request with the right token is answered
-  // here too, by the cookie and the address without the token.
-  bool Admit(const httplib::Request& request, httplib::Response& response);
+  // Why the request does not go on; nothing if it may. A request with the right token is answered here too,
+  // by the cookie and the address without the token.
+  std::optional<Response> Refuse(const Request& request);
 
   // Headers of every response: what the browser must not do with it.
-  static httplib::Headers Protection();
+  static Fields Protection();
 
  private:
   std::string Authority() const;
   bool IsOurHost(const std::string& host) const;
-  bool HasCookie(const httplib::Request& request) const;
-  bool HasKey(const httplib::Request& request) const;
-  bool TakeToken(const httplib::Request& request, httplib::Response& response);
+  bool ComesFromElsewhere(const Request& request) const;
+  bool HasCookie(const Request& request) const;
+  bool HasKey(const Request& request) const;
+  std::optional<Response> TakeToken(const Request& request);
 
   Place m_place;
   Secrets& m_secrets;

@@ -23,63 +23,6 @@
 namespace web {
 namespace {
 
-// A listening socket, and how it was bound.
-struct Listener {
-  int socket = -1;
-  Gate::Place place;
-};
-
-// Whether only this machine reaches the address.
-bool IsLoopback(const sockaddr& address) {
-  if (address.sa_family == AF_INET) {
-    return (ntohl(reinterpret_cast<const sockaddr_in&>(address).sin_addr.s_addr) >> 24) == 127;
-  }
-  return IN6_IS_ADDR_LOOPBACK(&reinterpret_cast<const sockaddr_in6&>(address).sin6_addr);
-}
-
-bool IsAny(const sockaddr& address) {
-  if (address.sa_family == AF_INET) {
-    return reinterpret_cast<const sockaddr_in&>(address).sin_addr.s_addr == INADDR_ANY;
-  }
-  return IN6_IS_ADDR_UNSPECIFIED(&reinterpret_cast<const sockaddr_in6&>(address).sin6_addr);
-}
-
-std::string Listen(const std::string& wanted, Listener& listener) {
-  const size_t colon = wanted.rfind(':');
-  std::string host = wanted.substr(0, colon);
-  const std::string port = colon == std::string::npos ? "8722" : wanted.substr(colon + 1);
-  if (host.starts_with('[') && host.ends_with(']')) host = host.substr(1, host.size() - 2);
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
-  addrinfo* found = nullptr;
-  if (getaddrinfo(host.empty() ? "127.0.0.1" : host.c_str(), port.c_str(), &hints, &found) != 0) {
-    return "\"" + wanted + "\" is not an address and a port of this machine.";
-  }
-  const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> freed(found, freeaddrinfo);
-  listener.socket = socket(found->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const int one = 1;
-  setsockopt(listener.socket, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
-  constexpr int kBacklog = 64;
-  if (bind(listener.socket, found->ai_addr, found->ai_addrlen) != 0 ||
-      listen(listener.socket, kBacklog) != 0) {
-    return "The console can't listen on " + wanted + ": " + std::strerror(errno) + ".";
-  }
-  sockaddr_storage bound{};
-  socklen_t size = sizeof bound;
-  auto& address = reinterpret_cast<sockaddr&>(bound);
-  getsockname(listener.socket, &address, &size);
-  char name[NI_MAXHOST];
-  char service[NI_MAXSERV];
-  getnameinfo(&address, size, name, sizeof name, service, sizeof service, NI_NUMERICHOST | NI_NUMERICSERV);
-  listener.place.address = name;
-  listener.place.port = std::atoi(service);
-  listener.place.loopback = IsLoopback(address);
-  listener.place.any = IsAny(address);
-  return {};
-}
-
 // What a serving process tells the one that watches over it, a record at a time.
 struct Report {
   enum class Kind : unsigned char { Ready, Failed, Switch };
@@ -170,8 +113,8 @@ void OpenBrowser(const std::string& address, const ScratchFolder& folder) {
 
 class Console {
  public:
-  Console(const ServeOptions& options, const Listener& listener, SSL_CTX* tls, Secrets& secrets)
-      : m_options(options), m_listener(listener), m_tls(tls), m_secrets(secrets) {
+  Console(const ServeOptions& options, const Gate::Place& place, Secrets& secrets)
+      : m_options(options), m_place(place), m_secrets(secrets) {
     sigemptyset(&m_signals);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&m_signals, signal);
     sigprocmask(SIG_BLOCK, &m_signals, nullptr);
@@ -249,7 +192,7 @@ class Console {
   void Announce() {
     if (m_announced) return;
     m_announced = true;
-    const std::string address = Gate(m_listener.place, m_secrets).Address();
+    const std::string address = Gate(m_place, m_secrets).Address();
     std::cout << "The console is at " << address << std::endl;
     if (m_options.open) OpenBrowser(address, m_door);
   }
@@ -270,9 +213,11 @@ class Console {
     MakeSecret(instance);
     host->confirmImport = ConfirmImport;
     Session session(*host, {std::string(instance, 16), notice, m_options.files, transfers});
-    Gate gate(m_listener.place, m_secrets);
-    Server server(m_listener.socket, m_tls);
-    AddRoutes(server, gate, session, index, [&session, pipe](const Host::Options& other) {
+    Gate gate(m_place, m_secrets);
+    std::unique_ptr<Transport> transport =
+        m_place.tls ? TlsTransport(m_options.tlsCertificate, m_options.tlsKey, why) : PlainTransport();
+    if (transport == nullptr) fail(why);
+    const SwitchHost switchHost = [&session, pipe](const Host::Options& other) {
       std::thread([&session, pipe, other] {
         // The answer to the one who asked goes out first.
         constexpr std::chrono::milliseconds kFlush(100);
@@ -282,15 +227,28 @@ class Console {
           _exit(0);
         });
       }).detach();
-    });
-    std::thread([&server] { server.Serve(); }).detach();
+    };
+    Server server(MakeSite(gate, session, index, switchHost), std::move(transport));
+    std::thread([this, &server] { Accept(server); }).detach();
     Send(pipe, Report::Kind::Ready, {});
     session.Run();
   }
 
+  [[noreturn]] void Accept(Server& server) const {
+    for (;;) {
+      const std::intptr_t socket = platform::Accept(m_place.listener);
+      if (socket != platform::kNoSocket) {
+        server.Take(socket, m_place.listener.six);
+      } else {
+        // There may be too many files open.
+        constexpr std::chrono::milliseconds kPause(100);
+        std::this_thread::sleep_for(kPause);
+      }
+    }
+  }
+
   const ServeOptions& m_options;
-  const Listener& m_listener;
-  SSL_CTX* m_tls;
+  const Gate::Place& m_place;
   Secrets& m_secrets;
   sigset_t m_signals;
   int m_signalFile;
@@ -305,17 +263,16 @@ std::string Serve(const ServeOptions& options) {
   if (options.tlsCertificate.empty() != options.tlsKey.empty()) {
     return "TLS wants both a certificate and a key.";
   }
-  Listener listener;
-  if (std::string why = Listen(options.listen, listener); !why.empty()) return why;
-  listener.place.names = options.names;
-  listener.place.tls = !options.tlsKey.empty();
-  if (!listener.place.loopback && !listener.place.tls && !options.insecure) {
-    return "Others can reach " + listener.place.address +
+  Gate::Place place;
+  if (std::string why = platform::Listen(options.listen, place.listener); !why.empty()) return why;
+  place.names = options.names;
+  place.tls = !options.tlsKey.empty();
+  if (!place.listener.loopback && !place.tls && !options.insecure) {
+    return "Others can reach " + place.listener.address +
            ": give --tls-cert and --tls-key, or --insecure to let them read along.";
   }
   std::string why;
-  const TlsContext tls = listener.place.tls ? LoadTls(options.tlsCertificate, options.tlsKey, why) : nullptr;
-  if (!why.empty()) return why;
+  if (place.tls && TlsTransport(options.tlsCertificate, options.tlsKey, why) == nullptr) return why;
   void* const shared =
       mmap(nullptr, sizeof(Secrets), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED) return "There is no memory for the console's secrets.";
@@ -323,7 +280,7 @@ std::string Serve(const ServeOptions& options) {
   MakeSecret(secrets.session);
   MakeSecret(secrets.page);
   MakeToken(secrets);
-  return Console(options, listener, tls.get(), secrets).Watch();
+  return Console(options, place, secrets).Watch();
 }
 
 }  // namespace web
