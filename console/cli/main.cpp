@@ -8,10 +8,10 @@
 #include "console/cli/process.h"
 #include "console/cli/rows.h"
 #include "console/cli/settings_file.h"
-#include "platform/machine.h"
-#ifndef _WIN32
 #include "console/web/serve.h"
-#endif
+#include "console/web/settings_index.h"
+#include "platform/machine.h"
+#include "platform/program.h"
 
 namespace {
 
@@ -27,16 +27,10 @@ struct ServeArguments {
 };
 
 Outcome ServeBrowser(const Settings& settings, const ServeArguments& arguments) {
-#ifdef _WIN32
-  static_cast<void>(settings);
-  static_cast<void>(arguments);
-  return Failed("The console in the browser is not available on Windows yet.");
-#else
   const std::string why =
       web::Serve({settings.home, settings.host, arguments.listen, arguments.certificate, arguments.key,
                   arguments.insecure, arguments.open, arguments.names, arguments.files});
   return why.empty() ? Outcome{} : Failed(why);
-#endif
 }
 
 // The options and commands; the callback of the one that was given leaves its work in `run`.
@@ -85,7 +79,11 @@ struct CommandLine {
 
   // The console in the browser, which is also what comes without a command.
   void AddServe() {
-    run = [this] { return ServeBrowser(settings, serve); };
+    run = [this] {
+      // Who starts it by its icon wants to see it.
+      serve.open |= !app.get_subcommand("serve")->parsed() && platform::OutputIsTerminal();
+      return ServeBrowser(settings, serve);
+    };
     opensHome = false;
     CLI::App* command = app.add_subcommand("serve", "The console in the browser");
     command->add_option("--listen", serve.listen, "Where browsers reach it; port 0 takes a free one")
@@ -253,9 +251,11 @@ int Main(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  PrepareProcess();
+  platform::PrepareProgram();
   TellWaits();
   try {
+    if (argc == 2 && argv[1] == std::string_view(web::kPagesArgument)) return web::ServePages();
+    if (argc == 2 && argv[1] == std::string_view(web::kIndexArgument)) return web::IndexSettings();
     return Main(argc, argv);
   } catch (const std::exception& error) {
     std::cerr << "marrowen: " << error.what() << '\n';

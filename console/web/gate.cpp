@@ -1,20 +1,19 @@
 #include "console/web/gate.h"
 
-#include <openssl/crypto.h>
-#include <openssl/rand.h>
-
-#include <iostream>
-#include <mutex>
-
+#include "platform/program.h"
 #include "platform/text.h"
 
 namespace web {
 namespace {
 
-std::mutex tokenMutex;
-
-bool SameSecret(std::string_view given, const char (&secret)[65]) {
-  return given.size() == sizeof secret - 1 && CRYPTO_memcmp(given.data(), secret, given.size()) == 0;
+// In a time that does not tell how much of it is right.
+bool SameSecret(std::string_view given, std::string_view secret) {
+  if (given.size() != secret.size() || secret.empty()) return false;
+  volatile unsigned char other = 0;
+  for (size_t i = 0; i < given.size(); ++i) {
+    other = static_cast<unsigned char>(other | (given[i] ^ secret[i]));
+  }
+  return other == 0;
 }
 
 // An address in digits can't be pointed elsewhere by a name server. Only one of IPv6 stands in brackets.
@@ -44,20 +43,21 @@ constexpr char kDoor[] =
 
 }  // namespace
 
-void MakeSecret(char (&secret)[65]) {
+std::string MakeSecret() {
   unsigned char bytes[32];
-  if (RAND_bytes(bytes, sizeof bytes) != 1) std::abort();
+  platform::FillWithRandom(bytes, sizeof bytes);
   constexpr char kDigits[] = "0123456789abcdef";
-  for (size_t i = 0; i < sizeof bytes; ++i) {
-    secret[2 * i] = kDigits[bytes[i] >> 4];
-    secret[2 * i + 1] = kDigits[bytes[i] & 15];
+  std::string secret;
+  for (const unsigned char byte : bytes) {
+    secret += kDigits[byte >> 4];
+    secret += kDigits[byte & 15];
   }
-  secret[64] = '\0';
+  return secret;
 }
 
 void MakeToken(Secrets& secrets) {
   constexpr std::time_t kLifetime = 15 * 60;
-  MakeSecret(secrets.token);
+  secrets.token = MakeSecret();
   secrets.tokenUntil = std::time(nullptr) + kLifetime;
 }
 
@@ -68,9 +68,18 @@ std::string Gate::Authority() const {
   return m_place.listener.machine + ":" + std::to_string(m_place.listener.port);
 }
 
-std::string Gate::Address() const {
-  const std::lock_guard lock(tokenMutex);
+std::string Gate::Way() const {
   return std::string(m_place.tls ? "https://" : "http://") + Authority() + "/?token=" + m_secrets.token;
+}
+
+std::string Gate::Address() const {
+  const std::lock_guard lock(m_mutex);
+  return Way();
+}
+
+Secrets Gate::SecretsNow() const {
+  const std::lock_guard lock(m_mutex);
+  return m_secrets;
 }
 
 bool Gate::IsOurHost(const std::string& host) const {
@@ -130,15 +139,13 @@ std::optional<Response> Gate::Refuse(const Request& request) {
 
 // The key travels behind "#", which browsers send to nobody.
 std::optional<Response> Gate::TakeToken(const Request& request) {
-  const std::lock_guard lock(tokenMutex);
+  const std::lock_guard lock(m_mutex);
   if (!SameSecret(request.Field("token"), m_secrets.token)) return std::nullopt;
   const bool late = std::time(nullptr) > m_secrets.tokenUntil;
   MakeToken(m_secrets);
-  std::cout << (late ? "That address is too old; a new one: " : "For another browser: ")
-            << (m_place.tls ? "https://" : "http://") << Authority() << "/?token=" << m_secrets.token
-            << std::endl;
+  m_say((late ? "That address is too old; a new one: " : "For another browser: ") + Way());
   if (late) return std::nullopt;
-  const std::string inside = std::string("/#key=") + m_secrets.page;
+  const std::string inside = "/#key=" + m_secrets.page;
   // What another page has begun, the file that opens the browser too, would come without the cookie.
   const std::string site = request.Header("Sec-Fetch-Site");
   Response response = SeeOther(inside);

@@ -7,6 +7,8 @@
 // our page holds.
 
 #include <ctime>
+#include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,16 +18,16 @@
 
 namespace web {
 
-// What all processes of one console share; it lies in memory that a fork shares.
+// What the processes of one console hand on.
 struct Secrets {
-  char session[65];
-  char page[65];
-  char token[65];
-  std::time_t tokenUntil;
+  std::string session;
+  std::string page;
+  std::string token;
+  std::time_t tokenUntil = 0;
 };
 
 // 64 random hexadecimal digits.
-void MakeSecret(char (&secret)[65]);
+std::string MakeSecret();
 // A token that counts from now on.
 void MakeToken(Secrets& secrets);
 
@@ -36,10 +38,13 @@ class Gate {
     bool tls = false;
     std::vector<std::string> names;  // other names by which browsers reach it
   };
-  Gate(Place place, Secrets& secrets) : m_place(std::move(place)), m_secrets(secrets) {}
+  // `say` tells the person a line.
+  Gate(Place place, Secrets secrets, std::function<void(const std::string& line)> say)
+      : m_place(std::move(place)), m_secrets(std::move(secrets)), m_say(std::move(say)) {}
 
   // The address to open, with the token that counts now.
   std::string Address() const;
+  Secrets SecretsNow() const;
 
   // Why the request does not go on; nothing if it may. A request with the right token is answered here too,
   // by the cookie and the address without the token.
@@ -50,6 +55,7 @@ class Gate {
 
  private:
   std::string Authority() const;
+  std::string Way() const;
   bool IsOurHost(const std::string& host) const;
   bool ComesFromElsewhere(const Request& request) const;
   bool HasCookie(const Request& request) const;
@@ -57,7 +63,9 @@ class Gate {
   std::optional<Response> TakeToken(const Request& request);
 
   Place m_place;
-  Secrets& m_secrets;
+  mutable std::mutex m_mutex;
+  Secrets m_secrets;
+  std::function<void(const std::string& line)> m_say;
 };
 
 }  // namespace web

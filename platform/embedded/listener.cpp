@@ -1,5 +1,6 @@
 #include "platform/listener.h"
 
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -8,6 +9,8 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+
+#include "platform/worker.h"
 
 namespace platform {
 namespace {
@@ -26,11 +29,11 @@ bool IsAny(const sockaddr& address) {
   return IN6_IS_ADDR_UNSPECIFIED(&reinterpret_cast<const sockaddr_in6&>(address).sin6_addr);
 }
 
-void Describe(Listener& listener) {
+bool Describe(Listener& listener) {
   sockaddr_storage bound{};
   socklen_t size = sizeof bound;
   auto& address = reinterpret_cast<sockaddr&>(bound);
-  getsockname(static_cast<int>(listener.socket), &address, &size);
+  if (getsockname(static_cast<int>(listener.socket), &address, &size) != 0) return false;
   char name[NI_MAXHOST] = "";
   char service[NI_MAXSERV] = "";
   getnameinfo(&address, size, name, sizeof name, service, sizeof service, NI_NUMERICHOST | NI_NUMERICSERV);
@@ -42,6 +45,7 @@ void Describe(Listener& listener) {
   char machine[256] = "localhost";
   gethostname(machine, sizeof machine - 1);
   listener.machine = machine;
+  return true;
 }
 
 }  // namespace
@@ -72,6 +76,12 @@ std::string Listen(std::string_view wanted, Listener& listener) {
   listener.socket = made;
   Describe(listener);
   return {};
+}
+
+bool TakeOver(const std::string& handedOver, Listener& listener) {
+  listener.socket = std::atoi(handedOver.c_str());
+  fcntl(static_cast<int>(listener.socket), F_SETFD, FD_CLOEXEC);
+  return Describe(listener);
 }
 
 std::intptr_t Accept(const Listener& listener) {
