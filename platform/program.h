@@ -26,6 +26,8 @@ void PrepareProgram();
 void OnWishToEnd(std::function<void()> end);
 
 bool OutputIsTerminal();
+// Whether the window of text closes with this program, and takes away what was printed last.
+bool WindowEndsWithProgram();
 bool ErrorsAreTerminal();
 
 // The names under which standard input and output are opened as files; empty where there are no such names.

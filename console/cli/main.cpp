@@ -30,7 +30,12 @@ Outcome ServeBrowser(const Settings& settings, const ServeArguments& arguments) 
   const std::string why =
       web::Serve({settings.home, settings.host, arguments.listen, arguments.certificate, arguments.key,
                   arguments.insecure, arguments.open, arguments.names, arguments.files});
-  return why.empty() ? Outcome{} : Failed(why);
+  if (why.empty()) return {};
+  if (platform::WindowEndsWithProgram()) {
+    std::cerr << why << "\nPress Enter.";
+    std::cin.get();
+  }
+  return Failed(why);
 }
 
 // The options and commands; the callback of the one that was given leaves its work in `run`.

@@ -103,6 +103,7 @@ void OnWishToEnd(std::function<void()> end) {
 }
 
 bool OutputIsTerminal() { return isatty(STDOUT_FILENO) != 0; }
+bool WindowEndsWithProgram() { return false; }
 bool ErrorsAreTerminal() { return isatty(STDERR_FILENO) != 0; }
 
 std::string InputFile() { return "/dev/stdin"; }

@@ -98,6 +98,10 @@ void OnWishToEnd(std::function<void()> end) {
 }
 
 bool OutputIsTerminal() { return IsTerminal(STD_OUTPUT_HANDLE); }
+bool WindowEndsWithProgram() {
+  DWORD processes[2];
+  return GetConsoleProcessList(processes, 2) == 1;
+}
 bool ErrorsAreTerminal() { return IsTerminal(STD_ERROR_HANDLE); }
 
 std::string InputFile() { return {}; }
