@@ -96,7 +96,8 @@ void CWnd::Notify(Notice notice) {
 }
 
 std::string CWnd::NoSuchAct() const {
-  return "\"" + Name() + "\" is a " + std::string(KindName(m_kind)) + " and can't be used that way.";
+  return "\"" + Name() + "\" can't be used that way: it is of the kind \"" + std::string(KindName(m_kind)) +
+         "\".";
 }
 
 std::string CWnd::Name() const { return m_parent != nullptr ? m_parent->NameOf(*this) : caption; }

@@ -82,9 +82,12 @@ std::string PasswordOf(const Words& words) {
 }
 
 Outcome Add(const Settings& settings, const Words& words) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(words.file, ignored))
+    return Failed("\"" + words.file + "\" is a folder, not a file of certificates.");
+  errno = 0;
   std::ifstream file(words.file, std::ios::binary);
-  if (!file || std::filesystem::is_directory(words.file))
-    return Failed("The file \"" + words.file + "\" can't be read.");
+  if (!file) return CantBeRead(words.file);
   const std::vector<std::string> all = CertificatesIn(ReadAll(file), PasswordOf(words));
   if (all.empty())
     return Failed("The file \"" + words.file +

@@ -2,6 +2,8 @@
 
 // What the commands of the command line share: how they end, and how they print.
 
+#include <cerrno>
+#include <cstring>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -36,6 +38,13 @@ inline Outcome Failed(std::string_view sentence, Status status = Status::NotDone
   return outcome;
 }
 
+// Right after the file could not be opened.
+inline Outcome CantBeRead(const std::string& file) {
+  const int why = errno;
+  return Failed("The file \"" + file + "\" can't be read" +
+                (why == 0 ? "." : std::string(": ") + std::strerror(why) + "."));
+}
+
 // For commands that tell in words of their own what they did, if anything.
 inline Outcome WithoutText(Outcome outcome) {
   outcome.text.clear();
@@ -54,8 +63,8 @@ struct Settings {
 // The pages.
 Outcome ShowTree(const Settings& settings);
 Outcome ShowNode(const Settings& settings, const std::string& node);
-// What the page and its settings are for; `usage` where no node is named.
-Outcome ShowHelp(const Settings& settings, const std::string& node, const std::string& usage);
+// What the page and its settings are for.
+Outcome ShowHelp(const Settings& settings, const std::string& node);
 Outcome ShowAllNodes(const Settings& settings);
 Outcome FindText(const Settings& settings, const std::string& text);
 // `answers` are for what the pages ask when they are applied.

@@ -177,8 +177,11 @@ Outcome ImportFrom(const Settings& settings, const std::string& path) {
 
 Outcome Import(const Settings& settings, const Words& words) {
   const std::string path = fs::absolute(words.file).string();
+  std::error_code ignored;
+  if (fs::is_directory(path, ignored)) return Failed("\"" + path + "\" is a folder, not a file of keys.");
+  errno = 0;
   std::ifstream opened(path, std::ios::binary);
-  if (!opened || fs::is_directory(path)) return Failed("The file \"" + path + "\" can't be read.");
+  if (!opened) return CantBeRead(path);
   if (words.user.empty()) return ImportFrom(settings, path);
   const std::string lines((std::istreambuf_iterator<char>(opened)), {});
   const TemporaryFile named(WithUser(lines, words.user));

@@ -94,5 +94,6 @@ Outcome ImportLegacy(const Settings& settings, const std::string& file, bool dry
   Outcome outcome =
       PressButton(settings, kPage, "Import Legacy Settings", {"Yes", "--path", path.string()}, finish);
   if (dryRun && outcome.error.empty()) outcome.status = Status::Done;
+  if (outcome.status != Status::Done) outcome.text.clear();
   return outcome;
 }

@@ -167,7 +167,7 @@ struct CommandLine {
   void AddPageCommands() {
     Add(app, "tree", "All pages", [this] { return ShowTree(settings); });
     CLI::App* show = Add(app, "show", "A page's settings: name, kind, value, disabled or not", [this] {
-      if (helpWanted) return ShowHelp(settings, node, app.get_subcommand("show")->help());
+      if (helpWanted) return node.empty() ? Help(app, {"show"}) : ShowHelp(settings, node);
       if (all) return ShowAllNodes(settings);
       if (node.empty())
         return Failed("\"show\" needs PAGE or --all. \"marrowen help show\" says more.", Status::WrongUse);

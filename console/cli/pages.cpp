@@ -53,6 +53,8 @@ Outcome ShowTree(const Settings& settings) {
     outcome.text += node.path + "\n";
     outcome.data.push_back({{"node", node.path}, {"page", node.page != nullptr}});
   }
+  if (outcome.data.empty())
+    outcome.notes.emplace_back("There is no configuration. \"marrowen config add NAME\" makes one.");
   return outcome;
 }
 
@@ -67,12 +69,8 @@ Outcome ShowNode(const Settings& settings, const std::string& node) {
   return DescribePage(*command.host);
 }
 
-Outcome ShowHelp(const Settings& settings, const std::string& node, const std::string& usage) {
+Outcome ShowHelp(const Settings& settings, const std::string& node) {
   Outcome outcome;
-  if (node.empty()) {
-    outcome.text = usage;
-    return outcome;
-  }
   PageCommand command(settings);
   if (command.host == nullptr) return Failed(command.why);
   command.BeginReading();

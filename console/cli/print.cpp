@@ -57,7 +57,10 @@ int Print(const Settings& settings, const Outcome& outcome) {
     std::cout << DumpJson(json) << '\n';
   } else {
     std::cout << Shown(outcome.text);
-    for (const std::string& message : outcome.messages) std::cout << Sentence(message) << '\n';
+    for (const std::string& message : outcome.messages) {
+      // Where it is the reason of a failure, the sentence below says it.
+      if (outcome.error.find(message) == std::string::npos) std::cout << Sentence(message) << '\n';
+    }
     for (const std::string& note : outcome.notes) std::cout << Sentence(note) << '\n';
     for (const std::string& warning : outcome.warnings)
       std::cerr << "marrowen: " << Sentence(warning) << '\n';

@@ -7,6 +7,8 @@
 Outcome WriteReport(const Settings& settings, const std::string& format, const std::string& folder) {
   std::error_code ignored;
   const std::string path = std::filesystem::absolute(folder, ignored).string();
+  if (!std::filesystem::is_directory(path, ignored))
+    return Failed("The report can't be written in the folder \"" + path + "\": there is no such folder.");
   PageCommand command(settings);
   if (command.host == nullptr) return Failed(command.why);
   command.BeginReading();

@@ -109,8 +109,9 @@ Outcome RunScript(const Settings& settings, const std::string& file) {
   if (std::filesystem::is_directory(file, ignored))
     return Failed("\"" + file + "\" is a folder, not a script.");
   if (file != "-") {
+    errno = 0;
     opened.open(file);
-    if (!opened) return Failed("The file \"" + file + "\" can't be read.");
+    if (!opened) return CantBeRead(file);
   }
   std::istream& input = file == "-" ? std::cin : opened;
   PageCommand command(settings);

@@ -287,6 +287,7 @@ Outcome Preview(const Settings& settings, const Words& words) {
   };
   Outcome outcome = PressButton(settings, kPage, "Import Settings", {"Yes", "--path", file}, finish, prepare);
   outcome.data = {{"file", file}};
+  outcome.text.clear();
   if (outcome.status == Status::Done) changes.GiveTo(outcome, false);
   return outcome;
 }

@@ -14,6 +14,7 @@
 #include "platform/embedded/controls.h"
 #include "platform/embedded/environment.h"
 #include "platform/machine.h"
+#include "platform/text.h"
 
 namespace fs = std::filesystem;
 
@@ -71,6 +72,17 @@ Outcome OpenSound(const std::string& folder, Environment& environment) {
   return outcome;
 }
 
+// Of a home that nothing has used so far.
+bool IsThere(const std::string& home) {
+  std::error_code ignored;
+  return fs::exists(home + "/registry", ignored);
+}
+
+Outcome NotThere(const std::string& home) {
+  return {ERROR_PATH_NOT_FOUND, "There is no home \"" + home +
+                                    "\" yet: the first command that shows or changes settings makes it."};
+}
+
 bool MakePrivateFolder(const std::string& folder) {
   return mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST;
 }
@@ -125,6 +137,7 @@ using namespace embedded;  // NOLINT: this is the embedded computer's part of th
 Outcome CheckHome(std::string_view name) {
   const std::string home = HomeNamed(name);
   if (home.empty()) return NoHome();
+  if (!IsThere(home)) return NotThere(home);
   Environment environment;
   Outcome outcome = OpenSound(home + "/registry", environment);
   if (outcome.code == ERROR_REGISTRY_CORRUPT) outcome.sentence += " " + HowToRestore(home);
@@ -134,6 +147,7 @@ Outcome CheckHome(std::string_view name) {
 Outcome BackUpHome(std::string_view name, std::string& file) {
   const std::string home = HomeNamed(name);
   if (home.empty()) return NoHome();
+  if (!IsThere(home)) return NotThere(home);
   Environment environment;
   if (Outcome outcome = OpenSound(home + "/registry", environment); !outcome) return outcome;
   const std::string folder = BackupFolder(home);
@@ -170,7 +184,11 @@ Outcome RestoreHome(std::string_view name, std::string& file) {
   fs::permissions(fresh.path + "/data.mdb", fs::perms::owner_read | fs::perms::owner_write, error);
   {
     Environment environment;
-    if (Outcome outcome = OpenSound(fresh.path, environment); !outcome) return outcome;
+    if (Outcome outcome = OpenSound(fresh.path, environment); !outcome) {
+      outcome.sentence = text::Replaced(outcome.sentence, "registry \"" + fresh.path + "/data.mdb\"",
+                                        "backup \"" + file + "\"");
+      return outcome;
+    }
   }
   std::string kept;
   Outcome outcome = Exchange(fresh.path, home, kept);
