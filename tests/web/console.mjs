@@ -54,7 +54,8 @@ export class Home {
 export async function serve(home, words = [], port = 0) {
   const child = spawn(command, [...first, '--home', join(home.folder, 'home'), 'serve', '--listen', `127.0.0.1:${port}`, ...words], {
     stdio: ['ignore', 'pipe', 'pipe'],
-    env: { ...process.env, TMPDIR: join(home.folder, 'tmp'), TEMP: pathOf(join(home.folder, 'tmp')), TMP: pathOf(join(home.folder, 'tmp')) },
+    // Wine would take the folder for that of its server, and start another one.
+    env: onWindows ? process.env : { ...process.env, TMPDIR: join(home.folder, 'tmp') },
   });
   let printed = '';
   let errors = '';
