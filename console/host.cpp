@@ -5,6 +5,7 @@
 #include "configuration/settings_import.h"
 #include "framework/name_set.h"
 #include "platform/machine.h"
+#include "platform/program.h"
 #include "platform/text.h"
 #include "store/error_text.h"
 #include "store/key_security.h"
@@ -235,8 +236,11 @@ std::string Host::WhyNoServer() const {
 std::string Host::WhyNothingIsStored() const {
   if (m_page == nullptr || m_page->m_shownStatus == ERROR_SUCCESS) return {};
   if (std::string why = WhyNoServer(); !why.empty()) return why;
-  return "Nothing is stored for this page: the key HKEY_LOCAL_MACHINE\\" + m_page->m_shownKey +
-         " can't be opened: " + SystemText(m_page->m_shownStatus) + ".";
+  std::string why = "Nothing is stored for this page: the key HKEY_LOCAL_MACHINE\\" + m_page->m_shownKey +
+                    " can't be opened: " + SystemText(m_page->m_shownStatus) + ".";
+  const std::string how = platform::HowToGetRights();
+  if (m_page->m_shownStatus == ERROR_ACCESS_DENIED && !how.empty()) why += " " + how;
+  return why;
 }
 
 bool Host::Apply() {

@@ -24,6 +24,3 @@ std::optional<Library> LoadExtension(std::string& why);
 
 // After closePropExt: the library serves pages once in its life, so that another host needs it loaded anew.
 void UnloadExtension(const Library& library);
-
-// The folder of the program that is running.
-std::string ProgramFolder();

@@ -27,6 +27,10 @@ struct Outcome {
 // has changed nothing.
 Outcome OpenHome(std::string_view home);
 
+// Closes the home: an event is abandoned and every key handle becomes invalid. The next use opens the default
+// home, or OpenHome another one. Nothing on Windows.
+void CloseHome();
+
 // One event: all writes from BeginEvent to CommitEvent count together or, after AbandonEvent or a death of
 // the process, not at all. Nothing is locked until the first write; a second writer then waits its turn.
 // Reads inside an event see its own writes. Events do not nest. CommitEvent fails when the store could not

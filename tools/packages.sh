@@ -1,7 +1,7 @@
 # Sourced by ./marrowen and ./check: installs the Debian packages that are missing.
 
 build_packages=(g++ cmake ninja-build liblmdb-dev libhivex-dev libhivex-bin libssl-dev libcli11-dev nlohmann-json3-dev
-  libcpp-httplib-dev libwslay-dev)
+  libboost1.81-dev)
 test_packages=(ccache googletest libgtest-dev libbenchmark-dev clang clang-format clang-tidy
   libclang-rt-14-dev libexpat1-dev openssl openssh-client python3 g++-mingw-w64-x86-64-posix wine wine64 chromium)
 

@@ -1,28 +1,16 @@
 #include "console/cli/command_front_end.h"
 
-#ifdef _WIN32
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
-
 #include <iostream>
+
+#include "platform/program.h"
 
 namespace {
 
 constexpr const char* kClearLine = "\r\033[K";
 
-bool ErrorsGoToTerminal() {
-#ifdef _WIN32
-  return _isatty(_fileno(stderr)) != 0;
-#else
-  return isatty(STDERR_FILENO) != 0;
-#endif
-}
-
 }  // namespace
 
-CommandFrontEnd::CommandFrontEnd() : m_onTerminal(ErrorsGoToTerminal()) {}
+CommandFrontEnd::CommandFrontEnd() : m_onTerminal(platform::ErrorsAreTerminal()) {}
 
 CommandFrontEnd::~CommandFrontEnd() {
   if (m_lineStands) std::cerr << kClearLine << std::flush;

@@ -10,12 +10,11 @@
 #include "console/cli/process.h"
 #include "console/cli/rows.h"
 #include "console/cli/settings_file.h"
-#include "console/cli/terminal.h"
 #include "console/cli/wrong_use.h"
-#include "platform/machine.h"
-#ifndef _WIN32
 #include "console/web/serve.h"
-#endif
+#include "console/web/settings_index.h"
+#include "platform/machine.h"
+#include "platform/program.h"
 
 namespace {
 
@@ -31,16 +30,15 @@ struct ServeArguments {
 };
 
 Outcome ServeBrowser(const Settings& settings, const ServeArguments& arguments) {
-#ifdef _WIN32
-  static_cast<void>(settings);
-  static_cast<void>(arguments);
-  return Failed("The console in the browser is not available on Windows yet.");
-#else
   const std::string why =
       web::Serve({settings.home, settings.host, arguments.listen, arguments.certificate, arguments.key,
                   arguments.insecure, arguments.open, arguments.names, arguments.files});
-  return why.empty() ? Outcome{} : Failed(why);
-#endif
+  if (why.empty()) return {};
+  if (platform::WindowEndsWithProgram()) {
+    std::cerr << why << "\nPress Enter.";
+    std::cin.get();
+  }
+  return Failed(why);
 }
 
 // Before anything is served; empty where nothing speaks against it.
@@ -66,7 +64,7 @@ Outcome Serve(const Settings& settings, const ServeArguments& arguments) {
 
 // A script that has forgotten the command would wait for ever.
 Outcome ServeUnasked(const Settings& settings, const ServeArguments& arguments) {
-  if (!settings.json && OutputGoesToTerminal()) return Serve(settings, arguments);
+  if (!settings.json && platform::OutputIsTerminal()) return Serve(settings, arguments);
   return Failed(
       "A command is missing. \"marrowen help\" lists them; \"marrowen serve\" is the console in the browser.",
       Status::WrongUse);
@@ -133,7 +131,11 @@ struct CommandLine {
 
   // The console in the browser, which is also what comes without a command.
   void AddServe() {
-    run = [this] { return ServeUnasked(settings, serve); };
+    run = [this] {
+      // Who starts it by its icon wants to see it.
+      serve.open |= platform::OutputIsTerminal();
+      return ServeUnasked(settings, serve);
+    };
     opensHome = false;
     CLI::App* command = app.add_subcommand("serve", "The console in the browser");
     command->callback([this] { run = [this] { return Serve(settings, serve); }; });
@@ -324,9 +326,11 @@ int Main(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  PrepareProcess();
+  platform::PrepareProgram();
   TellWaits();
   try {
+    if (argc == 2 && argv[1] == std::string_view(web::kPagesArgument)) return web::ServePages();
+    if (argc == 2 && argv[1] == std::string_view(web::kIndexArgument)) return web::IndexSettings();
     return Main(argc, argv);
   } catch (const std::exception& error) {
     std::cerr << "marrowen: " << error.what() << '\n';

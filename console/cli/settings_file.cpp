@@ -18,6 +18,7 @@
 #include "console/describe.h"
 #include "console/import_trial.h"
 #include "platform/machine.h"
+#include "platform/program.h"
 
 namespace fs = std::filesystem;
 
@@ -51,17 +52,17 @@ std::optional<Outcome> WhyNotThere(const Settings& settings, const ActingOn& com
 constexpr const char* kStandardStream = "-";
 
 // The path under which a page opens what a person has named: "-" is the standard stream.
-std::string PathOf(const std::string& name, const char* standardStream) {
+std::string PathOf(const std::string& name, const std::string& standardStream) {
   return name == kStandardStream ? standardStream : fs::absolute(name).string();
 }
-std::string InputPath(const std::string& name) { return PathOf(name, "/dev/stdin"); }
-std::string OutputPath(const std::string& name) { return PathOf(name, "/dev/stdout"); }
+std::string InputPath(const std::string& name) { return PathOf(name, platform::InputFile()); }
+std::string OutputPath(const std::string& name) { return PathOf(name, platform::OutputFile()); }
 
 std::string WhyNotNamed(const std::string& name) {
   if (name.empty()) return "A file's name is empty.";
-#ifdef _WIN32
-  if (name == kStandardStream) return "Standard input and output have no place in the file system here.";
-#endif
+  if (name == kStandardStream && platform::InputFile().empty()) {
+    return "Standard input and output have no place in the file system here.";
+  }
   return {};
 }
 

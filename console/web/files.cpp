@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "platform/embedded/paths.h"
+#include "platform/program.h"
 #include "platform/text.h"
 
 namespace fs = std::filesystem;
@@ -14,8 +14,15 @@ namespace web {
 namespace {
 
 // Whether `path` is `folder` or lies below it; both are real paths.
-bool IsWithin(const std::string& path, const std::string& folder) {
-  return path == folder || (path.starts_with(folder) && (folder == "/" || path[folder.size()] == '/'));
+bool IsWithin(const fs::path& path, const fs::path& folder) {
+  auto part = path.begin();
+  for (const fs::path& wanted : folder) {
+    // The folder may end with a separator.
+    if (wanted.empty()) break;
+    if (part == path.end() || *part != wanted) return false;
+    ++part;
+  }
+  return true;
 }
 
 std::string Joined(const std::string& path, bool drive, const std::string& name) {
@@ -36,31 +43,20 @@ std::string ParentOf(const std::string& path, bool drive) {
 FileRoots::FileRoots(const std::vector<std::string>& folders) {
   std::error_code error;
   for (const std::string& folder : folders) {
-    const std::string real = fs::canonical(folder, error).string();
-    if (!error && fs::is_directory(real, error)) m_roots.push_back({real, real, false});
+    const std::optional<std::string> real = platform::RealPath(fs::absolute(folder).string());
+    if (real && fs::is_directory(*real, error)) m_roots.push_back({*real, *real, !real->starts_with('/')});
   }
   if (!folders.empty()) return;
-  const auto drive = embedded::MapPath("C:\\");
-  if (!drive) return;
-  for (const fs::directory_entry& entry : fs::directory_iterator(fs::path(*drive).parent_path(), error)) {
-    std::string letter = entry.path().filename().string();
-    if (letter.size() != 1) continue;
-    letter[0] = static_cast<char>(letter[0] - 'a' + 'A');
-    m_roots.push_back({letter + ":\\", fs::canonical(entry.path(), error).string(), true});
-  }
-  std::sort(m_roots.begin(), m_roots.end(),
-            [](const FileRoot& a, const FileRoot& b) { return a.prefix < b.prefix; });
+  for (const platform::Drive& drive : platform::Drives())
+    m_roots.push_back({drive.prefix, drive.folder, true});
 }
 
 const FileRoot* FileRoots::RootOf(std::string_view path, std::string& place) const {
   if (path.find('\0') != std::string_view::npos) return nullptr;
-  const auto mapped = embedded::MapPath(path);
-  if (!mapped || !mapped->starts_with('/')) return nullptr;
-  std::error_code error;
-  // A file that is yet to be written has a real folder; the file itself must not be a link that leads away,
-  // nor one to a place where nothing is yet.
-  place = fs::weakly_canonical(*mapped, error).string();
-  if (error || fs::is_symlink(fs::symlink_status(place, error))) return nullptr;
+  // A file that is yet to be written has a real folder; the file itself must not be a link that leads away.
+  const std::optional<std::string> real = platform::RealPath(path);
+  if (!real) return nullptr;
+  place = *real;
   const bool drive = !path.starts_with('/');
   for (const FileRoot& root : m_roots) {
     if (root.drive == drive && IsWithin(place, root.folder)) return &root;

@@ -10,7 +10,7 @@
 namespace web {
 
 // A folder that the picker shows. Its paths begin with `prefix`: "C:\" for a drive of the computer, else the
-// folder itself.
+// folder itself. `drive` says that they are written as those of drives are.
 struct FileRoot {
   std::string prefix;
   std::string folder;

@@ -6,59 +6,66 @@
 // visits is sent ours. So what acts or reads shows, beside it, a key that came with the cookie and that only
 // our page holds.
 
-#include <atomic>
 #include <ctime>
+#include <functional>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "console/web/connection.h"
+#include "console/web/http.h"
+#include "platform/listener.h"
 
 namespace web {
 
-// What all processes of one console share; it lies in memory that a fork shares.
+// What the processes of one console hand on.
 struct Secrets {
-  char session[65];
-  char page[65];
-  char token[65];
-  std::time_t tokenUntil;
+  std::string session;
+  std::string page;
+  std::string token;
+  std::time_t tokenUntil = 0;
 };
 
 // 64 random hexadecimal digits.
-void MakeSecret(char (&secret)[65]);
+std::string MakeSecret();
 // A token that counts from now on.
 void MakeToken(Secrets& secrets);
 
 class Gate {
  public:
   struct Place {
-    std::string address;  // as the socket is bound, without brackets
-    int port = 0;
-    bool loopback = true;
-    bool any = false;  // bound to all addresses of the machine
+    platform::Listener listener;
     bool tls = false;
     std::vector<std::string> names;  // other names by which browsers reach it
   };
-  Gate(Place place, Secrets& secrets) : m_place(std::move(place)), m_secrets(secrets) {}
+  // `say` tells the person a line.
+  Gate(Place place, Secrets secrets, std::function<void(const std::string& line)> say)
+      : m_place(std::move(place)), m_secrets(std::move(secrets)), m_say(std::move(say)) {}
 
   // The address to open, with the token that counts now.
   std::string Address() const;
+  Secrets SecretsNow() const;
 
-  // Whether the request may go on; else the response says why not. A request with the right token is answered
-  // here too, by the cookie and the address without the token.
-  bool Admit(const httplib::Request& request, httplib::Response& response);
+  // Why the request does not go on; nothing if it may. A request with the right token is answered here too,
+  // by the cookie and the address without the token.
+  std::optional<Response> Refuse(const Request& request);
 
   // Headers of every response: what the browser must not do with it.
-  static httplib::Headers Protection();
+  static Fields Protection();
 
  private:
   std::string Authority() const;
+  std::string Way() const;
   bool IsOurHost(const std::string& host) const;
-  bool HasCookie(const httplib::Request& request) const;
-  bool HasKey(const httplib::Request& request) const;
-  bool TakeToken(const httplib::Request& request, httplib::Response& response);
+  bool ComesFromElsewhere(const Request& request) const;
+  bool HasCookie(const Request& request) const;
+  bool HasKey(const Request& request) const;
+  std::optional<Response> TakeToken(const Request& request);
 
   Place m_place;
-  Secrets& m_secrets;
+  mutable std::mutex m_mutex;
+  Secrets m_secrets;
+  std::function<void(const std::string& line)> m_say;
 };
 
 }  // namespace web

@@ -1,16 +1,12 @@
 #include "console/web/routes.h"
 
 #include <charconv>
-#include <filesystem>
-#include <fstream>
 
 #include "console/help.h"
 #include "console/web/acts.h"
 #include "console/web/tab.h"
 #include "console/web/ui_bundle.h"
 
-using httplib::Request;
-using httplib::Response;
 using nlohmann::json;
 using nlohmann::ordered_json;
 
@@ -19,19 +15,17 @@ namespace {
 
 constexpr size_t kMostRows = 500;
 constexpr size_t kMostFound = 60;
-constexpr char kJson[] = "application/json";
 
 std::uint64_t Number(const Request& request, const char* name, std::uint64_t otherwise) {
-  const std::string text = request.get_param_value(name);
+  const std::string text = request.Field(name);
   std::uint64_t number = otherwise;
   std::from_chars(text.data(), text.data() + text.size(), number);
   return number;
 }
 
-void Refuse(Response& response, int status, std::string_view sentence) {
-  response.status = status;
-  response.set_content(RefusalText(sentence), kJson);
-}
+Response Json(std::string text, int status = 200) { return {status, "application/json", std::move(text)}; }
+
+Response Refused(int status, std::string_view sentence) { return Json(RefusalText(sentence), status); }
 
 ordered_json NodesBelow(Session& session, const std::string& node, size_t first, size_t count) {
   size_t total = 0;
@@ -59,148 +53,147 @@ ordered_json NodesOnTheWay(Session& session, const std::string& node, const std:
   return NodesBelow(session, node, 0, count);
 }
 
-void AddBundle(Server& server) {
+void AddBundle(std::vector<Route>& routes) {
   for (const UiFile& file : UiFiles()) {
-    server.Get(file.path, [&file](const Request&, Response& response) {
-      response.set_header("Content-Encoding", "gzip");
-      response.set_content(std::string(file.bytes), std::string(file.type));
-    });
+    const auto answer = [&file](const Request&) {
+      Response response{200, std::string(file.type), std::string(file.bytes)};
+      response.headers.emplace_back("Content-Encoding", "gzip");
+      return response;
+    };
+    routes.push_back({"GET", file.path, answer, false});
   }
 }
 
-// The file goes out piece by piece, and is gone from the disk before the first one.
-void SendAway(const std::string& path, Response& response) {
-  static constexpr size_t kPiece = 1 << 16;
-  const auto file = std::make_shared<std::ifstream>(path, std::ios::binary | std::ios::ate);
-  const auto size = static_cast<size_t>(std::max<std::streamoff>(file->tellg(), 0));
-  std::error_code ignored;
-  std::filesystem::remove_all(std::filesystem::path(path).parent_path(), ignored);
-  response.set_header("Content-Disposition", "attachment");
-  response.set_content_provider(size, "application/octet-stream",
-                                [file](size_t at, size_t length, httplib::DataSink& sink) {
-                                  std::string piece(std::min(length, kPiece), '\0');
-                                  file->seekg(static_cast<std::streamoff>(at));
-                                  file->read(piece.data(), static_cast<std::streamsize>(piece.size()));
-                                  return *file && sink.write(piece.data(), piece.size());
-                                });
+Response TakeUpload(Session& session, const Request& request) {
+  const auto window = static_cast<unsigned>(Number(request, "window", 0));
+  const std::uint64_t at = Number(request, "first", 0);
+  const std::string tab = request.Field("tab");
+  return Json(session.Read([&]() -> ordered_json {
+    return {{"refusal", session.AddToUpload(window, tab, at, request.body)}};
+  }));
 }
 
-void AddTransfers(Server& server, Session& session) {
-  server.Post("/api/upload", [&session](const Request& request, Response& response) {
-    const auto window = static_cast<unsigned>(Number(request, "window", 0));
-    const std::uint64_t at = Number(request, "first", 0);
-    const std::string tab = request.get_param_value("tab");
-    response.set_content(session.Read([&]() -> ordered_json {
-      return {{"refusal", session.AddToUpload(window, tab, at, request.body)}};
-    }),
-                         kJson);
+Response GiveDownload(Session& session, const Request& request) {
+  const std::string id = request.Field("id");
+  std::string path;
+  session.Read([&]() -> ordered_json {
+    path = session.TakeDownload(id);
+    return nullptr;
   });
-  server.Get("/api/download", [&session](const Request& request, Response& response) {
-    const std::string id = request.get_param_value("id");
-    std::string path;
-    session.Read([&]() -> ordered_json {
-      path = session.TakeDownload(id);
-      return nullptr;
-    });
-    if (path.empty()) return Refuse(response, 404, "There is no such download.");
-    SendAway(path, response);
-  });
+  if (path.empty()) return Refused(404, "There is no such download.");
+  Response response{200, "application/octet-stream", {}};
+  response.headers.emplace_back("Content-Disposition", "attachment");
+  response.file = std::make_shared<OutgoingFile>(path);
+  return response;
 }
 
-void AddReads(Server& server, Session& session, SettingsIndex& index) {
-  server.Get("/api/tree", [&session](const Request& request, Response& response) {
-    const std::string node = request.get_param_value("node");
-    const size_t first = Number(request, "first", 0);
-    const size_t count = std::clamp<size_t>(Number(request, "count", kMostRows), 1, kMostRows);
-    const std::string to = request.get_param_value("to");
-    response.set_content(session.Read([&] {
-      return to.empty() ? NodesBelow(session, node, first, count) : NodesOnTheWay(session, node, to, count);
-    }),
-                         kJson);
+Response ReadTree(Session& session, const Request& request) {
+  const std::string node = request.Field("node");
+  const size_t first = Number(request, "first", 0);
+  const size_t count = std::clamp<size_t>(Number(request, "count", kMostRows), 1, kMostRows);
+  const std::string to = request.Field("to");
+  return Json(session.Read([&] {
+    return to.empty() ? NodesBelow(session, node, first, count) : NodesOnTheWay(session, node, to, count);
+  }));
+}
+
+Response ReadRows(Session& session, const Request& request) {
+  const auto window = static_cast<unsigned>(Number(request, "window", 0));
+  const size_t control = Number(request, "control", 0);
+  const size_t first = Number(request, "first", 0);
+  const size_t count = std::min<size_t>(Number(request, "count", kMostRows), kMostRows);
+  const std::string filter = request.Field("filter");
+  return Json(session.Read([&] { return session.RowsOf(window, control, first, count, filter); }));
+}
+
+Response ReadReview(Session& session, const Request& request) {
+  const size_t first = Number(request, "first", 0);
+  const size_t count = std::clamp<size_t>(Number(request, "count", kMostRows), 1, kMostRows);
+  return Json(session.Read([&] { return session.Review(first, count); }));
+}
+
+Response ReadHelp(Session& session, const Request& request) {
+  const std::string node = request.Field("node");
+  const std::string dialog = request.Field("dialog");
+  return Json(session.Read([&]() -> ordered_json {
+    const PageHelp* const help = HelpOf(session.GetHost().GetTree(), node, dialog);
+    return help == nullptr ? ordered_json(nullptr) : HelpJson(*help);
+  }));
+}
+
+Response ReadFiles(Session& session, const Request& request) {
+  const std::string path = request.Field("path");
+  const bool orRoots = request.Has("or_roots");
+  std::string list = session.Read([&]() -> ordered_json {
+    const FileRoots& files = session.Files();
+    ordered_json folder = files.List(path);
+    return folder.is_null() && orRoots ? files.List("") : folder;
   });
-  server.Get("/api/rows", [&session](const Request& request, Response& response) {
-    const auto window = static_cast<unsigned>(Number(request, "window", 0));
-    const size_t control = Number(request, "control", 0);
-    const size_t first = Number(request, "first", 0);
-    const size_t count = std::min(Number(request, "count", kMostRows), kMostRows);
-    const std::string filter = request.get_param_value("filter");
-    response.set_content(session.Read([&] { return session.RowsOf(window, control, first, count, filter); }),
-                         kJson);
+  if (list == "null") return Refused(404, "There is no such folder among this console's.");
+  return Json(std::move(list));
+}
+
+Response DoAct(Session& session, const Request& request) {
+  std::string why;
+  std::optional<PersonsAct> act = ActOf(request.body, why);
+  return act ? Json(session.Act(std::move(*act)).text) : Refused(400, why);
+}
+
+Response SwitchTo(Session& session, const SwitchHost& switchHost, const Request& request) {
+  Host::Options options;
+  bool drop = false;
+  try {
+    const json body = json::parse(request.body);
+    options.computer = body.value("computer", "");
+    options.configServerMode = body.value("configServer", false);
+    drop = body.value("drop", false);
+  } catch (const json::exception&) {
+    return Refused(400, "The request is no JSON object with these fields.");
+  }
+  std::string answer = session.Read([&]() -> ordered_json {
+    if (session.AsksAnything()) return {{"refusal", "A dialog waits for its answer first."}};
+    if (!drop && session.GetHost().HasUnsavedChanges()) return {{"unsaved", true}};
+    return ordered_json::object();
   });
-  server.Get("/api/review", [&session](const Request& request, Response& response) {
-    const size_t first = Number(request, "first", 0);
-    const size_t count = std::clamp<size_t>(Number(request, "count", kMostRows), 1, kMostRows);
-    response.set_content(session.Read([&] { return session.Review(first, count); }), kJson);
-  });
-  server.Get("/api/help", [&session](const Request& request, Response& response) {
-    const std::string node = request.get_param_value("node");
-    const std::string dialog = request.get_param_value("dialog");
-    response.set_content(session.Read([&]() -> ordered_json {
-      const PageHelp* const help = HelpOf(session.GetHost().GetTree(), node, dialog);
-      return help == nullptr ? ordered_json(nullptr) : HelpJson(*help);
-    }),
-                         kJson);
-  });
-  server.Get("/api/find", [&session, &index](const Request& request, Response& response) {
-    const std::string text = request.get_param_value("text");
-    response.set_content(session.Read([&] { return index.Find(session.GetHost(), text, kMostFound); }),
-                         kJson);
-  });
-  server.Get("/api/files", [&session](const Request& request, Response& response) {
-    const std::string path = request.get_param_value("path");
-    const bool orRoots = request.has_param("or_roots");
-    const std::string list = session.Read([&]() -> ordered_json {
-      const FileRoots& files = session.Files();
-      ordered_json folder = files.List(path);
-      return folder.is_null() && orRoots ? files.List("") : folder;
-    });
-    if (list == "null") return Refuse(response, 404, "There is no such folder among this console's.");
-    response.set_content(list, kJson);
-  });
+  if (answer == "{}") switchHost(options);
+  return Json(std::move(answer));
 }
 
 }  // namespace
 
-void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& index,
-               const SwitchHost& switchHost) {
-  server.set_default_headers(Gate::Protection());
-  server.set_pre_routing_handler([&gate](const Request& request, Response& response) {
-    if (gate.Admit(request, response)) return httplib::Server::HandlerResponse::Unhandled;
-    return httplib::Server::HandlerResponse::Handled;
-  });
-  AddBundle(server);
-  AddTransfers(server, session);
-  AddReads(server, session, index);
-
-  server.OnSocket("/api/socket", [&session](WebSocket& socket) { ServeTab(session, socket); });
-  server.Get("/api/state", [&session](const Request&, Response& response) {
-    response.set_content(session.StateAfter(0).value_or(Session::Response{"{}"}).text, kJson);
-  });
-  server.Post("/api/act", [&session](const Request& request, Response& response) {
-    std::string why;
-    std::optional<PersonsAct> act = ActOf(request.body, why);
-    if (!act) return Refuse(response, 400, why);
-    response.set_content(session.Act(std::move(*act)).text, kJson);
-  });
-  server.Post("/api/switch", [&session, switchHost](const Request& request, Response& response) {
-    Host::Options options;
-    bool drop = false;
-    try {
-      const json body = json::parse(request.body);
-      options.computer = body.value("computer", "");
-      options.configServerMode = body.value("configServer", false);
-      drop = body.value("drop", false);
-    } catch (const json::exception&) {
-      return Refuse(response, 400, "The request is no JSON object with these fields.");
-    }
-    const std::string answer = session.Read([&]() -> ordered_json {
-      if (session.AsksAnything()) return {{"refusal", "A dialog waits for its answer first."}};
-      if (!drop && session.GetHost().HasUnsavedChanges()) return {{"unsaved", true}};
-      return ordered_json::object();
-    });
-    response.set_content(answer, kJson);
-    if (answer == "{}") switchHost(options);
-  });
+Site MakeSite(Gate& gate, Session& session, SettingsIndex& index, const SwitchHost& switchHost) {
+  Site site;
+  site.refuse = [&gate](const Request& request) { return gate.Refuse(request); };
+  site.always = Gate::Protection();
+  site.socketPath = "/api/socket";
+  site.openTab = [&session](std::function<void()> wake) { return OpenTab(session, std::move(wake)); };
+  AddBundle(site.routes);
+  const auto state = [&session](const Request&) {
+    return Json(session.StateAfter(0).value_or(Session::Response{"{}"}).text);
+  };
+  site.routes.push_back({"GET", "/api/state", state, false});
+  const auto add = [&](const char* method, const char* path, Response (*answer)(Session&, const Request&)) {
+    site.routes.push_back(
+        {method, path, [&session, answer](const Request& request) { return answer(session, request); }});
+  };
+  add("POST", "/api/act", DoAct);
+  add("GET", "/api/tree", ReadTree);
+  add("GET", "/api/rows", ReadRows);
+  add("GET", "/api/files", ReadFiles);
+  add("GET", "/api/review", ReadReview);
+  add("GET", "/api/help", ReadHelp);
+  add("POST", "/api/upload", TakeUpload);
+  add("GET", "/api/download", GiveDownload);
+  const auto find = [&session, &index](const Request& request) {
+    const std::string text = request.Field("text");
+    return Json(session.Read([&] { return index.Find(session.GetHost(), text, kMostFound); }));
+  };
+  site.routes.push_back({"GET", "/api/find", find});
+  const auto change = [&session, switchHost](const Request& request) {
+    return SwitchTo(session, switchHost, request);
+  };
+  site.routes.push_back({"POST", "/api/switch", change});
+  return site;
 }
 
 }  // namespace web

@@ -12,7 +12,7 @@ namespace web {
 // Which host is to be served next.
 using SwitchHost = std::function<void(const Host::Options&)>;
 
-void AddRoutes(Server& server, Gate& gate, Session& session, SettingsIndex& index,
-               const SwitchHost& switchHost);
+// All of it; what is given outlives the site.
+Site MakeSite(Gate& gate, Session& session, SettingsIndex& index, const SwitchHost& switchHost);
 
 }  // namespace web

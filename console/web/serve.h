@@ -21,9 +21,13 @@ struct ServeOptions {
   std::vector<std::string> files;
 };
 
-// Serves until a signal ends it; then the error is empty. Fails with one sentence before anything is served.
-// Call it with one thread and before the home was opened: the pages live in a process of their own, which is
-// made anew for another computer.
+// The argument with which `Serve` starts this program anew for its pages, and what that process then does.
+constexpr char kPagesArgument[] = "--serve-pages";
+int ServePages();
+
+// Serves until a signal or Ctrl+C ends it; then the error is empty. Fails with one sentence before anything
+// is served. Call it with one thread and before the home was opened: the pages live in a process of their
+// own, which is made anew for another computer.
 std::string Serve(const ServeOptions& options);
 
 }  // namespace web

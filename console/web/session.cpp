@@ -1,7 +1,5 @@
 #include "console/web/session.h"
 
-#include <sys/eventfd.h>
-
 #include <algorithm>
 #include <set>
 
@@ -95,14 +93,14 @@ std::optional<Session::Response> Session::StateAfter(std::uint64_t version) cons
   return StateNow();
 }
 
-void Session::Follow(int eventFile) {
+void Session::Follow(const void* follower, std::function<void()> tell) {
   const std::lock_guard lock(m_mutex);
-  m_followers.push_back(eventFile);
+  m_followers[follower] = std::move(tell);
 }
 
-void Session::Unfollow(int eventFile) {
+void Session::Unfollow(const void* follower) {
   const std::lock_guard lock(m_mutex);
-  std::erase(m_followers, eventFile);
+  m_followers.erase(follower);
 }
 
 void Session::NextAct() {
@@ -200,7 +198,7 @@ void Session::Publish() {
   if (state == m_state) return;
   m_state = std::move(state);
   ++m_version;
-  for (const int follower : m_followers) eventfd_write(follower, 1);
+  for (const auto& [follower, tell] : m_followers) tell();
 }
 
 void Session::Answer(Request& request, const std::string& refusal) {

@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <future>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -69,9 +70,9 @@ class Session final : public FrontEnd {
   std::string Read(std::function<nlohmann::ordered_json()> work);
   // The state that was published last; nothing if none was, or that version.
   std::optional<Response> StateAfter(std::uint64_t version) const;
-  // Writes to the eventfd at every new state, until Unfollow.
-  void Follow(int eventFile);
-  void Unfollow(int eventFile);
+  // Calls `tell` at every new state, until Unfollow by the same follower; it must not call back.
+  void Follow(const void* follower, std::function<void()> tell);
+  void Unfollow(const void* follower);
 
   // On the page thread, for the work of Read.
   Host& GetHost() { return m_host; }
@@ -186,7 +187,7 @@ class Session final : public FrontEnd {
   std::deque<std::unique_ptr<Request>> m_queue;
   std::string m_state;  // the fields behind the version
   std::uint64_t m_version;
-  std::vector<int> m_followers;  // eventfds
+  std::map<const void*, std::function<void()>> m_followers;
 };
 
 }  // namespace web

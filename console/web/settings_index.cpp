@@ -1,15 +1,13 @@
 #include "console/web/settings_index.h"
 
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <csignal>
+#include <iostream>
 
 #include "console/describe.h"
 #include "platform/machine.h"
+#include "platform/program.h"
 #include "platform/text.h"
+#include "platform/worker.h"
 
 using nlohmann::ordered_json;
 
@@ -22,8 +20,8 @@ std::string Lower(std::string_view text) {
   return lower;
 }
 
-// Runs in the other process, which ends with it: nothing that it opened or showed is written.
-void Tell(const std::string& home, const Host::Options& options, int pipe) {
+// Nothing that it opened or showed is written: the process ends within the event.
+void Tell(const std::string& home, const Host::Options& options) {
   std::string why;
   if (!machine::OpenHome(home)) return;
   const std::unique_ptr<Host> host = Host::Start(options, why);
@@ -41,35 +39,29 @@ void Tell(const std::string& home, const Host::Options& options, int pipe) {
       all.push_back(std::move(control));
     }
   }
-  const std::string text = all.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-  for (std::string_view rest = text; !rest.empty();) {
-    const ssize_t written = write(pipe, rest.data(), rest.size());
-    if (written <= 0) return;
-    rest.remove_prefix(static_cast<size_t>(written));
-  }
+  std::cout << all.dump(-1, ' ', false, ordered_json::error_handler_t::replace) << std::endl;
 }
 
 }  // namespace
 
-SettingsIndex::SettingsIndex(const std::string& home, const Host::Options& options) {
-  int ends[2];
-  if (pipe(ends) != 0) return;
-  const pid_t process = fork();
-  if (process == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    close(ends[0]);
-    Tell(home, options, ends[1]);
-    _exit(0);
-  }
-  close(ends[1]);
-  if (process < 0) {
-    close(ends[0]);
-    return;
-  }
-  m_receiver = std::thread([this, process, pipe = ends[0]] {
-    Receive(pipe);
-    close(pipe);
-    waitpid(process, nullptr, 0);
+int IndexSettings() {
+  std::string home;
+  std::string computer;
+  std::string configServer;
+  std::getline(std::cin, home);
+  std::getline(std::cin, computer);
+  std::getline(std::cin, configServer);
+  Tell(home, {computer, configServer == "yes"});
+  platform::EndProgram(0);
+}
+
+SettingsIndex::SettingsIndex(const std::string& home, const Host::Options& options)
+    : m_worker(platform::Worker::Start(kIndexArgument, nullptr)) {
+  if (!m_worker) return;
+  m_worker->Tell(home + "\n" + options.computer + "\n" + (options.configServerMode ? "yes" : "no"));
+  m_receiver = std::thread([this] {
+    if (const std::optional<std::string> line = m_worker->Hear()) Receive(*line);
+    m_worker->End();
   });
 }
 
@@ -77,11 +69,7 @@ SettingsIndex::~SettingsIndex() {
   if (m_receiver.joinable()) m_receiver.join();
 }
 
-void SettingsIndex::Receive(int pipe) {
-  std::string text;
-  char buffer[65536];
-  for (ssize_t count; (count = read(pipe, buffer, sizeof buffer)) > 0;)
-    text.append(buffer, static_cast<size_t>(count));
+void SettingsIndex::Receive(const std::string& text) {
   const ordered_json all = ordered_json::parse(text, nullptr, false);
   if (!all.is_array()) return;
   std::vector<Entry> entries;

@@ -11,13 +11,17 @@
 #include <vector>
 
 #include "console/host.h"
+#include "platform/worker.h"
 
 namespace web {
 
+// The argument with which this program is started anew to look at the pages, and what that process then does.
+constexpr char kIndexArgument[] = "--index-settings";
+int IndexSettings();
+
 class SettingsIndex {
  public:
-  // Starts the process that looks at the pages. Call it while the calling process has one thread and has not
-  // opened its home.
+  // Starts the process that looks at the pages.
   SettingsIndex(const std::string& home, const Host::Options& options);
   ~SettingsIndex();
   SettingsIndex(const SettingsIndex&) = delete;
@@ -37,8 +41,9 @@ class SettingsIndex {
     std::string storedAs;
     std::string searched;  // lower case: name, group, rows, stored values
   };
-  void Receive(int pipe);
+  void Receive(const std::string& text);
 
+  std::unique_ptr<platform::Worker> m_worker;
   std::mutex m_mutex;
   std::vector<Entry> m_entries;
   std::thread m_receiver;

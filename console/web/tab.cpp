@@ -1,55 +1,42 @@
 #include "console/web/tab.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include "console/web/acts.h"
 
 namespace web {
 namespace {
 
-// A file that can be read once there is a new state.
-class NewState {
+class SessionTab final : public Tab {
  public:
-  explicit NewState(Session& session) : m_session(session) { m_session.Follow(m_file); }
-  ~NewState() {
-    m_session.Unfollow(m_file);
-    close(m_file);
+  SessionTab(Session& session, std::function<void()> wake) : m_session(session) {
+    m_session.Follow(this, std::move(wake));
   }
-  NewState(const NewState&) = delete;
-  NewState& operator=(const NewState&) = delete;
+  ~SessionTab() override { m_session.Unfollow(this); }
 
-  int File() const { return m_file; }
-  void Clear() const {
-    eventfd_t count = 0;
-    eventfd_read(m_file, &count);
+  std::string Answer(const std::string& text) override {
+    std::string why;
+    std::optional<PersonsAct> act = ActOf(text, why);
+    if (!act) return RefusalText(why);
+    Session::Response response = m_session.Act(std::move(*act));
+    m_told = response.version;
+    return std::move(response.text);
+  }
+
+  std::optional<std::string> News() override {
+    std::optional<Session::Response> state = m_session.StateAfter(m_told);
+    if (!state) return std::nullopt;
+    m_told = state->version;
+    return std::move(state->text);
   }
 
  private:
   Session& m_session;
-  int m_file = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+  std::uint64_t m_told = 0;
 };
 
 }  // namespace
 
-void ServeTab(Session& session, WebSocket& socket) {
-  const NewState newState(session);
-  std::uint64_t told = 0;
-  do {
-    newState.Clear();
-    while (const std::optional<std::string> text = socket.TakeText()) {
-      std::string why;
-      std::optional<PersonsAct> act = ActOf(*text, why);
-      const Session::Response response =
-          act ? session.Act(std::move(*act)) : Session::Response{RefusalText(why)};
-      if (!socket.Send(response.text)) return;
-      if (act) told = response.version;
-    }
-    const std::optional<Session::Response> state = session.StateAfter(told);
-    if (!state) continue;
-    if (!socket.Send(state->text)) return;
-    told = state->version;
-  } while (socket.Wait(newState.File()));
+std::unique_ptr<Tab> OpenTab(Session& session, std::function<void()> wake) {
+  return std::make_unique<SessionTab>(session, std::move(wake));
 }
 
 }  // namespace web

@@ -2,13 +2,12 @@
 
 // What one tab of the browser does and is told over its web socket.
 
+#include "console/web/server.h"
 #include "console/web/session.h"
-#include "console/web/web_socket.h"
 
 namespace web {
 
-// Sends the state whenever it is another one, and answers each text, an act, in its turn, until the socket
-// ends.
-void ServeTab(Session& session, WebSocket& socket);
+// Each text is an act, and the news are the state whenever it is another one. The session outlives the tab.
+std::unique_ptr<Tab> OpenTab(Session& session, std::function<void()> wake);
 
 }  // namespace web

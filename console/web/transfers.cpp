@@ -1,9 +1,5 @@
 #include "console/web/transfers.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -31,12 +27,7 @@ std::string SafeName(std::string_view name) {
   return safe.find_first_not_of(" .") == std::string::npos ? "file" : safe;
 }
 
-bool MakeEmpty(const std::string& path) {
-  const int file = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (file < 0) return false;
-  close(file);
-  return true;
-}
+bool MakeEmpty(const std::string& path) { return std::ofstream(path, std::ios::binary).is_open(); }
 
 void Delete(const std::string& folder) {
   std::error_code ignored;
@@ -48,7 +39,8 @@ void Delete(const std::string& folder) {
 std::string Transfers::NewFolder() {
   if (m_folder.empty()) return {};
   std::string folder = m_folder + "/" + std::to_string(++m_last);
-  return mkdir(folder.c_str(), S_IRWXU) == 0 ? folder : "";
+  std::error_code error;
+  return fs::create_directory(folder, error) ? folder : "";
 }
 
 std::optional<std::string> Transfers::BeginDownload(std::string_view name, const std::string& tab,
@@ -58,9 +50,7 @@ std::optional<std::string> Transfers::BeginDownload(std::string_view name, const
   const std::string folder = NewFolder();
   const std::string path = folder + "/" + SafeName(name);
   if (folder.empty() || !MakeEmpty(path)) return std::nullopt;
-  char id[65];
-  MakeSecret(id);
-  m_download = Download{id, std::string(name), tab, folder, path, depth};
+  m_download = Download{MakeSecret(), std::string(name), tab, folder, path, depth};
   return path;
 }
 
@@ -102,7 +92,9 @@ std::optional<std::string> Transfers::EndUpload(unsigned window, const std::stri
                                                 std::string_view name, size_t depth) {
   if (!m_upload || m_upload->window != window || m_upload->tab != tab || m_upload->depth) return std::nullopt;
   const std::string path = m_upload->folder + "/" + SafeName(name);
-  if (rename((m_upload->folder + kPiece).c_str(), path.c_str()) != 0) return std::nullopt;
+  std::error_code error;
+  fs::rename(m_upload->folder + kPiece, path, error);
+  if (error) return std::nullopt;
   m_upload->name = name;
   m_upload->path = path;
   m_upload->depth = depth;

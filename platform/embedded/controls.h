@@ -22,10 +22,6 @@ struct Caller {
 void SetCaller(Caller caller);
 const Caller& GetCaller();
 
-// Closes the home: an event is abandoned and every key handle becomes invalid. The next use opens the default
-// home, or OpenHome another one. For tests, and for a process that is about to fork.
-void CloseHome();
-
 }  // namespace machine
 
 namespace embedded {

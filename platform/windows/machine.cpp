@@ -18,6 +18,7 @@ bool inEvent = false;
 }  // namespace
 
 Outcome OpenHome(std::string_view) { return {}; }
+void CloseHome() {}
 
 void BeginEvent() {
   pictures::DropAll();
@@ -54,7 +55,7 @@ void GoIdle() {}
 Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
 Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }
 std::vector<std::string> Computers() { return {}; }
-Outcome StandOn(std::string_view) { return NoEmbeddedComputers(); }
+Outcome StandOn(std::string_view name) { return name.empty() ? Outcome{} : NoEmbeddedComputers(); }
 std::string StandsOn() { return {}; }
 Outcome ActAs(const std::string& account) {
   if (account.empty()) return {};

@@ -7,6 +7,16 @@ import { chromium } from 'playwright-core';
 
 const program = process.env.MARROWEN;
 
+/** Whether the console is the one for Windows, which Wine runs here on its own registry. */
+export const onWindows = program.endsWith('.exe');
+const [command, ...first] = onWindows ? ['wine', program] : [program];
+
+/** A path as the console names it. */
+export const pathOf = (path) => (onWindows ? `Z:${path.replaceAll('/', '\\')}` : path);
+
+/** A program and its arguments that run the console with those words. */
+export const run = (...words) => [command, [...first, ...words]];
+
 /** For how long a test waits, in milliseconds, for what a busy machine does late. */
 export const patience = Number(process.env.PATIENCE ?? 180000);
 
@@ -21,7 +31,7 @@ export class Home {
     return readdirSync(join(this.folder, 'tmp'), { recursive: true, withFileTypes: true }).filter((entry) => entry.isFile() && entry.name !== 'lock');
   }
   run(...words) {
-    return execFileSync(program, ['--home', join(this.folder, 'home'), ...words], { encoding: 'utf8' });
+    return execFileSync(command, [...first, '--home', join(this.folder, 'home'), ...words], { encoding: 'utf8' });
   }
   fillUsers(count) {
     execFileSync(join(dirname(program), 'many_users'), [join(this.folder, 'home'), String(count)]);
@@ -42,9 +52,10 @@ export class Home {
 
 /** The serving console: `address` with its token, `origin` without. */
 export async function serve(home, words = [], port = 0) {
-  const child = spawn(program, ['--home', join(home.folder, 'home'), 'serve', '--listen', `127.0.0.1:${port}`, ...words], {
+  const child = spawn(command, [...first, '--home', join(home.folder, 'home'), 'serve', '--listen', `127.0.0.1:${port}`, ...words], {
     stdio: ['ignore', 'pipe', 'pipe'],
-    env: { ...process.env, TMPDIR: join(home.folder, 'tmp') },
+    // Wine would take the folder for that of its server, and start another one.
+    env: onWindows ? process.env : { ...process.env, TMPDIR: join(home.folder, 'tmp') },
   });
   let printed = '';
   let errors = '';

@@ -1,4 +1,0 @@
-#pragma once
-
-// Whether a person reads standard output as it is written.
-bool OutputGoesToTerminal();
