@@ -11,7 +11,7 @@ void TellWaits() {
     if (told > 0 && seconds < told) told = 0;
     if (told > 0 && seconds - told < kBetween) return true;
     told = seconds;
-    std::cerr << "marrowen: Waiting for " << who << ", which holds the store." << std::endl;
+    std::cerr << "marrowen: Waiting for " << who << ", which writes settings." << std::endl;
     return true;
   });
 }
