@@ -52,8 +52,8 @@ void FillWithRandom(unsigned char* bytes, size_t count);
 bool OpenForPerson(const std::string& fileOrAddress);
 
 // Starts a tool of the system that shows something of the computer whose settings are edited. False where
-// there is none.
-bool StartProgram(const std::string& name, const std::vector<std::string>& arguments);
+// there is none. `parameters` are as its command line has them, quoted where they must be.
+bool StartProgram(const std::string& name, const std::string& parameters);
 
 // What a person must do to have the rights that were missing, as a sentence; empty where there is no such
 // way.

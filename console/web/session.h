@@ -23,6 +23,7 @@
 #include "console/web/modal_window.h"
 #include "console/web/rows.h"
 #include "console/web/transfers.h"
+#include "platform/program.h"
 
 namespace web {
 
@@ -95,6 +96,9 @@ class Session final : public FrontEnd {
   std::optional<std::string> PickFolder(std::string_view title, std::string_view start) override;
   std::optional<size_t> PickCertificate(const std::vector<CertificateView>& all) override;
   void ShowCertificate(const CertificateView& certificate) override;
+  bool RunProgram(std::string_view program, std::string_view parameters) override {
+    return platform::StartProgram(std::string(program), std::string(parameters));
+  }
   void OpenDocument(std::string_view link) override { m_opened.emplace_back(link); }
   void ShowHelp(std::string_view topic) override { m_opened.emplace_back(topic); }
   void Beep() override { ++m_beeps; }

@@ -138,7 +138,7 @@ bool OpenForPerson(const std::string& fileOrAddress) {
   _exit(1);
 }
 
-bool StartProgram(const std::string&, const std::vector<std::string>&) { return false; }
+bool StartProgram(const std::string&, const std::string&) { return false; }
 
 std::string HowToGetRights() { return {}; }
 

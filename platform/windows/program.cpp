@@ -46,12 +46,6 @@ void RemoveAbandoned(const fs::path& place) {
   }
 }
 
-std::string QuotedArguments(const std::vector<std::string>& arguments) {
-  std::string all;
-  for (const std::string& argument : arguments) all += (all.empty() ? "\"" : " \"") + argument + "\"";
-  return all;
-}
-
 // ShellExecute tells success by a number above 32.
 bool Execute(const char* file, const char* arguments) {
   return reinterpret_cast<INT_PTR>(ShellExecuteA(nullptr, "open", file, arguments, nullptr, SW_SHOWNORMAL)) >
@@ -128,8 +122,8 @@ void FillWithRandom(unsigned char* bytes, size_t count) {
 
 bool OpenForPerson(const std::string& fileOrAddress) { return Execute(fileOrAddress.c_str(), nullptr); }
 
-bool StartProgram(const std::string& name, const std::vector<std::string>& arguments) {
-  return Execute(name.c_str(), QuotedArguments(arguments).c_str());
+bool StartProgram(const std::string& name, const std::string& parameters) {
+  return Execute(name.c_str(), parameters.c_str());
 }
 
 std::string HowToGetRights() { return "Run the console as administrator."; }

@@ -191,7 +191,7 @@ TEST_F(RegistryHome, AFullDiskLosesTheEventWholeAndNothingElse) {
   const machine::Outcome outcome = machine::CommitEvent();
   setrlimit(RLIMIT_FSIZE, &old);
   EXPECT_EQ(outcome.code, DWORD{ERROR_DISK_FULL});
-  EXPECT_EQ(outcome.sentence, "The changes were not stored: the disk is full.");
+  EXPECT_EQ(outcome.sentence, "Nothing was stored: the disk is full.");
   EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "v"), "before");
   EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "large"), "error 2");
   EXPECT_EQ(SetValue(HKEY_LOCAL_MACHINE, "v", "after"), 0);
