@@ -260,8 +260,20 @@ void Host::TakeBackApply() {
 }
 
 void Host::Cancel() {
+  // What the page in front shows is then among what waits.
+  if (m_page != nullptr) m_page->OnKillActive();
+  m_beforeCancel.emplace(BeforeCancel{Waiting(), *m_tree});
   m_sheet.PressCancel();
   FollowStore();
+}
+
+bool Host::TakeBackCancel() {
+  if (!m_beforeCancel) return false;
+  PutBack(m_beforeCancel->edits);
+  m_tree->PutBack(m_beforeCancel->tree);
+  m_beforeCancel.reset();
+  if (m_page != nullptr) m_page->OnSetActive();
+  return true;
 }
 
 void Host::FollowStore() {
@@ -303,21 +315,6 @@ std::vector<Host::WaitingNode> Host::WaitingNodes() const {
     if (front) nodes.push_back({page, m_path});
   }
   return nodes;
-}
-
-bool Host::TryApply(const std::function<void()>& look) {
-  WaitingEdits before;
-  const std::optional<CDialog::Kept> texts =
-      m_page == nullptr ? std::nullopt
-                        : std::optional<CDialog::Kept>(std::in_place, *m_page, CDialog::Part::Texts);
-  const bool applied = m_sheet.PressApply([this, &before] { before = Waiting(); });
-  look();
-  machine::AbandonEvent();
-  BeginEvent();
-  if (!applied && m_page != nullptr) m_sheet.SetActivePage(m_page);
-  PutBack(before);
-  if (m_page != nullptr) m_page->OnSetActive();
-  return applied;
 }
 
 void Host::PutBack(const WaitingEdits& edits) {
@@ -370,9 +367,9 @@ size_t Host::PagesThatWrote(const std::set<std::string>& keys) const {
   for (const CTesselPropertyPage* page : m_pages) {
     for (const CTesselPropertyPage::Saved& save : page->m_saves) {
       const std::string key = text::Lower("HKEY_LOCAL_MACHINE\\" + save.key);
-      const auto found = keys.lower_bound(key);
-      // The key itself, or one below it.
-      if (found != keys.end() && (*found == key || found->starts_with(key + "\\"))) nodes.insert(save.target);
+      const auto below = keys.lower_bound(key + "\\");
+      if (keys.contains(key) || (below != keys.end() && below->starts_with(key + "\\")))
+        nodes.insert(save.target);
     }
   }
   return nodes.size();

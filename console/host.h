@@ -51,6 +51,10 @@ class Host {
   // the one above it is shown. Apply is false when a page refused: it is shown then, and the tree stays.
   bool Apply();
   void Cancel();
+  // Until ForgetCancel: what the last Cancel has dropped waits again, in the tree as it was then. False where
+  // there is nothing to bring back. Call ForgetCancel before anything else is edited, which this would drop.
+  bool TakeBackCancel();
+  void ForgetCancel() { m_beforeCancel.reset(); }
   // After an Apply whose event was abandoned: what waited before it waits again.
   void TakeBackApply();
   // The last part of both, for whatever else may have changed the store.
@@ -75,10 +79,6 @@ class Host {
     std::string node;
   };
   std::vector<WaitingNode> WaitingNodes() const;
-  // What Apply would do now: `look` sees its event, which is then abandoned, and all edits wait as before.
-  // Begin an event before; another one has begun after it. False if a page refused. Only where events are
-  // undone.
-  bool TryApply(const std::function<void()>& look);
   void PutBack(const WaitingEdits& edits);
   // The nodes other than the one in front that wait now and did not so before. Principals that came since
   // then are new with all their nodes, and are not told.
@@ -121,6 +121,11 @@ class Host {
   CPropertySheet m_sheet;
   CTesselPropertyPage* m_page = nullptr;
   WaitingEdits m_beforeApply;
+  struct BeforeCancel {
+    WaitingEdits edits;
+    Tree tree;
+  };
+  std::optional<BeforeCancel> m_beforeCancel;
   std::vector<std::string> m_added;  // nodes of principals that came in this event
   std::string m_path;
 };

@@ -53,6 +53,12 @@ Tree::Tree(const std::vector<CTesselPropertyPage*>& pages, std::vector<std::stri
   AppendHeads(known, {});
 }
 
+void Tree::PutBack(const Tree& before) {
+  const unsigned changes = m_changes;
+  *this = before;
+  m_changes = changes + 1;
+}
+
 CTesselPropertyPage* Tree::PageOf(std::string_view path) const {
   for (const Pattern& pattern : m_patterns) {
     if (!pattern.perPrincipal) {

@@ -52,6 +52,8 @@ class Tree {
   std::string NodeOf(const CTesselPropertyPage& page, std::string_view path) const;
   // The page that serves a path, whether or not there is such a principal; null for none.
   CTesselPropertyPage* PageOf(std::string_view path) const;
+  // Has the nodes of an earlier copy.
+  void PutBack(const Tree& before);
   // Counts up whenever nodes come or go.
   unsigned Changes() const { return m_changes; }
   // Up to three paths that resemble `path`.

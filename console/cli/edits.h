@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "console/cli/stored_changes.h"
+#include "console/stored_changes.h"
 #include "console/host.h"
 
 class Edits {

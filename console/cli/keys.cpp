@@ -5,10 +5,10 @@
 #include <memory>
 
 #include "configuration/byte_stream.h"
-#include "console/cli/stored_changes.h"
 #include "console/computer.h"
 #include "console/describe.h"
 #include "console/key_name.h"
+#include "console/stored_changes.h"
 #include "pages/authentication/authorized_keys.h"
 #include "platform/keymill.h"
 #include "platform/machine.h"

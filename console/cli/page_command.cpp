@@ -26,6 +26,10 @@ std::string AccessListOf(const std::string& path) {
 
 PageCommand::PageCommand(const Settings& settings)
     : m_json(settings.json), m_dryRun(settings.dryRun), m_before(SetFrontEnd(&frontEnd)) {
+  if (m_dryRun && !machine::UndoesEvents()) {
+    why = "A dry run can't be done here: what Windows is given to store counts at once.";
+    return;
+  }
   host = Host::Start(settings.host, why);
   // Nobody needs to be asked about what is not there. An answer that stands ready is taken all the same.
   frontEnd.standingAnswer = [this](std::string_view question) -> std::optional<std::string> {

@@ -146,7 +146,7 @@ class Connection final : public Visitor, public std::enable_shared_from_this<Con
     try {
       return route.answer(m_request);
     } catch (const std::exception& error) {
-      return Sentence(500, std::string("The console could not do that: ") + error.what() + ".");
+      return Sentence(500, std::string("The console can't do that: ") + error.what() + ".");
     }
   }
 

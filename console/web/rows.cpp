@@ -20,12 +20,6 @@ void Mix(std::uint64_t& stamp, std::uint64_t value) {
   stamp = (stamp ^ value) * kPrime;
 }
 
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), text::LowerAscii);
-  return lower;
-}
-
 bool Holds(std::string_view text, const std::string& lowerNeedle) {
   return std::search(text.begin(), text.end(), lowerNeedle.begin(), lowerNeedle.end(),
                      [](char a, char b) { return text::LowerAscii(a) == b; }) != text.end();
@@ -78,7 +72,7 @@ const std::vector<std::uint32_t>& RowCache::Matching(const CWnd& control, const 
   m_stamp = stamp;
   m_filter = filter;
   m_rows.clear();
-  const std::string needle = Lower(filter);
+  const std::string needle = text::Lower(filter);
   for (size_t row = 0; row < control.RowCount(); ++row) {
     if (needle.empty() || RowHolds(control, row, needle)) m_rows.push_back(static_cast<std::uint32_t>(row));
   }

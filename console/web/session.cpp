@@ -5,6 +5,7 @@
 
 #include "console/describe.h"
 #include "console/review.h"
+#include "console/stored_changes.h"
 #include "console/web/acts.h"
 #include "console/web/certificate_dialogs.h"
 #include "console/web/describe_window.h"
@@ -39,7 +40,7 @@ void Session::Run() {
   machine::RememberReads();
   // A wait for the store is work like any other: it is shown, and can be stopped.
   machine::SetWaitTeller([this](const std::string& who, int seconds) {
-    ShowWork({static_cast<std::uint64_t>(seconds), "seconds waited for " + who + ", which holds the store"});
+    ShowWork({static_cast<std::uint64_t>(seconds), "seconds waited for " + who + ", which writes settings"});
     return !m_stop;
   });
   machine::BeginEvent();
@@ -145,7 +146,7 @@ std::string Session::DoSafely(const PersonsAct& act) {
   // What was opened in an event before this one.
   key_security::PutBackOpened(HKEY_LOCAL_MACHINE);
   m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
-  return "The console could not do that: " + why + ". Nothing was stored.";
+  return "The console can't do that: " + why + ". Nothing was stored.";
 }
 
 void Session::AnswerRead(Request& request) {
@@ -153,7 +154,7 @@ void Session::AnswerRead(Request& request) {
     request.response.set_value({Dump(request.read())});
   } catch (const std::exception& error) {
     request.response.set_value(
-        {Dump({{"refusal", std::string("The console could not do that: ") + error.what()}})});
+        {Dump({{"refusal", std::string("The console can't do that: ") + error.what()}})});
   }
 }
 
@@ -337,18 +338,18 @@ std::string Session::Do(const PersonsAct& act) {
   if (act.name == "node") return GoTo(act.text);
   CTesselPropertyPage* const page = m_host.Page();
   if (page == nullptr) return "No page is shown.";
+  // Leaving an edit, as a click elsewhere does, edits nothing.
+  if (act.window != 0 && act.name != "leave") m_host.ForgetCancel();
   if (act.window != 0) return DoAtControl(*page, act, m_rows);
   const std::string node = m_host.NodePath();
   if (act.name == "apply") {
     return Apply(node);
   } else if (act.name == "cancel") {
-    m_host.Page()->OnKillActive();
-    Host::WaitingEdits dropped = m_host.Waiting();
     m_host.Cancel();
-    m_dropped = std::move(dropped);
     EditEnded(node);
   } else if (act.name == "undoCancel") {
-    return UndoCancel();
+    if (!m_host.TakeBackCancel()) return "There is nothing to bring back.";
+    PageWasShown(page->ValuesOf(node).differ);
   } else if (act.name == "revert") {
     return Revert(act);
   } else if (act.name == "help") {
@@ -363,6 +364,7 @@ std::string Session::Do(const PersonsAct& act) {
 // -1 for all.
 std::string Session::Revert(const PersonsAct& act) {
   if (std::string why = GoTo(act.text); !why.empty()) return why;
+  m_host.ForgetCancel();
   CTesselPropertyPage& page = *m_host.Page();
   if (act.number < 0) {
     page.Revert(std::nullopt);
@@ -372,53 +374,30 @@ std::string Session::Revert(const PersonsAct& act) {
   } else {
     page.Revert(static_cast<size_t>(act.number));
   }
-  if (page.m_pending.contains(act.text)) return {};
-  m_shownPending = false;
-  return {};
-}
-
-std::string Session::UndoCancel() {
-  if (!m_dropped) return "There is nothing to bring back.";
-  m_host.PutBack(*m_dropped);
-  m_dropped.reset();
-  m_host.Page()->OnSetActive();
-  PageWasShown(true);
+  m_shownPending = page.m_pending.contains(act.text);
   return {};
 }
 
 std::string Session::SavedSentence() const {
-  size_t values = 0;
-  size_t keys = 0;
-  std::set<std::string> changed;
-  machine::ForEachChange([&](const machine::Change& change) {
-    ++(change.isKey ? keys : values);
-    changed.insert(text::Lower(change.key));
-  });
-  if (changed.empty()) return "Nothing had to be stored: everything is as it was.";
-  const size_t pages = m_host.PagesThatWrote(changed);
-  const auto count = [](size_t number, const char* one) {
-    return std::to_string(number) + " " + one + (number == 1 ? "" : "s");
-  };
-  return "Saved: " + (values > 0 ? count(values, "value") : count(keys, "key")) +
-         (pages > 0 ? " on " + count(pages, "page") : "") + ".";
-}
-
-size_t Session::ValuesOfApply() {
-  size_t values = 0;
-  m_told.emplace();
-  m_host.TryApply([&values] {
-    machine::ForEachChange([&values](const machine::Change& change) { values += change.isKey ? 0 : 1; });
-  });
-  m_told.reset();
-  return values;
+  const auto changes = StoredChanges::OfEvent(StoredChanges::Keep::All);
+  if (changes.Empty()) return "Nothing had to be stored: everything is as it was.";
+  std::set<std::string> keys;
+  for (const machine::Change& change : changes.All()) keys.insert(text::Lower(change.key));
+  std::string what = changes.Stored();
+  if (const std::string removed = changes.Removed(); !removed.empty()) {
+    what += (what.empty() ? "" : ", ") + removed + " removed";
+  }
+  const size_t pages = m_host.PagesThatWrote(keys);
+  return "Saved: " + what + (pages > 0 ? " on " + Counted(pages, "page") : "") + ".";
 }
 
 ordered_json Session::Review(size_t first, size_t count) {
+  // Pages show what they compare, which they can't in the middle of an act.
+  if (machine::InEvent()) return {{"refusal", "The console is still at work."}};
   size_t total = 0;
-  const bool own = !machine::InEvent();
-  if (own) machine::BeginEvent();
+  machine::BeginEvent();
   const std::vector<ReviewedPage> pages = ::Review(m_host, first, count, total);
-  if (own) machine::AbandonEvent();
+  machine::AbandonEvent();
   return {{"total", total}, {"pages", ReviewJson(pages)}};
 }
 
@@ -444,7 +423,7 @@ std::string Session::Apply(const std::string& node) {
   }
   const std::vector<std::string> failures = m_host.FailedSaves();
   if (applied && (failures.empty() || !machine::UndoesEvents())) {
-    m_dropped.reset();
+    m_host.ForgetCancel();
     m_saved = SavedSentence();
     EditEnded(node);
     for (const std::string& text : told) ShowMessage(text, Buttons::Ok);
@@ -540,11 +519,6 @@ std::string Session::GoTo(const std::string& node) {
   if (!m_host.Select(node, why)) return why;
   m_pageWindow = ++m_lastWindow;
   PageWasShown(pending);
-  // A page that has a form of its own for what it read wants to store that, though nobody has edited
-  // anything.
-  if (found->page->IsModified() && machine::UndoesEvents() && m_host.WaitingNodes().empty()) {
-    m_ownForm = ValuesOfApply();
-  }
   return {};
 }
 
@@ -555,7 +529,6 @@ void Session::EditEnded(const std::string& shownBefore) {
 }
 
 void Session::PageWasShown(bool pending) {
-  m_ownForm = 0;
   m_shownPending = pending;
   m_shownValues = m_host.Page() == nullptr ? 0 : ValuesStamp(*m_host.Page());
 }
@@ -599,8 +572,6 @@ ordered_json Session::DescribeState() const {
   for (const ModalWindow* window : m_windows) json["windows"].push_back(DescribeModal(*window));
   json["marks"] = Marks();
   json["apply"] = m_host.Sheet().IsModified();
-  json["ownForm"] = m_ownForm;
-  json["dropped"] = m_dropped.has_value();
   json["download"] = m_transfers.Waiting();
   if (m_work) {
     json["working"] = {{"done", m_work->done}, {"unit", m_work->unit}};

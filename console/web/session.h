@@ -82,8 +82,7 @@ class Session final : public FrontEnd {
   // {"total", "rows"} of a list; null where there is no such list.
   nlohmann::ordered_json RowsOf(unsigned window, size_t control, size_t first, size_t count,
                                 const std::string& filter);
-  // {"total", "pages", "stores"} of what waits; "stores" is the number of values that Apply would change,
-  // null where that can't be tried.
+  // {"total", "pages"} of what waits; {"refusal"} while an act is at work.
   nlohmann::ordered_json Review(size_t first, size_t count);
   // Takes a piece of the file that the picker on top asks for; a refusal when there is none.
   std::string AddToUpload(unsigned window, const std::string& tab, std::uint64_t at, std::string_view bytes);
@@ -133,10 +132,8 @@ class Session final : public FrontEnd {
   std::string Do(const PersonsAct& act);
   std::string Apply(const std::string& node);
   std::string Revert(const PersonsAct& act);
-  std::string UndoCancel();
   // How many values the event at hand has stored, from how many pages, as a sentence.
   std::string SavedSentence() const;
-  size_t ValuesOfApply();
   std::string DoSafely(const PersonsAct& act);
   std::string DoAtModal(ModalWindow& window, const PersonsAct& act);
   std::string DoAtPicker(ModalWindow& window, const PersonsAct& act);
@@ -164,11 +161,6 @@ class Session final : public FrontEnd {
   // What the shown page held when it was shown, to see whether its node waits for Apply.
   std::uint64_t m_shownValues = 0;
   bool m_shownPending = false;
-  // What Cancel has dropped, until something else is edited or applied.
-  std::optional<Host::WaitingEdits> m_dropped;
-  // Values that Apply would store although nothing was edited: the page has a form of its own for what it
-  // read.
-  size_t m_ownForm = 0;
   bool m_applied = false;                          // in this event
   bool m_waitedBefore = false;                     // edits, when the act began
   bool m_atSheet = true;                           // the act

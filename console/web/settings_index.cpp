@@ -14,12 +14,6 @@ using nlohmann::ordered_json;
 namespace web {
 namespace {
 
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), text::LowerAscii);
-  return lower;
-}
-
 // Nothing that it opened or showed is written: the process ends within the event.
 void Tell(const std::string& home, const Host::Options& options) {
   std::string why;
@@ -75,13 +69,13 @@ void SettingsIndex::Receive(const std::string& text) {
   std::vector<Entry> entries;
   for (const ordered_json& control : all) {
     Entry entry{control["page"], control["name"], control["group"], control["kind"], control["storedAs"], {}};
-    entry.searched = Lower(entry.name + "\n" + entry.group + "\n" + entry.storedAs);
+    entry.searched = text::Lower(entry.name + "\n" + entry.group + "\n" + entry.storedAs);
     for (const ordered_json& row : control.value("rows", ordered_json::array())) {
       if (row.is_array()) {
-        for (const ordered_json& cell : row) entry.searched += "\n" + Lower(std::string(cell));
+        for (const ordered_json& cell : row) entry.searched += "\n" + text::Lower(std::string(cell));
         continue;
       }
-      entry.searched += "\n" + Lower(row.is_string() ? std::string(row) : std::string(row["text"]));
+      entry.searched += "\n" + text::Lower(row.is_string() ? std::string(row) : std::string(row["text"]));
     }
     entries.push_back(std::move(entry));
   }
@@ -90,7 +84,7 @@ void SettingsIndex::Receive(const std::string& text) {
 }
 
 ordered_json SettingsIndex::Find(Host& host, const std::string& text, size_t most) {
-  const std::string needle = Lower(text);
+  const std::string needle = text::Lower(text);
   ordered_json found = ordered_json::array();
   if (needle.empty()) return found;
   const auto add = [&](const std::string& node, const Entry* entry) {
@@ -108,7 +102,7 @@ ordered_json SettingsIndex::Find(Host& host, const std::string& text, size_t mos
   std::vector<std::string> nodes;
   for (const CPropertyPage* page : pages) {
     nodes.push_back(host.GetTree().NodeOf(static_cast<const CTesselPropertyPage&>(*page), host.NodePath()));
-    if (!nodes.back().empty() && Lower(page->Title()).find(needle) != std::string::npos &&
+    if (!nodes.back().empty() && text::Lower(page->Title()).find(needle) != std::string::npos &&
         found.size() < most / 3) {
       add(nodes.back(), nullptr);
     }
@@ -119,7 +113,7 @@ ordered_json SettingsIndex::Find(Host& host, const std::string& text, size_t mos
       size_t total = 0;
       for (const Tree::Child& child : host.GetTree().Children(path, 0, 1000000, total)) {
         if (found.size() >= most / 2) break;
-        if (child.node.page != nullptr && Lower(child.label).find(needle) != std::string::npos) {
+        if (child.node.page != nullptr && text::Lower(child.label).find(needle) != std::string::npos) {
           add(child.node.path, nullptr);
         }
       }
@@ -129,7 +123,7 @@ ordered_json SettingsIndex::Find(Host& host, const std::string& text, size_t mos
   for (const bool byName : {true, false}) {
     for (const Entry& entry : m_entries) {
       if (found.size() >= most) return found;
-      const bool inName = Lower(entry.name).find(needle) != std::string::npos;
+      const bool inName = text::Lower(entry.name).find(needle) != std::string::npos;
       if (inName != byName || entry.searched.find(needle) == std::string::npos) continue;
       if (!nodes[entry.page].empty()) add(nodes[entry.page], &entry);
     }

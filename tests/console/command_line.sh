@@ -30,6 +30,21 @@ expect 0 'CompressionLevel  REG_SZ  37$' reg query "$server"
 expect 0 'AllowCompression  REG_SZ  79 65 73$' reg query 'HKLM\Software\TesselWorks\SSHD' allowcompression
 expect 0 '"value": "7"' --json show "$page"
 
+# A dry run tells what waits and what Apply would do, whatever the command, and the next look finds nothing of it.
+expect 0 'Level: 7 -> 3' set "$page" Level=3 --dry-run
+expect 0 '^A dry run; Apply would do this: 1 value stored\.$' set "$page" Level=3 --dry-run
+expect 0 'Nothing would be stored' set "$page" Level=7 --dry-run
+expect 0 'Users: \+joe' press --dry-run Users "New User" --fill "User Name=joe" --press OK
+expect 0 '"now": "3"' --json set "$page" Level=3 --dry-run
+expect 0 'Level +edit +7' show "$page"
+expect 0 '^Default$' user list
+expect 1 'no page' show Users::joe
+
+# Help is that of the page, whoever it is a page of.
+expect 0 'Default: ' show --help "$page"
+expect 0 'hours' show --help Users::Default
+expect 1 'no page "Nowhere"' show --help Nowhere
+
 # Captions hold colons, quotation marks and equals signs; other pages go by the first page's boxes.
 expect 0 '' set "General Settings" 'Monitor Sessions (Turn on "Interact with Desktop" for the InetD Service)=on'
 expect 0 '' set "Authentication::Password Options" "Store Passwords:=Never"

@@ -53,6 +53,11 @@ async function show(node) {
   await page.getByRole('heading', { level: 1, name: node.split('::').pop(), exact: true }).waitFor();
 }
 
+async function openUsers() {
+  const users = page.getByRole('treeitem', { name: 'Users', exact: true });
+  if ((await users.getAttribute('aria-expanded')) === 'false') await users.locator('.twist').click();
+}
+
 async function until(what, wanted) {
   for (const end = Date.now() + patience; Date.now() < end; ) {
     if ((await what()) === wanted) return;
@@ -129,6 +134,42 @@ test('each edit says what is stored; the review lists them all, puts one back, a
   await page.getByText('Saved: 1 value on 1 page.').waitFor();
   assert.equal(home.value('SSHD', 'SessionLimit'), '78');
   assert.equal(home.value('SSHD', 'CompressionLevel'), stored);
+});
+
+test('users that were made or deleted come and go with what puts their list back', async () => {
+  const node = (name) => page.getByRole('treeitem', { name });
+  const make = async (name) => {
+    await page.getByRole('button', { name: 'New User' }).click();
+    await page.getByRole('textbox', { name: 'User Name' }).fill(name);
+    await page.locator('dialog[open]').last().getByRole('button', { name: 'OK' }).click();
+    await node(name).waitFor();
+  };
+  home.run('user', 'add', 'vera');
+  await show('Users');
+  await openUsers();
+  await make('nina');
+  await page.getByRole('option', { name: 'vera' }).click();
+  await page.getByRole('button', { name: 'Delete User' }).click();
+  await page.getByRole('button', { name: 'Yes' }).click();
+  await until(() => node('vera').count(), 0);
+  await page.getByRole('button', { name: /^Changes on/ }).click();
+  await page.getByRole('button', { name: 'Revert all of Users', exact: true }).click();
+  await node('vera').waitFor();
+  await until(() => node('nina').count(), 0);
+  await until(() => apply().isEnabled(), false);
+  // A discard that is undone brings a new one back to the tree; an edit after a discard stays.
+  await make('olga');
+  await discard();
+  await until(() => node('olga').count(), 0);
+  await page.getByRole('button', { name: 'Undo' }).click();
+  await node('olga').waitFor();
+  await discard();
+  await make('nina');
+  await page.getByRole('button', { name: 'Undo' }).click();
+  await page.getByText('There is nothing to bring back.').waitFor();
+  assert.equal(await node('nina').count(), 1);
+  await page.getByRole('button', { name: 'Dismiss' }).first().click();
+  await discard();
 });
 
 test('an address that is none keeps its dialog open, and nothing of it is stored', async () => {
@@ -408,16 +449,26 @@ test('a page that refuses is shown with its reason, and nothing of the whole App
   const before = home.value('SSHD', 'CompressionLevel');
   await show('Logging');
   await page.getByRole('checkbox', { name: 'Log input from client' }).click();
+  await show('Users');
+  await openUsers();
+  const nina = page.getByRole('treeitem', { name: 'nina' });
+  await page.getByRole('button', { name: 'New User' }).click();
+  await page.getByRole('textbox', { name: 'User Name' }).fill('nina');
+  await page.locator('dialog[open]').last().getByRole('button', { name: 'OK' }).click();
+  await nina.waitFor();
+  const pages = await page.locator('footer .count').innerText();
   await show(compression);
   await level().fill('3');
   await level().blur();
-  await until(() => page.locator('.count').innerText(), '2');
+  const all = String(Number(pages) + 1);
+  await until(() => page.locator('.count').innerText(), all);
   await apply().click();
   await page.getByRole('heading', { level: 1, name: 'Logging', exact: true }).waitFor();
   await page.getByText('Please enter a valid directory for log files. Nothing was stored').first().waitFor();
   assert.equal(home.value('SSHD', 'CompressionLevel'), before);
   assert.equal(home.value('SSHD', 'LogInput'), null);
-  await until(() => page.locator('.count').innerText(), '2');
+  await until(() => page.locator('.count').innerText(), all);
+  assert.equal(await nina.count(), 1, 'whoever waits stays in the tree');
   // The box that was ticked still is, and with a folder for it all is stored.
   await page.getByRole('textbox', { name: 'Directory:' }).fill('/tmp');
   await page.getByRole('textbox', { name: 'Directory:' }).blur();

@@ -89,8 +89,6 @@ export interface State {
   windows: ModalWindow[];
   marks: string[];
   apply: boolean;
-  ownForm: number;
-  dropped: boolean;
   download: { id: string; name: string; tab: string } | null;
   working?: { done: number; unit: string };
 }
@@ -374,6 +372,8 @@ export function helpOf(node: string, dialog = ''): Promise<Help | null> {
   if (!help) {
     help = get<Help>('/api/help', { node, dialog });
     helps.set(name, help);
+    // The line may have been lost: it is asked for again.
+    void help.then((found) => found ?? helps.delete(name));
   }
   return help;
 }

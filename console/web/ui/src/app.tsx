@@ -135,11 +135,6 @@ function Page({ state, found, onHelp }: { state: State; found: string; onHelp: (
               {state.problem}
             </p>
           )}
-          {state.ownForm > 0 && (
-            <p class="notice" role="status">
-              {state.ownForm} {state.ownForm === 1 ? 'value is' : 'values are'} not stored yet: the page adds its defaults, and Apply stores them.
-            </p>
-          )}
           <WithHelp node={state.node}>
             <Controls controls={state.controls} window={state.window} title={title ?? ''} found={found} />
           </WithHelp>

@@ -299,7 +299,7 @@ export function List(props: ListProps) {
             {drawn}
           </div>
         ) : (
-          !isTable && <div role="option" aria-selected={false} class="empty dim">{filter ? 'No row holds this text' : 'Empty'}</div>
+          !isTable && <div role="option" aria-selected={false} class="empty dim">{filter ? 'No entry holds this text' : 'Empty'}</div>
         )}
       </div>
     </div>

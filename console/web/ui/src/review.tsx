@@ -1,7 +1,7 @@
 // All that waits to be applied, by page and setting, with what is stored; each can be put back.
 
 import { useEffect, useState } from 'preact/hooks';
-import { act, get, plain, store, tell, type Changed, type ReviewedPage } from './api';
+import { act, get, plain, tell, type Changed, type ReviewedPage } from './api';
 import { Modal } from './dialogs';
 
 const shown = (text: string | undefined) => (text ? text : 'empty');
@@ -21,7 +21,7 @@ export const revert = (node: string, control = -1) => act({ act: 'revert', text:
 /** Drops all that waits, and offers to bring it back. */
 export async function discard() {
   if (await act({ act: 'cancel' })) return;
-  if (store.state?.dropped) tell({ text: 'The changes were discarded.', undo: () => void act({ act: 'undoCancel' }) });
+  tell({ text: 'The changes were discarded.', undo: () => void act({ act: 'undoCancel' }) });
 }
 
 function Setting({ node, changed, onRevert }: { node: string; changed: Changed; onRevert: () => void }) {
@@ -52,9 +52,10 @@ export function Review({ onClose }: { onClose: () => void }) {
   const [all, setAll] = useState<{ total: number; pages: ReviewedPage[] } | null>(null);
   const [sure, setSure] = useState(false);
   const load = async () => {
-    const answer = await get<{ total: number; pages: ReviewedPage[] }>('/api/review', { first: 0, count: 200 });
-    if (answer) setAll(answer);
-    if (answer?.total === 0) onClose();
+    const answer = await get<{ total: number; pages: ReviewedPage[]; refusal?: string }>('/api/review', { first: 0, count: 200 });
+    if (answer?.refusal) tell({ text: answer.refusal, error: true });
+    if (answer?.total) setAll(answer);
+    else onClose();
   };
   useEffect(() => void load(), []);
   if (!all) return null;
@@ -76,7 +77,7 @@ export function Review({ onClose }: { onClose: () => void }) {
               {settings.map((changed) => (
                 <Setting key={changed.control} node={node} changed={changed} onRevert={() => void load()} />
               ))}
-              {settings.length === 0 && <li class="dim">Settings behind the buttons of this page, or the order of its rows</li>}
+              {settings.length === 0 && <li class="dim">Settings behind the buttons of this page, or the order of its entries</li>}
             </ul>
           </section>
         ))}

@@ -18,6 +18,9 @@ class StoredChanges {
 
   const std::vector<machine::Change>& All() const { return m_all; }
 
+  // "2 values and 1 key" of those that were stored, or removed; empty for none.
+  std::string Stored() const { return Text(m_stored); }
+  std::string Removed() const { return Text(m_removed); }
   // "2 values and 1 key stored.", "Nothing was stored."
   std::string Count() const;
   // [{"key", "name", "before", "typeBefore", "after", "typeAfter"}] without what there is not; a key that
@@ -35,6 +38,9 @@ class StoredChanges {
   Counts m_removed;
   std::vector<machine::Change> m_all;
 };
+
+// "1 value", "2 values".
+std::string Counted(size_t count, const char* what);
 
 // A value's data as a person reads them.
 std::string TextOf(const machine::StoredValue& value);

@@ -1,17 +1,13 @@
-#include "console/cli/stored_changes.h"
+#include "console/stored_changes.h"
 
 #include "configuration/value_text.h"
 #include "console/describe.h"
 
 using nlohmann::ordered_json;
 
-namespace {
-
 std::string Counted(size_t count, const char* what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
-
-}  // namespace
 
 StoredChanges StoredChanges::OfEvent(Keep keep) {
   StoredChanges changes;
@@ -23,7 +19,6 @@ StoredChanges StoredChanges::OfEvent(Keep keep) {
   return changes;
 }
 
-// "2 values and 1 key"; empty for none.
 std::string StoredChanges::Text(const Counts& counts) {
   std::string text = counts.values > 0 ? Counted(counts.values, "value") : "";
   if (counts.keys > 0) text += (text.empty() ? "" : " and ") + Counted(counts.keys, "key");
@@ -31,8 +26,8 @@ std::string StoredChanges::Text(const Counts& counts) {
 }
 
 std::string StoredChanges::Count() const {
-  const std::string stored = Text(m_stored);
-  const std::string removed = Text(m_removed);
+  const std::string stored = Stored();
+  const std::string removed = Removed();
   if (Empty()) return "Nothing was stored.";
   if (removed.empty()) return stored + " stored.";
   return (stored.empty() ? "" : stored + " stored, ") + removed + " removed.";
