@@ -181,12 +181,13 @@ function Bar({ state, onReview }: { state: State; onReview: () => void }) {
           </span>
         ) : store.busy ? (
           <span class="dim">Working…</span>
-        ) : count > 0 ? (
-          <button type="button" class="link" onClick={onReview}>
-            Changes on {count.toLocaleString('en')} {count === 1 ? 'page wait' : 'pages wait'}
-          </button>
         ) : null}
       </div>
+      {count > 0 && (
+        <button type="button" class="link" onClick={onReview}>
+          Changes on {count.toLocaleString('en')} {count === 1 ? 'page wait' : 'pages wait'}
+        </button>
+      )}
       <button type="button" disabled={!state.apply} onClick={() => (count > 1 ? setAsked(true) : void discard())}>
         Cancel
       </button>
