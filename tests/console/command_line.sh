@@ -42,7 +42,9 @@ expect 1 'no page' show Users::joe
 
 # Help is that of the page, whoever it is a page of.
 expect 0 'Default: ' show --help "$page"
-expect 0 'hours' show --help Users::Default
+expect 0 '' user add ann
+expect 0 'hours' show --help Users::ann
+expect 0 '' user delete ann
 expect 1 'no page "Nowhere"' show --help Nowhere
 
 # Captions hold colons, quotation marks and equals signs; other pages go by the first page's boxes.
