@@ -1,9 +1,7 @@
-#include "platform/listener.h"
-
 #include <cstdlib>
 #include <memory>
 
-#include "platform/windows/sockets.h"
+#include "platform/sockets.h"
 #include "platform/worker.h"
 
 namespace platform {
@@ -15,39 +13,6 @@ void StartSockets() {
     return WSAStartup(MAKEWORD(2, 2), &data);
   }();
   static_cast<void>(started);
-}
-
-bool IsLoopback(const sockaddr& address) {
-  if (address.sa_family == AF_INET) {
-    return (ntohl(reinterpret_cast<const sockaddr_in&>(address).sin_addr.s_addr) >> 24) == 127;
-  }
-  return IN6_IS_ADDR_LOOPBACK(&reinterpret_cast<const sockaddr_in6&>(address).sin6_addr);
-}
-
-bool IsAny(const sockaddr& address) {
-  if (address.sa_family == AF_INET) {
-    return reinterpret_cast<const sockaddr_in&>(address).sin_addr.s_addr == INADDR_ANY;
-  }
-  return IN6_IS_ADDR_UNSPECIFIED(&reinterpret_cast<const sockaddr_in6&>(address).sin6_addr);
-}
-
-bool Describe(Listener& listener) {
-  sockaddr_storage bound{};
-  int size = sizeof bound;
-  auto& address = reinterpret_cast<sockaddr&>(bound);
-  if (getsockname(static_cast<SOCKET>(listener.socket), &address, &size) != 0) return false;
-  char name[NI_MAXHOST] = "";
-  char service[NI_MAXSERV] = "";
-  getnameinfo(&address, size, name, sizeof name, service, sizeof service, NI_NUMERICHOST | NI_NUMERICSERV);
-  listener.address = name;
-  listener.port = std::atoi(service);
-  listener.six = address.sa_family == AF_INET6;
-  listener.loopback = IsLoopback(address);
-  listener.any = IsAny(address);
-  char machine[256] = "localhost";
-  gethostname(machine, sizeof machine - 1);
-  listener.machine = machine;
-  return true;
 }
 
 std::string Hex(const WSAPROTOCOL_INFOA& info) {
@@ -65,19 +30,9 @@ std::string Hex(const WSAPROTOCOL_INFOA& info) {
 
 std::string Listen(std::string_view wanted, Listener& listener) {
   StartSockets();
-  const size_t colon = wanted.rfind(':');
-  std::string host(wanted.substr(0, colon));
-  const std::string port(colon == std::string_view::npos ? "8722" : wanted.substr(colon + 1));
-  if (host.starts_with('[') && host.ends_with(']')) host = host.substr(1, host.size() - 2);
-  addrinfo hints{};
-  hints.ai_family = AF_UNSPEC;
-  hints.ai_socktype = SOCK_STREAM;
-  hints.ai_flags = AI_PASSIVE | AI_NUMERICSERV;
-  addrinfo* found = nullptr;
-  if (getaddrinfo(host.empty() ? "127.0.0.1" : host.c_str(), port.c_str(), &hints, &found) != 0) {
+  const Addresses found = AddressesOf(wanted);
+  if (found == nullptr)
     return "\"" + std::string(wanted) + "\" is not an address and a port of this machine.";
-  }
-  const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> freed(found, freeaddrinfo);
   const SOCKET made = socket(found->ai_family, SOCK_STREAM, 0);
   // Without it another program could take the port over while this one listens.
   const BOOL yes = TRUE;

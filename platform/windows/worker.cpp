@@ -3,7 +3,7 @@
 #include <mutex>
 
 #include "platform/program.h"
-#include "platform/windows/sockets.h"
+#include "platform/sockets.h"
 
 namespace platform {
 namespace {
