@@ -85,13 +85,13 @@ Host::Host(const Options& options) : m_options(options), m_computer(options.comp
 }
 
 Host::~Host() {
-  m_beforeApply = {};  // the library knows how to destroy it
   if (m_library.module != nullptr) {
     m_library.closePropExt();
     // The library leaves some of its pages, which could not be reached once it is unloaded.
     while (!m_sheet.Pages().empty()) delete m_sheet.Pages().back();
-    // The records in it are destroyed by the library's code.
+    // The records that are kept are destroyed by the library's code.
     m_beforeApply = {};
+    m_beforeCancel.reset();
     UnloadExtension(m_library);
   }
   current = nullptr;

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "console/stored_changes.h"
 #include "console/host.h"
+#include "console/stored_changes.h"
 
 class Edits {
  public:
