@@ -101,9 +101,10 @@ def slow_connections_keep_no_one_out(home):
             slow[-1].sendall(heads[number % len(heads)])
         assert 'version' in console.state()
         assert console.act(act='node', text='Users')['refusal'] == ''
-        # Room was made by those that had idled longest, and the last one is served.
+        # Room was made by those that had idled longest, and the last one is served. Two threads greet them, so
+        # neighbours may change places.
         gone = [select.select([one], [], [], 0)[0] != [] for one in slow]
-        assert gone[0] and not gone[-4] and sum(gone) < 100, sum(gone)
+        assert any(gone) and not any(gone[150:]), [i for i, one in enumerate(gone) if one]
         slow[-4].sendall(head(console, 'GET /api/state HTTP/1.1'))
         assert slow[-4].recv(12) == b'HTTP/1.1 200'
     finally:
