@@ -2,7 +2,9 @@
 
 import { createContext, type ComponentChildren } from 'preact';
 import { useContext, useEffect, useState } from 'preact/hooks';
-import { act, helpOf, plain, type Help } from './api';
+import { helpOf, type Help } from './help_texts';
+import { plain } from './state';
+import { act } from './transport';
 
 const Shown = createContext<Help | null>(null);
 

@@ -1,138 +1,12 @@
 // Lists and tables of any length: rows are fetched and drawn by the window that is scrolled to.
 
-import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
-import { act, get, type Control, type Row } from './api';
+import { useEffect, useRef, useState } from 'preact/hooks';
+import { isSelected, useChoice, useRows, type ListProps } from './list_rows';
 import { reveal, rowHeight, stepOf } from './rows';
-
-const block = 100;
-const mostVisible = 12;
-
-interface Rows {
-  total: number;
-  stamp: number;
-  rows: Row[];
-}
-
-interface Cache {
-  key: string;
-  total: number;
-  blocks: Map<number, Row[]>;
-}
-
-interface ListProps {
-  control: Control;
-  index: number;
-  window: number;
-  label: string;
-}
-
-/** The rows that the filter leaves, by position; fetches what is not there yet. */
-function useRows({ control, index, window }: ListProps, filter: string) {
-  const [, redraw] = useState(0);
-  const cache = useRef<Cache>({ key: '', total: 0, blocks: new Map() });
-  const loading = useRef(new Map<string, Promise<void>>());
-  const key = `${window}/${index}/${control.stamp}/${filter}`;
-  const inline = control.rows && (!filter || control.rows.length <= block);
-  if (inline) {
-    const needle = filter.toLowerCase();
-    const rows = control.rows!.filter((row) => !needle || row.cells.some((cell) => cell.toLowerCase().includes(needle)));
-    cache.current = { key, total: rows.length, blocks: new Map([[0, rows]]) };
-  }
-
-  function load(number: number): Promise<void> {
-    const id = `${key}#${number}`;
-    if (inline) return Promise.resolve();
-    let loaded = loading.current.get(id);
-    if (!loaded) {
-      loaded = fetchBlock(number).finally(() => loading.current.delete(id));
-      loading.current.set(id, loaded);
-    }
-    return loaded;
-  }
-
-  async function fetchBlock(number: number): Promise<void> {
-    const rows = await get<Rows>('/api/rows', { window, control: index, first: number * block, count: block, filter });
-    if (!rows?.rows) return;
-    // Rows that are shown stay until those of the new filter or stamp have come.
-    if (cache.current.key !== key) cache.current = { key, total: rows.total, blocks: new Map() };
-    cache.current.total = rows.total;
-    cache.current.blocks.set(number, rows.rows);
-    redraw((n) => n + 1);
-  }
-
-  return {
-    total: cache.current.key ? cache.current.total : (control.count ?? 0),
-    fresh: cache.current.key === key,
-    at: (position: number): Row | undefined =>
-      cache.current.blocks.get(Math.floor(position / block))?.[position % block],
-    async need(from: number, to: number) {
-      for (let number = Math.floor(from / block); number <= Math.floor(to / block); ++number) {
-        if (cache.current.key !== key || !cache.current.blocks.has(number)) await load(number);
-      }
-    },
-  };
-}
-
-type Held = Pick<MouseEvent, 'ctrlKey' | 'metaKey' | 'shiftKey'>;
-
-// A list's selection is one row, which the rows that were fetched before do not know.
-const isSelected = (control: Control, row: Row | undefined) =>
-  row !== undefined && (control.kind === 'list' ? control.selected === row.row : row.selected);
-
-/** The row that keys start from, and what a person does to rows. */
-function useChoice(props: ListProps, rows: ReturnType<typeof useRows>, filter: string, bring: (position: number) => void) {
-  const { control, index, window } = props;
-  const [active, setActive] = useState(-1);
-  const anchor = useRef(-1);
-  const asked = useRef(0);
-  const at = { window, control: index };
-  useEffect(() => setActive(-1), [filter]);
-  // The selection that code made is where keys go on from; a person's own may be on its way still.
-  useLayoutEffect(() => {
-    if (control.selected === undefined || control.selected < 0 || filter || asked.current > 0) return;
-    setActive(control.selected);
-    bring(control.selected);
-  }, [control.selected]);
-
-  async function select(position: number, held: Held) {
-    await rows.need(position, position);
-    const row = rows.at(position);
-    if (!row) return;
-    if (control.multiple && held.shiftKey && anchor.current >= 0) {
-      await act({ ...at, act: 'range', row: anchor.current, to: row.row, filter });
-      return;
-    }
-    anchor.current = row.row;
-    if (control.multiple && (held.ctrlKey || held.metaKey)) {
-      await act({ ...at, act: 'select', row: row.row, on: !isSelected(control, row) });
-    } else {
-      await act({ ...at, act: 'only', row: row.row });
-    }
-  }
-
-  return {
-    active,
-    async choose(position: number, held: Held) {
-      setActive(position);
-      bring(position);
-      ++asked.current;
-      await select(position, held);
-      --asked.current;
-    },
-    check(position: number) {
-      setActive(position);
-      const row = rows.at(position);
-      if (row) void act({ ...at, act: 'check', row: row.row, on: !row.checked });
-    },
-    open(position: number) {
-      const row = rows.at(position);
-      if (row) void act({ ...at, act: 'open', row: row.row });
-    },
-  };
-}
+import type { Listing, Row } from './state';
 
 interface RowProps {
-  control: Control;
+  control: Listing;
   row: Row | undefined;
   position: number;
   total: number;
@@ -185,7 +59,7 @@ function ListRow({ control, row, position, total, shared, onCheck }: RowProps) {
   );
 }
 
-function Head({ control, style }: { control: Control; style: Record<string, string> }) {
+function Head({ control, style }: { control: Listing; style: Record<string, string> }) {
   return (
     <div role="rowgroup" class="head">
       <div role="row" class="row" aria-rowindex={1} style={style}>
@@ -222,11 +96,13 @@ function Filter({ label, total, count, onFilter }: { label: string; total: numbe
 }
 
 /** Equal columns share the width by their weights; a box to tick stands before them. */
-function columnsOf(control: Control) {
+function columnsOf(control: Listing) {
   const columns = control.columns ?? [];
   const weights = columns.map((column) => `minmax(6rem, ${column.width || 1}fr)`).join(' ');
   return { gridTemplateColumns: (control.checkBoxes ? '2rem ' : '') + (columns.length > 1 ? weights : '1fr') };
 }
+
+const mostVisible = 12;
 
 export function List(props: ListProps) {
   const { control, index, window, label } = props;

@@ -1,8 +1,10 @@
 // All that waits to be applied, by page and setting, with what is stored; each can be put back.
 
 import { useEffect, useState } from 'preact/hooks';
-import { act, get, plain, tell, type Changed, type ReviewedPage } from './api';
-import { Modal } from './dialogs';
+import { Modal } from './modal';
+import { tell } from './notices';
+import { plain, type Changed, type ReviewedPage } from './state';
+import { act, get } from './transport';
 
 const shown = (text: string | undefined) => (text ? text : 'empty');
 

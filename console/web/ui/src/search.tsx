@@ -1,7 +1,8 @@
 // The search over all settings: it jumps to the control that is chosen and shows where it stands.
 
 import { useEffect, useRef, useState } from 'preact/hooks';
-import { get, plain } from './api';
+import { plain } from './state';
+import { get } from './transport';
 
 export interface Found {
   node: string;

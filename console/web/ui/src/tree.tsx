@@ -2,7 +2,8 @@
 // hundred thousand principals opens like one with three.
 
 import { useEffect, useReducer, useRef, useState } from 'preact/hooks';
-import { act, get, type State } from './api';
+import type { State } from './state';
+import { act, get } from './transport';
 import { reveal, rowHeight, stepOf } from './rows';
 import { block, nodeAt, placesOf, positionOf, rowCount, rowOf, type Folder, type Folders, type Node, type Place } from './tree_rows';
 

@@ -1,97 +1,8 @@
-// The state of the console, and the acts that change it. Acts go one after another, as a person does them.
+// The way to the console: acts go one after another, as a person does them; the state comes by itself.
 
-export interface Row {
-  row: number;
-  cells: string[];
-  selected: boolean;
-  checked?: boolean;
-}
-
-export interface Control {
-  kind: string;
-  name: string;
-  caption: string;
-  group: number;
-  value: string;
-  disabled?: boolean;
-  hidden?: boolean;
-  storedAs?: string;
-  multiLine?: boolean;
-  readOnly?: boolean;
-  password?: boolean;
-  filled?: boolean;
-  takes?: string;
-  spin?: [number, number];
-  radioGroup?: number;
-  selected?: number;
-  multiple?: boolean;
-  default?: boolean;
-  image?: string;
-  length?: number;
-  checkBoxes?: boolean;
-  columns?: { title: string; width: number }[];
-  count?: number;
-  stamp?: number;
-  rows?: Row[];
-  editable?: boolean;
-  choices?: string[];
-  min?: number;
-  max?: number;
-  low?: string;
-  high?: string;
-  changed?: Changed;
-}
-
-/** What is stored, where a control shows something else. */
-export interface Changed {
-  control: number;
-  name: string;
-  alone: boolean;
-  was?: string;
-  now?: string;
-  secret?: boolean;
-  added?: string[];
-  removed?: string[];
-}
-
-export interface ReviewedPage {
-  node: string;
-  settings: Changed[];
-}
-
-export interface ModalWindow {
-  window: number;
-  kind: 'dialog' | 'message' | 'file' | 'folder';
-  caption?: string;
-  controls?: Control[];
-  text?: string;
-  buttons?: string[];
-  save?: boolean;
-  overwritePrompt?: boolean;
-  fileName?: string;
-  filter?: string;
-  transfer?: boolean;
-}
-
-export interface State {
-  version: number;
-  instance: string;
-  notice: string;
-  computer: string;
-  computers: string[];
-  configServer: boolean;
-  roots: string[];
-  tree: number;
-  node: string;
-  problem: string;
-  window: number;
-  controls: Control[];
-  windows: ModalWindow[];
-  marks: string[];
-  apply: boolean;
-  download: { id: string; name: string; tab: string } | null;
-  working?: { done: number; unit: string };
-}
+import { notice, tell } from './notices';
+import type { State } from './state';
+import { store, type Line } from './store';
 
 export interface Act {
   act: string;
@@ -113,38 +24,6 @@ interface Reply {
   state?: State;
 }
 
-export type Line = 'open' | 'lost' | 'closed';
-
-export interface Toast {
-  text: string;
-  link?: string;
-  error?: boolean;
-  undo?: () => void;
-}
-
-export const store = {
-  state: null as State | null,
-  line: 'open' as Line,
-  toast: null as Toast | null,
-  beeps: 0,
-  busy: false, // an act has been on its way for a while
-  changed: () => {},
-};
-
-/** Texts that controls have refused, by window and control: nothing is confirmed while they stand there. */
-export const refused = new Map<string, { window: number; reason: string; element: HTMLElement }>();
-
-/** Shows the first refused text of the window; false where there is none. */
-export function showRefused(window: number): boolean {
-  for (const { window: of, reason, element } of refused.values()) {
-    if (of !== window || !element.isConnected) continue;
-    tell({ text: reason, error: true });
-    element.focus();
-    return true;
-  }
-  return false;
-}
-
 /** This tab among those that the console is open in. */
 const tab = Math.random().toString(36).slice(2);
 
@@ -160,15 +39,6 @@ const key = (() => {
   }
   return localStorage.getItem('key') ?? '';
 })();
-
-let toastTimer = 0;
-export function tell(toast: Toast | null) {
-  store.toast = toast;
-  clearTimeout(toastTimer);
-  // What went wrong stays until it was read.
-  if (toast && !toast.error) toastTimer = window.setTimeout(() => tell(null), 8000);
-  store.changed();
-}
 
 function setLine(line: Line) {
   if (store.line === line) return;
@@ -253,7 +123,7 @@ async function work() {
     const reply = await send(next.act);
     clearTimeout(slow);
     store.busy = false;
-    if (store.toast?.error && !next.quiet) tell(null);
+    if (notice()?.error && !next.quiet) tell(null);
     if (reply) {
       refusal = reply.refusal;
       if (reply.state) take(reply.state);
@@ -355,33 +225,5 @@ export function follow() {
     await get('/api/state', {});
     if (store.line !== 'closed') setLine('lost');
     setTimeout(follow, store.line === 'closed' ? 3000 : 700);
-  };
-}
-
-export interface Help {
-  title: string;
-  about: string;
-  settings: Record<string, { text: string; default: string; under: string; danger: string }>;
-}
-
-const helps = new Map<string, Promise<Help | null>>();
-/** What the page at the node, or a dialog of it, is for; null where nobody has written it down. */
-export function helpOf(node: string, dialog = ''): Promise<Help | null> {
-  const name = `${store.state?.instance} ${node} ${dialog}`;
-  let help = helps.get(name);
-  if (!help) {
-    help = get<Help>('/api/help', { node, dialog });
-    helps.set(name, help);
-    // The line may have been lost: it is asked for again.
-    void help.then((found) => found ?? helps.delete(name));
-  }
-  return help;
-}
-
-export function plain(caption: string): { text: string; key?: string } {
-  const at = caption.search(/&[^&]/);
-  return {
-    text: caption.replace(/&(.)/g, '$1'),
-    key: at < 0 ? undefined : caption[at + 1]!.toLowerCase(),
   };
 }

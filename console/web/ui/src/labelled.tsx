@@ -1,0 +1,63 @@
+// What controls of all kinds share: their names, their captions and the value that is being changed.
+
+import type { ComponentChildren } from 'preact';
+import { useRef, useState } from 'preact/hooks';
+import { plain, type Control, type Kind, type OfKind } from './state';
+
+interface Place {
+  index: number;
+  window: number;
+  title: string; // the window's, which names what nothing else names
+}
+
+export type Props<K extends Kind = Kind> = Place & { control: OfKind<K> };
+
+export const idOf = (window: number, index: number) => `w${window}c${index}`;
+
+/** What a screen reader calls the control: its caption, else its group's, numbered where there are several. */
+export const nameOf = ({ control, title }: { control: Control; title: string }) =>
+  (/^(#\d+)?$/.test(control.name) ? title : '') + plain(control.name).text.replace(/#(\d+)$/, ' $1');
+
+/** A value that is being changed: the person's until the console has answered, then the console's. */
+export function useDraft(value: string) {
+  const [draft, setDraft] = useState<string | null>(null);
+  const last = useRef(0);
+  return {
+    shown: draft ?? value,
+    async change(text: string, send: () => Promise<string>) {
+      const number = ++last.current;
+      setDraft(text);
+      await send();
+      if (number === last.current) setDraft(null);
+    },
+  };
+}
+
+export function Labelled({ control, index, window, hint, children }: Props & { hint?: string; children: ComponentChildren }) {
+  const { text } = plain(control.caption);
+  return (
+    <>
+      {text && (
+        <label for={idOf(window, index)} title={storedAs(control)}>
+          {text}
+        </label>
+      )}
+      {children}
+      {hint && <span class="hint">{hint}</span>}
+    </>
+  );
+}
+
+export const storedAs = (control: Control) => (control.storedAs ? `Stored as ${control.storedAs}` : undefined);
+
+export function common(props: Props) {
+  const { control, index, window } = props;
+  const { text, key } = plain(control.caption);
+  return {
+    id: idOf(window, index),
+    disabled: control.disabled,
+    accessKey: key,
+    'aria-label': text ? undefined : nameOf(props),
+    title: text ? undefined : storedAs(control),
+  };
+}

@@ -1,0 +1,45 @@
+// The page that is shown.
+
+import { useLayoutEffect, useRef } from 'preact/hooks';
+import { Controls } from './controls';
+import { WithHelp } from './help';
+import type { State } from './state';
+
+export function Page({ state, found, onHelp }: { state: State; found: string; onHelp: () => void }) {
+  const crumbs = state.node.split('::');
+  const title = crumbs.pop();
+  const box = useRef<HTMLElement>(null);
+  useLayoutEffect(() => box.current?.scrollTo(0, 0), [state.window]);
+  return (
+    <main id="page" aria-label={title} tabIndex={-1} ref={box}>
+      {state.node ? (
+        <div class="page" key={state.window}>
+          <header>
+            <div>
+              {crumbs.length > 0 && <p class="crumbs">{crumbs.join(' › ')}</p>}
+              <h1>{title}</h1>
+            </div>
+            <button type="button" class="quiet" title="Help (F1)" aria-label="Help" onClick={onHelp}>
+              ?
+            </button>
+          </header>
+          {state.problem && (
+            <p class="problem" role="status">
+              {state.problem}
+            </p>
+          )}
+          <WithHelp node={state.node}>
+            <Controls controls={state.controls} window={state.window} title={title ?? ''} found={found} />
+          </WithHelp>
+        </div>
+      ) : (
+        <div class="page">
+          <h1>Nothing to show</h1>
+          <p class="dim">
+            {state.configServer ? 'There is no named configuration yet.' : 'There is no page.'}
+          </p>
+        </div>
+      )}
+    </main>
+  );
+}
