@@ -278,14 +278,11 @@ bool Host::TakeBackCancel() {
 
 void Host::FollowStore() {
   ReadPrincipals();
-  std::string_view path = m_path;
-  std::string why;
-  while (!path.empty() && !m_tree->Find(path)) {
-    path = path.substr(0, path.rfind("::") == std::string_view::npos ? 0 : path.rfind("::"));
-  }
+  const std::string path = m_tree->NearestAbove(m_path);
   if (path == m_path) return;
   const std::string gone = m_path;
-  Select(std::string(path), why);
+  std::string why;
+  Select(path, why);
   // What the page kept of it when it was left has no key to go to.
   for (CTesselPropertyPage* page : m_pages) page->m_pending.erase(gone);
 }

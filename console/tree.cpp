@@ -280,6 +280,14 @@ std::vector<Tree::Child> Tree::Children(std::string_view path, size_t first, siz
   return children;
 }
 
+std::string Tree::NearestAbove(std::string_view path) const {
+  while (!path.empty() && !Find(path)) {
+    const size_t end = path.rfind(kSeparator);
+    path = path.substr(0, end == std::string_view::npos ? 0 : end);
+  }
+  return std::string(path);
+}
+
 std::string Tree::NodeOf(const CTesselPropertyPage& page, std::string_view path) const {
   std::string nearest;
   for (const std::string& root : m_roots) {

@@ -54,6 +54,8 @@ class Tree {
   CTesselPropertyPage* PageOf(std::string_view path) const;
   // Has the nodes of an earlier copy.
   void PutBack(const Tree& before);
+  // The node at the path or, where it has gone, the nearest one above it that is there; empty for none.
+  std::string NearestAbove(std::string_view path) const;
   // Counts up whenever nodes come or go.
   unsigned Changes() const { return m_changes; }
   // Up to three paths that resemble `path`.

@@ -217,7 +217,7 @@ class Connection final : public Visitor, public std::enable_shared_from_this<Con
       --m_core.sockets;
       return Write(Sentence(503, "The console is open in too many tabs."));
     }
-    std::make_shared<WebSocket<Stream>>(m_core, std::move(m_stream))->Start(m_parser->release());
+    std::make_shared<WebSocket<Stream>>(m_core, std::move(m_stream), m_request)->Start(m_parser->release());
   }
 
   Core& m_core;

@@ -59,7 +59,7 @@ struct Site {
   std::vector<Route> routes;
   std::string socketPath;
   // `wake` says that there may be news; it may be called from any thread, and when the socket is no more.
-  std::function<std::unique_ptr<Tab>(std::function<void()> wake)> openTab;
+  std::function<std::unique_ptr<Tab>(const Request& request, std::function<void()> wake)> openTab;
 };
 
 // How a server speaks to those who connect: plainly, or over TLS.

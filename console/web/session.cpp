@@ -51,12 +51,22 @@ void Session::Run() {
 
 Session::Response Session::Put(std::unique_ptr<Request> request) {
   std::future<Response> response = request->response.get_future();
+  Enqueue(std::move(request));
+  return response.get();
+}
+
+void Session::Post(std::function<ordered_json()> work) {
+  auto request = std::make_unique<Request>();
+  request->read = std::move(work);
+  Enqueue(std::move(request));
+}
+
+void Session::Enqueue(std::unique_ptr<Request> request) {
   {
     const std::lock_guard lock(m_mutex);
     m_queue.push_back(std::move(request));
   }
   m_arrived.notify_one();
-  return response.get();
 }
 
 std::unique_ptr<Session::Request> Session::Take(bool wait) {
@@ -80,15 +90,19 @@ std::string Session::Read(std::function<ordered_json()> work) {
   return Put(std::move(request)).text;
 }
 
-Session::Response Session::StateNow() const {
-  return {"{\"version\":" + std::to_string(m_version) + (m_state.empty() ? "}" : "," + m_state.substr(1)),
-          m_version};
+Session::Response Session::StateNow(const std::string& tab) const {
+  auto found = m_published.find(tab);
+  if (found == m_published.end()) found = m_published.find("");
+  if (found == m_published.end()) return {"{\"version\":0}", 0};
+  const auto& [state, version] = found->second;
+  return {"{\"version\":" + std::to_string(version) + "," + state.substr(1), version};
 }
 
-std::optional<Session::Response> Session::StateAfter(std::uint64_t version) const {
+std::optional<Session::Response> Session::StateAfter(const std::string& tab, std::uint64_t version) const {
   const std::lock_guard lock(m_mutex);
-  if (m_state.empty() || version == m_version) return std::nullopt;
-  return StateNow();
+  Response now = StateNow(tab);
+  if (now.version == 0 || version == now.version) return std::nullopt;
+  return now;
 }
 
 void Session::Follow(const void* follower, std::function<void()> tell) {
@@ -118,9 +132,11 @@ void Session::NextAct() {
     m_refusal.clear();
     const unsigned long number = ++m_actNumber;
     m_host.BeginEvent();
+    m_acting = KeyOf(act.tab);
     m_waitedBefore = m_host.Sheet().IsModified();
+    m_valuesBefore.reset();
     m_atSheet = act.window == 0;
-    m_waited = act.window == 0 ? std::nullopt : std::optional(m_host.Waiting());
+    m_waited.reset();
     std::string refusal = DoSafely(act);
     // Where the act has opened a dialog it is answered already, and another one may wait by now.
     if (number == m_actNumber) m_refusal = std::move(refusal);
@@ -170,6 +186,12 @@ void Session::Settle() {
     }
   }
   m_applied = false;
+  FollowFront();
+  if (m_valuesBefore && ValuesStamp(*m_host.Page()) != *m_valuesBefore) {
+    TellOthers("Another tab has changed this page.", false);
+  }
+  m_valuesBefore.reset();
+  RefreshOthers();
   m_transfers.Settled(m_windows.size());
   Publish();
   if (m_act == nullptr) return;
@@ -184,18 +206,40 @@ std::string Session::Notice() {
   m_saved.clear();
   if (m_waited) {
     const std::vector<std::string> others = m_host.ChangedBesides(*m_waited);
-    if (!others.empty()) sentences.push_back("This changes " + AllOf(others) + " too.");
+    if (!others.empty()) {
+      sentences.push_back("This changes " + AllOf(others) + " too.");
+      m_refresh = true;
+    }
   }
   m_waited.reset();
   return text::Joined(sentences, " ");
 }
 
 void Session::Publish() {
-  std::string state = Dump(DescribeState());
+  if (m_host.Page() != nullptr) {
+    const std::string page = DescribePage();
+    for (auto& [tab, view] : m_views) {
+      if (view.node == m_host.NodePath()) view.page = page;
+    }
+  }
+  const std::string all = Dump(DescribeAll());
+  std::map<std::string, std::string> states;
+  for (const auto& [tab, view] : m_views) {
+    ordered_json own{{"node", view.node}, {"window", view.window}, {"windows", DescribeWindows(tab)}};
+    own["elsewhere"] = {{"count", view.heard}, {"text", view.lastHeard}};
+    if (!m_windows.empty() && own["windows"].empty()) own["asked"] = true;
+    const std::string fields = Dump(own);
+    states[tab] = all.substr(0, all.size() - 1) + "," + fields.substr(1, fields.size() - 2) +
+                  (view.page.empty() ? "" : "," + view.page) + "}";
+  }
   const std::lock_guard lock(m_mutex);
-  if (state == m_state) return;
-  m_state = std::move(state);
-  ++m_version;
+  const std::uint64_t before = m_version;
+  for (auto& [tab, state] : states) {
+    Published& published = m_published[tab];
+    if (published.state == state) continue;
+    published = {std::move(state), ++m_version};
+  }
+  if (m_version == before) return;
   for (const auto& [follower, tell] : m_followers) tell();
 }
 
@@ -206,7 +250,7 @@ void Session::Answer(Request& request, const std::string& refusal) {
   m_beeps = 0;
   m_opened.clear();
   const std::lock_guard lock(m_mutex);
-  const Response state = StateNow();
+  const Response state = StateNow(request.act->tab);
   request.response.set_value(
       {head.substr(0, head.size() - 1) + ",\"state\":" + state.text + "}", state.version});
 }
@@ -247,6 +291,7 @@ void Session::WaitFor(ModalWindow& window) {
     ~Shown() { windows.pop_back(); }
   };
   window.number = ++m_lastWindow;
+  if (m_windows.empty()) m_owner = m_acting;
   m_windows.push_back(&window);
   const Shown shown{m_windows};
   while (!(window.dialog != nullptr ? window.dialog->Ended() : window.answered)) {
@@ -294,7 +339,9 @@ void Session::ShowCertificate(const CertificateView& certificate) {
 }
 
 CDialog* Session::DialogOf(unsigned window) const {
-  if (window == m_pageWindow) return m_host.Page();
+  for (const auto& [tab, view] : m_views) {
+    if (view.window == window) return view.node == m_host.NodePath() ? m_host.Page() : nullptr;
+  }
   for (const ModalWindow* modal : m_windows) {
     if (modal->number == window) return modal->dialog;
   }
@@ -311,6 +358,10 @@ CWnd* Session::ListOf(unsigned window, size_t control) const {
 
 ordered_json Session::RowsOf(unsigned window, size_t control, size_t first, size_t count,
                              const std::string& filter) {
+  for (const auto& [tab, view] : m_views) {
+    if (view.window != window || view.node == m_host.NodePath() || !m_windows.empty()) continue;
+    InOwnEvent([&, &shown = tab] { BringToFront(shown); });
+  }
   const CWnd* list = ListOf(window, control);
   if (list == nullptr) return nullptr;
   const std::vector<std::uint32_t>& matching = m_rows.Matching(*list, filter);
@@ -322,38 +373,59 @@ ordered_json Session::RowsOf(unsigned window, size_t control, size_t first, size
 }
 
 std::string Session::Refusal(const PersonsAct& act) const {
+  const std::string& tab = KeyOf(act.tab);
   if (!m_windows.empty()) {
+    if (act.name == "takeWindows") return {};
+    if (m_owner && *m_owner != tab) return "Another tab of the console waits for an answer first.";
     return act.window == m_windows.back()->number ? "" : "A dialog waits for its answer first.";
   }
   if (act.name == "stop") return "There is nothing to stop.";
-  const bool atSheet = act.window == 0;
-  return atSheet || act.window == m_pageWindow ? "" : "This window is no longer shown.";
+  return act.window == 0 || act.window == m_views.at(tab).window ? "" : "This window is no longer shown.";
 }
 
 std::string Session::Do(const PersonsAct& act) {
-  if (!m_windows.empty()) return DoAtModal(*m_windows.back(), act);
-  if (act.name == "node") return GoTo(act.text);
-  CTesselPropertyPage* const page = m_host.Page();
-  if (page == nullptr) return "No page is shown.";
+  const std::string tab = KeyOf(act.tab);
+  if (!m_windows.empty()) {
+    m_owner = tab;
+    m_waited = m_host.Waiting();
+    return act.name == "takeWindows" ? "" : DoAtModal(*m_windows.back(), act);
+  }
+  if (act.name == "node") {
+    std::string why = GoTo(act.text);
+    if (why.empty()) m_front = tab;
+    return why;
+  }
+  if (m_host.Page() == nullptr) return "No page is shown.";
+  if (std::string why = BringToFront(tab); !why.empty()) return why;
+  if (act.window == 0) return DoAtSheet(act);
   // Leaving an edit, as a click elsewhere does, edits nothing.
-  if (act.window != 0 && act.name != "leave") m_host.ForgetCancel();
-  if (act.window != 0) return DoAtControl(*page, act, m_rows);
-  const std::string node = m_host.NodePath();
-  if (act.name == "apply") {
-    return Apply(node);
-  } else if (act.name == "cancel") {
+  if (act.name != "leave") m_host.ForgetCancel();
+  m_waited = m_host.Waiting();
+  const auto shows = [this](const auto& view) { return view.second.node == m_host.NodePath(); };
+  if (std::count_if(m_views.begin(), m_views.end(), shows) > 1) {
+    m_valuesBefore = ValuesStamp(*m_host.Page());
+  }
+  return DoAtControl(*m_host.Page(), act, m_rows);
+}
+
+std::string Session::DoAtSheet(const PersonsAct& act) {
+  if (act.name == "apply") return Apply();
+  if (act.name == "cancel") {
     m_host.Cancel();
-    EditEnded(node);
+    PageWasShown(false);
+    TellOthers("Another tab has discarded all changes.", true);
   } else if (act.name == "undoCancel") {
     if (!m_host.TakeBackCancel()) return "There is nothing to bring back.";
-    PageWasShown(page->ValuesOf(node).differ);
+    PageWasShown(m_host.Page()->ValuesOf(m_host.NodePath()).differ);
+    TellOthers("Another tab has brought back the changes.", true);
   } else if (act.name == "revert") {
     return Revert(act);
   } else if (act.name == "help") {
-    page->WinHelp();
+    m_host.Page()->WinHelp();
   } else {
     return "There is no act \"" + act.name + "\".";
   }
+  m_refresh = true;
   return {};
 }
 
@@ -425,19 +497,13 @@ std::string Session::FirstNode() const {
 std::string Session::GoTo(const std::string& node) {
   // The node that is shown already stays as it is, as in any tree.
   if (m_host.Page() != nullptr && node == m_host.NodePath()) return {};
+  KeepSelections();
   const auto found = m_host.GetTree().Find(node);
   const bool pending = found && found->page != nullptr && found->page->m_pending.contains(node);
   std::string why;
   if (!m_host.Select(node, why)) return why;
-  m_pageWindow = ++m_lastWindow;
   PageWasShown(pending);
   return {};
-}
-
-// The node that was shown may have gone with that.
-void Session::EditEnded(const std::string& shownBefore) {
-  if (m_host.NodePath() != shownBefore) m_pageWindow = ++m_lastWindow;
-  PageWasShown(false);
 }
 
 void Session::PageWasShown(bool pending) {
@@ -466,7 +532,24 @@ std::vector<std::string> Session::Marks() const {
   return marks;
 }
 
-ordered_json Session::DescribeState() const {
+// The fields of the state that tell of the page in front.
+std::string Session::DescribePage() const {
+  const CTesselPropertyPage& page = *m_host.Page();
+  ordered_json json{{"problem", m_host.WhyNothingIsStored()}, {"controls", DescribeWindow(page)}};
+  AddStored(page, m_shownPending, json["controls"]);
+  const std::string text = Dump(json);
+  return text.substr(1, text.size() - 2);
+}
+
+// What stands above the page, for the tab that answers it.
+ordered_json Session::DescribeWindows(const std::string& tab) const {
+  ordered_json windows = ordered_json::array();
+  if (m_owner && *m_owner != tab) return windows;
+  for (const ModalWindow* window : m_windows) windows.push_back(DescribeModal(*window));
+  return windows;
+}
+
+ordered_json Session::DescribeAll() const {
   ordered_json json{{"instance", m_setup.instance},
                     {"notice", m_setup.notice},
                     {"computer", m_host.GetOptions().computer},
@@ -474,20 +557,10 @@ ordered_json Session::DescribeState() const {
                     {"configServer", m_host.GetOptions().configServerMode},
                     {"roots", m_host.GetTree().Roots()},
                     {"tree", m_host.GetTree().Changes()},
-                    {"node", m_host.NodePath()},
-                    {"problem", m_host.WhyNothingIsStored()},
-                    {"window", m_pageWindow}};
-  const CDialog* page = m_host.Page();
-  json["controls"] = page == nullptr ? ordered_json::array() : DescribeWindow(*page);
-  if (m_host.Page() != nullptr) AddStored(*m_host.Page(), m_shownPending, json["controls"]);
-  json["windows"] = ordered_json::array();
-  for (const ModalWindow* window : m_windows) json["windows"].push_back(DescribeModal(*window));
-  json["marks"] = Marks();
-  json["apply"] = m_host.Sheet().IsModified();
-  json["download"] = m_transfers.Waiting();
-  if (m_work) {
-    json["working"] = {{"done", m_work->done}, {"unit", m_work->unit}};
-  }
+                    {"marks", Marks()},
+                    {"apply", m_host.Sheet().IsModified()},
+                    {"download", m_transfers.Waiting()}};
+  if (m_work) json["working"] = {{"done", m_work->done}, {"unit", m_work->unit}};
   return json;
 }
 

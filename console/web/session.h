@@ -23,6 +23,7 @@
 #include "console/web/modal_window.h"
 #include "console/web/rows.h"
 #include "console/web/transfers.h"
+#include "console/web/views.h"
 #include "platform/program.h"
 
 namespace web {
@@ -69,8 +70,12 @@ class Session final : public FrontEnd {
   Response Act(PersonsAct act);
   // What `work` returns, run on the page thread between two acts or while one waits for a person.
   std::string Read(std::function<nlohmann::ordered_json()> work);
-  // The state that was published last; nothing if none was, or that version.
-  std::optional<Response> StateAfter(std::uint64_t version) const;
+  // The state of the tab that was published last; nothing if none was, or that version. Tabs that are not
+  // open share one state.
+  std::optional<Response> StateAfter(const std::string& tab, std::uint64_t version) const;
+  // From Open to Close the tab has a node of its own, at first `node` where there is one. Neither waits.
+  void Open(const std::string& tab, const std::string& node);
+  void Close(const std::string& tab);
   // Calls `tell` at every new state, until Unfollow by the same follower; it must not call back.
   void Follow(const void* follower, std::function<void()> tell);
   void Unfollow(const void* follower);
@@ -115,7 +120,14 @@ class Session final : public FrontEnd {
     std::string unit;
   };
 
+  struct Published {
+    std::string state;  // the fields behind the version
+    std::uint64_t version = 0;
+  };
+
   Response Put(std::unique_ptr<Request> request);
+  void Post(std::function<nlohmann::ordered_json()> work);
+  void Enqueue(std::unique_ptr<Request> request);
   std::unique_ptr<Request> Take(bool wait);
   // Waits until an act was done; reads and refused acts are answered at once.
   void NextAct();
@@ -126,11 +138,24 @@ class Session final : public FrontEnd {
   void Answer(Request& request, const std::string& refusal);
   static void AnswerRead(Request& request);
   void ShowWork(Work work);
-  Response StateNow() const;  // under m_mutex
+  Response StateNow(const std::string& tab) const;  // under m_mutex
+
+  const std::string& KeyOf(const std::string& tab) const;
+  void OpenView(const std::string& tab, const std::string& node);
+  void CloseView(const std::string& tab);
+  void InOwnEvent(const std::function<void()>& show);
+  std::string BringToFront(const std::string& tab);
+  void KeepSelections();
+  void FollowFront();
+  void TellOthers(const std::string& sentence, bool everywhere);
+  void RefreshOthers();
+  std::string DescribePage() const;
+  nlohmann::ordered_json DescribeWindows(const std::string& tab) const;
 
   std::string Refusal(const PersonsAct& act) const;
   std::string Do(const PersonsAct& act);
-  std::string Apply(const std::string& node);
+  std::string DoAtSheet(const PersonsAct& act);
+  std::string Apply();
   std::string Revert(const PersonsAct& act);
   // How many values the event at hand has stored, from how many pages, as a sentence.
   std::string SavedSentence() const;
@@ -142,9 +167,8 @@ class Session final : public FrontEnd {
   void WaitFor(ModalWindow& window);
   CDialog* DialogOf(unsigned window) const;
   CWnd* ListOf(unsigned window, size_t control) const;
-  nlohmann::ordered_json DescribeState() const;
+  nlohmann::ordered_json DescribeAll() const;
   void PageWasShown(bool pending);
-  void EditEnded(const std::string& shownBefore);
   bool NodeWaits() const;
   std::vector<std::string> Marks() const;
 
@@ -154,8 +178,13 @@ class Session final : public FrontEnd {
   Transfers m_transfers;
   FrontEnd* m_before;
   std::vector<ModalWindow*> m_windows;
-  unsigned m_lastWindow = 1;
-  unsigned m_pageWindow = 1;
+  unsigned m_lastWindow = 0;
+  std::map<std::string, View> m_views = {{"", View{}}};  // by tab
+  std::string m_front;                                   // the tab whose page is in front
+  std::string m_acting;                                  // the tab whose act is at work
+  std::optional<std::string> m_owner;                    // the tab that answers the windows; nothing for any
+  bool m_refresh = false;                                // what other tabs show may have changed
+  std::optional<std::uint64_t> m_valuesBefore;           // the act, of a page that several tabs show
   RowCache m_rows;
 
   // What the shown page held when it was shown, to see whether its node waits for Apply.
@@ -181,7 +210,7 @@ class Session final : public FrontEnd {
   mutable std::mutex m_mutex;
   std::condition_variable m_arrived;
   std::deque<std::unique_ptr<Request>> m_queue;
-  std::string m_state;  // the fields behind the version
+  std::map<std::string, Published> m_published;  // by tab
   std::uint64_t m_version;
   std::map<const void*, std::function<void()>> m_followers;
 };

@@ -26,6 +26,7 @@ std::string Session::Revert(const PersonsAct& act) {
     page.Revert(static_cast<size_t>(act.number));
   }
   m_shownPending = page.m_pending.contains(act.text);
+  m_refresh = true;
   return {};
 }
 
@@ -54,7 +55,7 @@ ordered_json Session::Review(size_t first, size_t count) {
 
 // An Apply is whole or not at all. What a page tells waits for its end, since the answer to a message would
 // write what was applied before it.
-std::string Session::Apply(const std::string& node) {
+std::string Session::Apply() {
   m_told.emplace();
   const bool applied = m_host.Apply();
   const std::vector<std::string> told = std::move(*m_told);
@@ -76,7 +77,9 @@ std::string Session::Apply(const std::string& node) {
   if (applied && (failures.empty() || !machine::UndoesEvents())) {
     m_host.ForgetCancel();
     m_saved = SavedSentence();
-    EditEnded(node);
+    m_refresh = true;
+    TellOthers("Another tab has applied all changes.", true);
+    PageWasShown(false);
     for (const std::string& text : told) ShowMessage(text, Buttons::Ok);
     return {};
   }
@@ -91,7 +94,6 @@ std::string Session::Apply(const std::string& node) {
     m_host.TakeBackApply();
     why += " Nothing was stored, and all edits wait as before.";
   }
-  if (m_host.NodePath() != node) m_pageWindow = ++m_lastWindow;
   PageWasShown(true);
   return why;
 }

@@ -8,6 +8,6 @@
 namespace web {
 
 // Each text is an act, and the news are the state whenever it is another one. The session outlives the tab.
-std::unique_ptr<Tab> OpenTab(Session& session, std::function<void()> wake);
+std::unique_ptr<Tab> OpenTab(Session& session, const Request& request, std::function<void()> wake);
 
 }  // namespace web

@@ -22,8 +22,11 @@ template <class Stream>
 class WebSocket final : public std::enable_shared_from_this<WebSocket<Stream>> {
  public:
   // Counts among the sockets of the core already.
-  WebSocket(Core& core, Stream&& stream)
-      : m_core(core), m_socket(std::move(stream)), m_late(m_socket.get_executor()) {}
+  WebSocket(Core& core, Stream&& stream, Request request)
+      : m_core(core),
+        m_socket(std::move(stream)),
+        m_request(std::move(request)),
+        m_late(m_socket.get_executor()) {}
   ~WebSocket() { --m_core.sockets; }
   WebSocket(const WebSocket&) = delete;
   WebSocket& operator=(const WebSocket&) = delete;
@@ -49,7 +52,7 @@ class WebSocket final : public std::enable_shared_from_this<WebSocket<Stream>> {
   using Error = beast::error_code;
 
   void Begin() {
-    m_tab = m_core.site.openTab([weak = this->weak_from_this()] {
+    m_tab = m_core.site.openTab(m_request, [weak = this->weak_from_this()] {
       const auto self = weak.lock();
       if (!self || self->m_woken.exchange(true)) return;
       asio::post(self->m_socket.get_executor(), [self] {
@@ -144,6 +147,7 @@ class WebSocket final : public std::enable_shared_from_this<WebSocket<Stream>> {
 
   Core& m_core;
   beast::websocket::stream<Stream> m_socket;
+  Request m_request;  // that became this socket
   asio::steady_timer m_late;
   std::shared_ptr<Tab> m_tab;
   beast::flat_buffer m_in;

@@ -5,11 +5,11 @@ import { createRequire } from 'node:module';
 import { join } from 'node:path';
 import { after, before, beforeEach, test } from 'node:test';
 import { fileURLToPath } from 'node:url';
-import { Home, patience, serve, startBrowser } from './console.mjs';
+import { Home, serve, startBrowser } from './console.mjs';
+import { hash, until } from './task.mjs';
 
 const axe = readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
 const compression = 'General Settings::Compression';
-const hash = (node) => `#/${node.split('::').map(encodeURIComponent).join('/')}`;
 
 let home;
 let console_;
@@ -56,14 +56,6 @@ async function show(node) {
 async function openUsers() {
   const users = page.getByRole('treeitem', { name: 'Users', exact: true });
   if ((await users.getAttribute('aria-expanded')) === 'false') await users.locator('.twist').click();
-}
-
-async function until(what, wanted) {
-  for (const end = Date.now() + patience; Date.now() < end; ) {
-    if ((await what()) === wanted) return;
-    await new Promise((done) => setTimeout(done, 20));
-  }
-  assert.equal(await what(), wanted);
 }
 
 beforeEach(async () => {
@@ -495,7 +487,9 @@ test('another computer is chosen at the top, after a question when edits wait', 
   await until(() => apply().isEnabled(), false);
   assert.match(home.run('--computer', 'branch', 'show', compression), /Level +edit +1/);
   await computer.selectOption('');
-  await page.getByRole('heading', { level: 1, name: 'General Settings' }).waitFor();
+  // Each computer shows the same page.
+  await until(() => level().inputValue(), '3');
+  await page.getByRole('heading', { level: 1, name: 'Compression' }).waitFor();
   said.length = 0;
 });
 

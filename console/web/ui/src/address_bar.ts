@@ -1,18 +1,10 @@
 // The browser's address names what is shown.
 
 import { useEffect, useRef } from 'preact/hooks';
+import { fromHash, toHash } from './hash';
 import type { State } from './state';
 import { store } from './store';
 import { act } from './transport';
-
-const toHash = (node: string) => `#/${node.split('::').map(encodeURIComponent).join('/')}`;
-function fromHash(hash: string): string {
-  try {
-    return hash.startsWith('#/') ? hash.slice(2).split('/').map(decodeURIComponent).join('::') : '';
-  } catch {
-    return '';
-  }
-}
 
 /** Keeps the address and the node that is shown the same, whichever changes. */
 export function useAddress(state: State | null) {

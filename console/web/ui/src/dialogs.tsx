@@ -85,6 +85,18 @@ export function Working({ done, unit }: { done: number; unit: string }) {
   );
 }
 
+/** Another tab holds a dialog, and nothing can be done here before it is answered. */
+export function Asked() {
+  return (
+    <p class="problem asked" role="status">
+      Another tab of the console waits for an answer.{' '}
+      <button type="button" class="link" onClick={() => void act({ act: 'takeWindows' })}>
+        Answer it here
+      </button>
+    </p>
+  );
+}
+
 export function Windows({ windows }: { windows: ModalWindow[] }) {
   return (
     <>

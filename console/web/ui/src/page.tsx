@@ -2,6 +2,7 @@
 
 import { useLayoutEffect, useRef } from 'preact/hooks';
 import { Controls } from './controls';
+import { Asked } from './dialogs';
 import { WithHelp } from './help';
 import type { State } from './state';
 
@@ -23,6 +24,7 @@ export function Page({ state, found, onHelp }: { state: State; found: string; on
               ?
             </button>
           </header>
+          {state.asked && <Asked />}
           {state.problem && (
             <p class="problem" role="status">
               {state.problem}

@@ -135,6 +135,10 @@ export interface State {
   apply: boolean;
   download: { id: string; name: string; tab: string } | null;
   working?: { done: number; unit: string };
+  /** Another tab answers a dialog first. */
+  asked?: boolean;
+  /** How often other tabs have changed what this one shows, and what the last one did. */
+  elsewhere: { count: number; text: string };
 }
 
 export function plain(caption: string): { text: string; key?: string } {

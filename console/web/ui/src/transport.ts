@@ -1,5 +1,6 @@
 // The way to the console: acts go one after another, as a person does them; the state comes by itself.
 
+import { fromHash } from './hash';
 import { notice, tell } from './notices';
 import type { State } from './state';
 import { store, type Line } from './store';
@@ -50,8 +51,10 @@ function take(state: State) {
   const before = store.state;
   if (before && before.instance === state.instance && state.version <= before.version) return;
   store.state = state;
+  const same = before?.instance === state.instance;
+  if (same && state.elsewhere.count > before.elsewhere.count) tell({ text: state.elsewhere.text });
   if (state.download?.tab === tab) download(state.download);
-  if (state.notice && before?.instance !== state.instance) tell({ text: state.notice, error: true });
+  if (state.notice && !same) tell({ text: state.notice, error: true });
   store.changed();
 }
 
@@ -198,7 +201,9 @@ async function send(next: Act): Promise<Reply | null> {
 
 /** Follows the state for ever: other tabs and long work change it too. */
 export function follow() {
-  const socket = new WebSocket(`${location.origin.replace('http', 'ws')}/api/socket?key=${key}`);
+  // A new socket of this tab goes on where the tab is.
+  const query = new URLSearchParams({ key, tab, node: store.state?.node ?? fromHash(location.hash) });
+  const socket = new WebSocket(`${location.origin.replace('http', 'ws')}/api/socket?${query}`);
   let opened = false;
   let settle = (_: WebSocket | null) => {};
   line = new Promise((done) => (settle = done));
@@ -222,7 +227,7 @@ export function follow() {
     if (opened) return;
     settle(null);
     // Whether this browser is let in is told to requests alone.
-    await get('/api/state', {});
+    await get('/api/state', { tab });
     if (store.line !== 'closed') setLine('lost');
     setTimeout(follow, store.line === 'closed' ? 3000 : 700);
   };
