@@ -36,6 +36,7 @@ class Host {
 
   const Options& GetOptions() const { return m_options; }
   Tree& GetTree() { return *m_tree; }
+  const Tree& GetTree() const { return *m_tree; }
   CPropertySheet& Sheet() { return m_sheet; }
 
   // Leaves the node that is shown and shows another. False, with one sentence, for an unknown node, which

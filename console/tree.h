@@ -25,6 +25,15 @@ class Tree {
   // `roots` are the names of the configurations, or one empty name for the computer's own settings.
   Tree(const std::vector<CTesselPropertyPage*>& pages, std::vector<std::string> roots);
 
+  // Where a page stands below each root.
+  struct Pattern {
+    std::string head;  // the folder, or the whole path of a page without principals
+    bool perPrincipal = false;
+    std::string suffix;  // behind the principal's name
+    CTesselPropertyPage* page = nullptr;
+  };
+  const std::vector<Pattern>& Patterns() const { return m_patterns; }
+
   const std::vector<std::string>& Roots() const { return m_roots; }
 
   // Whether a page stands at the folder, or under each of its principals.
@@ -62,12 +71,6 @@ class Tree {
   std::vector<std::string> Nearest(std::string_view path) const;
 
  private:
-  struct Pattern {
-    std::string head;  // the folder, or the whole path of a page without principals
-    bool perPrincipal = false;
-    std::string suffix;  // behind the principal's name
-    CTesselPropertyPage* page = nullptr;
-  };
   struct Principals {
     std::vector<std::string> names;
     std::unordered_set<std::string> known;

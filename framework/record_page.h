@@ -81,6 +81,10 @@ class RecordPage : public CTesselPropertyPage {
   bool DropPending(const CString& target) { return m_pending.erase(target) != 0; }
 
   TargetValues ValuesOf(const CString& target) override;
+  CString StoredAt(const CString& target) const override {
+    const bool mode = m_context->configServerMode != 0;
+    return RouteTarget(Page::kTable.routing, m_baseKey, target, mode).path;
+  }
   bool EditsField(size_t control) const override;
   bool EditsSetting(size_t control) const override;
   void Revert(std::optional<size_t> control) override;

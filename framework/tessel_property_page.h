@@ -83,6 +83,8 @@ class CTesselPropertyPage : public CPropertyPage {
   virtual TargetValues ValuesOf(const CString&) { return {}; }
   // As ValuesOf tells it, of the target that is shown.
   std::vector<std::string> m_storedValues;
+  // The key of a target, under HKEY_LOCAL_MACHINE of the page's computer, whether or not there is one.
+  virtual CString StoredAt(const CString&) const { return {}; }
   // Whether the control edits a field of its own, which can be put back by itself; a list that its page fills
   // can't.
   virtual bool EditsField(size_t) const { return false; }

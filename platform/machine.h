@@ -101,10 +101,12 @@ std::vector<std::string> ChangedByOthers();
 // read can be kept in mind: KeepInMind does so at an event's end, with those that it has written itself, and
 // leaves those that were kept before as they were where the first reading counts, since edits wait that began
 // with it. ChangedSinceShown are the keys of which the event at hand has changed or removed something, and
-// others have changed them since they were kept in mind. Nothing on Windows.
+// others have changed them since they were kept in mind. AcceptChanges takes those that ChangedSinceShown has
+// told last as shown as they are now. Nothing on Windows.
 void RememberReads();
 void KeepInMind(bool firstCounts);
 std::vector<std::string> ChangedSinceShown();
+void AcceptChanges();
 
 // The process waits now, for a person or for its end, and holds nothing that keeps others from reusing what
 // they free. Front ends call it before they wait.

@@ -1,5 +1,6 @@
 #include "console/web/import_preview.h"
 
+#include "console/captions.h"
 #include "console/import_trial.h"
 #include "window/dialog.h"
 
@@ -14,24 +15,30 @@ struct Preview {
   std::string trouble;
   bool stopped = false;
 
-  void Take(const SettingsChange& change) {
+  // Pages and captions come first; the key is there for who compares it with the file.
+  void Take(const SettingsChange& change, const Captions& captions) {
     const bool isNew = change.kind == ChangeKind::Added;
     // The whole path of each key would push what differs out of sight.
     constexpr std::string_view kRoot = "HKEY_LOCAL_MACHINE\\SOFTWARE\\TesselWorks\\";
     std::string_view key = change.key;
     if (text::EqualNoCase(key.substr(0, kRoot.size()), kRoot)) key.remove_prefix(kRoot.size());
     ++(isNew ? added : changed);
-    rows.push_back({isNew ? "added" : "changed", std::string(key), change.name, change.before, change.after});
+    const auto place = captions.Of(change.key, change.name);
+    const std::string page = place ? text::Replaced(place->node, "::", " › ") : "";
+    const std::string setting = place && !place->setting.empty() ? place->setting : change.name;
+    const std::string stored = std::string(key) + (change.name.empty() ? "" : ", " + change.name);
+    rows.push_back({isNew ? "added" : "changed", page, setting, change.before, change.after, stored});
   }
 };
 
-Preview Look(const std::string& file, const SourceOpener& open) {
+Preview Look(const Host& host, const std::string& file, const SourceOpener& open) {
   Preview preview;
+  const Captions captions(host);
   const auto progress = [](int keys) {
     return CurrentFrontEnd().TakeTurn({static_cast<std::uint64_t>(keys), "keys"});
   };
   const ImportTrial trial =
-      TryImport(file, open, progress, [&preview](const SettingsChange& change) { preview.Take(change); });
+      TryImport(file, open, progress, [&](const SettingsChange& change) { preview.Take(change, captions); });
   preview.same = trial.same;
   preview.stopped = trial.stopped;
   if (!trial.why.empty()) preview.trouble = "The import would not be whole. " + trial.why;
@@ -49,7 +56,8 @@ class PreviewDialog final : public CDialog {
     if (!m_preview.rows.empty()) {
       CListCtrl& list = Add(std::make_unique<CListCtrl>(), -1);
       list.caption = "Changes";
-      list.columns = {{"Change", 90}, {"Key", 260}, {"Value", 160}, {"Now", 160}, {"After", 160}};
+      list.columns = {{"Change", 90}, {"Page", 220},  {"Setting", 180},
+                      {"Now", 140},   {"After", 140}, {"Stored As", 220}};
       for (std::vector<std::string>& row : m_preview.rows)
         list.InsertItem(list.GetItemCount(), std::move(row));
     }
@@ -80,8 +88,8 @@ class PreviewDialog final : public CDialog {
 
 }  // namespace
 
-bool ConfirmImport(const std::string& file, const SourceOpener& open) {
-  Preview preview = Look(file, open);
+bool ConfirmImport(const Host& host, const std::string& file, const SourceOpener& open) {
+  Preview preview = Look(host, file, open);
   return !preview.stopped && PreviewDialog(std::move(preview)).DoModal() == Reply::Ok;
 }
 

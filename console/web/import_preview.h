@@ -4,11 +4,11 @@
 
 #include <string>
 
-#include "configuration/byte_stream.h"
+#include "console/host.h"
 
 namespace web {
 
 // Shows the person what the file would add and change; true for "Import".
-bool ConfirmImport(const std::string& file, const SourceOpener& open);
+bool ConfirmImport(const Host& host, const std::string& file, const SourceOpener& open);
 
 }  // namespace web

@@ -15,6 +15,7 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -155,7 +156,14 @@ class Session final : public FrontEnd {
   std::string Refusal(const PersonsAct& act) const;
   std::string Do(const PersonsAct& act);
   std::string DoAtSheet(const PersonsAct& act);
+  struct Conflict {
+    std::vector<std::vector<std::string>> rows;  // page, setting, what is stored now, and ours
+    std::set<std::string> nodes;                 // whose edits it is about
+  };
+  Conflict ConflictNow(const std::vector<std::string>& changed) const;
+  void TakeStored(const std::set<std::string>& nodes);
   std::string Apply();
+  std::string EndApply(bool applied, const std::vector<std::string>& told);
   std::string Revert(const PersonsAct& act);
   // How many values the event at hand has stored, from how many pages, as a sentence.
   std::string SavedSentence() const;

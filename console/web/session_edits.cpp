@@ -2,8 +2,11 @@
 
 #include <set>
 
+#include "console/captions.h"
+#include "console/describe.h"
 #include "console/review.h"
 #include "console/stored_changes.h"
+#include "console/web/conflict_dialog.h"
 #include "console/web/session.h"
 #include "platform/machine.h"
 
@@ -53,26 +56,88 @@ ordered_json Session::Review(size_t first, size_t count) {
   return {{"total", total}, {"pages", ReviewJson(pages)}};
 }
 
+// What the event at hand would change, of what others have changed since it was shown here.
+Session::Conflict Session::ConflictNow(const std::vector<std::string>& changed) const {
+  std::set<std::string> keys;
+  for (const std::string& key : changed) keys.insert(text::Lower(key));
+  const auto holds = [&keys](std::string_view key) { return keys.contains(text::Lower(key)); };
+  Conflict conflict;
+  const Captions captions(m_host);
+  const auto text = [](const std::optional<machine::StoredValue>& value) {
+    return !value ? std::string("nothing") : value->type == REG_BINARY ? "bytes" : OneLine(TextOf(*value));
+  };
+  const auto changes = StoredChanges::OfEvent(StoredChanges::Keep::All);
+  for (const machine::Change& change : changes.All()) {
+    const std::string key = (change.computer.empty() ? "" : "\\\\" + change.computer + "\\") + change.key;
+    const size_t parent = key.rfind('\\');
+    if (!holds(key) && !(change.isKey && parent != std::string::npos && holds(key.substr(0, parent))))
+      continue;
+    const auto place = captions.Of(change.key, change.name);
+    const std::string setting = place && !place->setting.empty() ? place->setting
+                                : change.isKey                   ? key.substr(parent + 1)
+                                                                 : change.name;
+    std::string page = place ? text::Replaced(place->node, "::", " › ") : change.key;
+    conflict.rows.push_back(
+        change.isKey
+            ? std::vector<std::string>{std::move(page), setting, change.before ? "is there" : "is not there",
+                                       change.after ? "added" : "deleted"}
+            : std::vector<std::string>{std::move(page), setting, text(change.before), text(change.after)});
+  }
+  if (conflict.rows.empty()) conflict.rows.push_back({changed.front(), "", "changed", ""});
+  for (CPropertyPage* sheet_page : m_host.Sheet().Pages()) {
+    const auto& page = static_cast<const CTesselPropertyPage&>(*sheet_page);
+    for (const CTesselPropertyPage::Saved& save : page.m_saves) {
+      const std::string key = text::Lower("HKEY_LOCAL_MACHINE\\" + save.key);
+      const auto below = keys.lower_bound(key);
+      if (below != keys.end() && below->starts_with(key)) conflict.nodes.insert(save.target);
+    }
+  }
+  return conflict;
+}
+
+// The pages of these nodes show what is stored; all else waits on.
+void Session::TakeStored(const std::set<std::string>& nodes) {
+  const std::string shown = m_host.NodePath();
+  for (const std::string& node : nodes) {
+    if (!GoTo(node).empty()) continue;
+    m_host.Page()->Revert(std::nullopt);
+  }
+  machine::AcceptChanges();
+  GoTo(m_host.GetTree().NearestAbove(shown));
+  PageWasShown(m_host.Page() != nullptr && m_host.Page()->m_pending.contains(m_host.NodePath()));
+  m_refresh = true;
+  m_saved = "The pages show what is stored now; what waits on others still waits.";
+}
+
 // An Apply is whole or not at all. What a page tells waits for its end, since the answer to a message would
 // write what was applied before it.
 std::string Session::Apply() {
-  m_told.emplace();
-  const bool applied = m_host.Apply();
-  const std::vector<std::string> told = std::move(*m_told);
-  m_told.reset();
-  m_applied = applied;
-  const std::vector<std::string> changed =
-      applied ? machine::ChangedSinceShown() : std::vector<std::string>();
-  if (!changed.empty()) {
+  ConflictDialog::Rows known;
+  for (;;) {
+    m_told.emplace();
+    const bool applied = m_host.Apply();
+    const std::vector<std::string> told = std::move(*m_told);
+    m_told.reset();
+    m_applied = applied;
+    const std::vector<std::string> changed =
+        applied ? machine::ChangedSinceShown() : std::vector<std::string>();
+    const Conflict conflict = changed.empty() ? Conflict{} : ConflictNow(changed);
+    // What a person has seen and wants to store all the same is stored.
+    if (changed.empty() || conflict.rows == known) return EndApply(applied, told);
     machine::AbandonEvent();
     m_host.BeginEvent();
     m_host.TakeBackApply();
+    m_applied = false;
     PageWasShown(true);
-    return "Another program has changed " + changed.front() +
-           (changed.size() == 1 ? "" : " and " + std::to_string(changed.size() - 1) + " more keys") +
-           " since it was shown here. Nothing was stored, and all edits wait: Cancel shows what is stored "
-           "now.";
+    ConflictDialog dialog(conflict.rows);
+    dialog.DoModal();
+    if (dialog.Chosen() == ConflictDialog::Choice::TakeStored) TakeStored(conflict.nodes);
+    if (dialog.Chosen() != ConflictDialog::Choice::StoreMine) return {};
+    known = conflict.rows;
   }
+}
+
+std::string Session::EndApply(bool applied, const std::vector<std::string>& told) {
   const std::vector<std::string> failures = m_host.FailedSaves();
   if (applied && (failures.empty() || !machine::UndoesEvents())) {
     m_host.ForgetCancel();

@@ -154,7 +154,9 @@ int ServePages() {
   std::string why;
   const std::unique_ptr<Host> host = Host::Start(options.host, why);
   if (host == nullptr) Fail(why);
-  host->confirmImport = ConfirmImport;
+  host->confirmImport = [&host](const std::string& file, const SourceOpener& open) {
+    return ConfirmImport(*host, file, open);
+  };
   Session session(*host, {MakeSecret().substr(0, 16), job->notice, options.files, job->transfers});
   Gate gate(place, job->secrets, [](const std::string& said) { Tell({Report::Kind::Say, said, {}, {}}); });
   std::unique_ptr<Transport> transport =

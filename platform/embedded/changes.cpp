@@ -237,6 +237,7 @@ std::unique_ptr<EventNotes>& NotesOfEvent() {
 struct Memory {
   bool on = false;
   std::unordered_map<KeyId, uint32_t> keys;
+  std::set<KeyId> told;  // as changed since then
 };
 Memory& Remembered() {
   static Memory& memory = *new Memory;
@@ -331,6 +332,8 @@ std::vector<std::string> ChangedSinceShown() {
   using namespace embedded;  // NOLINT: as in the rest of this part
   std::set<std::string> suspects;
   std::vector<std::string> paths;
+  std::set<KeyId>& told = Remembered().told;
+  told.clear();
   const EventStates states;
   if (notes == nullptr || states.before == nullptr) return paths;
   const auto name = [&](KeyId key) {
@@ -346,11 +349,15 @@ std::vector<std::string> ChangedSinceShown() {
   }
   for (const KeyId parent : parents) {
     const bool goesToo = std::ranges::binary_search(removed, parent);
-    if (!goesToo && DiffersFromMemory(*states.before, parent)) paths.push_back(name(parent));
+    if (goesToo || !DiffersFromMemory(*states.before, parent)) continue;
+    paths.push_back(name(parent));
+    told.insert(parent);
   }
   for (const uint64_t place : notes->values.Sorted()) {
     const auto key = static_cast<KeyId>(place >> 32);
-    if (DiffersFromMemory(*states.before, key)) suspects.insert(name(key));
+    if (!DiffersFromMemory(*states.before, key)) continue;
+    suspects.insert(name(key));
+    told.insert(key);
   }
   // To write what stands there already takes nothing from anyone.
   if (suspects.empty()) return paths;
@@ -359,6 +366,15 @@ std::vector<std::string> ChangedSinceShown() {
     if (!change.isKey && suspects.erase(key) != 0) paths.push_back(key);
   }).Run();
   return paths;
+}
+
+void AcceptChanges() {
+  using namespace embedded;  // NOLINT: as in the rest of this part
+  const Reading read;
+  if (read.status != 0) return;
+  Memory& memory = Remembered();
+  for (const KeyId key : memory.told) memory.keys[key] = SumOfRecord(*read.txn, key);
+  memory.told.clear();
 }
 
 std::vector<std::string> ChangedByOthers() {

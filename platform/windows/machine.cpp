@@ -50,6 +50,7 @@ std::vector<std::string> ChangedByOthers() { return {}; }
 void RememberReads() {}
 void KeepInMind(bool) {}
 std::vector<std::string> ChangedSinceShown() { return {}; }
+void AcceptChanges() {}
 void GoIdle() {}
 
 Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
