@@ -38,6 +38,7 @@ class Host {
   Tree& GetTree() { return *m_tree; }
   const Tree& GetTree() const { return *m_tree; }
   CPropertySheet& Sheet() { return m_sheet; }
+  const CPropertySheet& Sheet() const { return m_sheet; }
 
   // Leaves the node that is shown and shows another. False, with one sentence, for an unknown node, which
   // names the nearest ones, and for a page that will not be left.

@@ -160,7 +160,7 @@ class Session final : public FrontEnd {
     std::vector<std::vector<std::string>> rows;  // page, setting, what is stored now, and ours
     std::set<std::string> nodes;                 // whose edits it is about
   };
-  Conflict ConflictNow(const std::vector<std::string>& changed) const;
+  Conflict ConflictNow() const;
   void TakeStored(const std::set<std::string>& nodes);
   std::string Apply();
   std::string EndApply(bool applied, const std::vector<std::string>& told);

@@ -56,37 +56,35 @@ ordered_json Session::Review(size_t first, size_t count) {
   return {{"total", total}, {"pages", ReviewJson(pages)}};
 }
 
-// What the event at hand would change, of what others have changed since it was shown here.
-Session::Conflict Session::ConflictNow(const std::vector<std::string>& changed) const {
-  std::set<std::string> keys;
-  for (const std::string& key : changed) keys.insert(text::Lower(key));
-  const auto holds = [&keys](std::string_view key) { return keys.contains(text::Lower(key)); };
+// What the event at hand takes from others who have changed it since it was shown here.
+Session::Conflict Session::ConflictNow() const {
   Conflict conflict;
+  std::vector<machine::Change> changes;
+  machine::ForEachConflict([&changes](const machine::Change& change) { changes.push_back(change); });
+  if (changes.empty()) return conflict;
   const Captions captions(m_host);
   const auto text = [](const std::optional<machine::StoredValue>& value) {
     return !value ? std::string("nothing") : value->type == REG_BINARY ? "bytes" : OneLine(TextOf(*value));
   };
-  const auto changes = StoredChanges::OfEvent(StoredChanges::Keep::All);
-  for (const machine::Change& change : changes.All()) {
-    const std::string key = (change.computer.empty() ? "" : "\\\\" + change.computer + "\\") + change.key;
-    const size_t parent = key.rfind('\\');
-    if (!holds(key) && !(change.isKey && parent != std::string::npos && holds(key.substr(0, parent))))
+  std::set<std::string> keys;
+  for (const machine::Change& change : changes) {
+    const std::optional<Captions::Place> place = captions.Of(change.key, change.name);
+    const std::string page = place ? text::Replaced(place->node, "::", " › ") : change.key;
+    if (change.isKey) {
+      conflict.rows.push_back({page, change.key.substr(change.key.rfind('\\') + 1),
+                               change.before ? "is there" : "is not there",
+                               change.after ? "added" : "deleted"});
+      keys.insert(text::Lower(change.key.substr(0, change.key.rfind('\\'))));
       continue;
-    const auto place = captions.Of(change.key, change.name);
-    const std::string setting = place && !place->setting.empty() ? place->setting
-                                : change.isKey                   ? key.substr(parent + 1)
-                                                                 : change.name;
-    std::string page = place ? text::Replaced(place->node, "::", " › ") : change.key;
+    }
+    const bool named = place && !place->setting.empty();
     conflict.rows.push_back(
-        change.isKey
-            ? std::vector<std::string>{std::move(page), setting, change.before ? "is there" : "is not there",
-                                       change.after ? "added" : "deleted"}
-            : std::vector<std::string>{std::move(page), setting, text(change.before), text(change.after)});
+        {page, named ? place->setting : change.name, text(change.before), text(change.after)});
+    named ? conflict.nodes.insert(place->node) : keys.insert(text::Lower(change.key));
   }
-  if (conflict.rows.empty()) conflict.rows.push_back({changed.front(), "", "changed", ""});
-  for (CPropertyPage* sheet_page : m_host.Sheet().Pages()) {
-    const auto& page = static_cast<const CTesselPropertyPage&>(*sheet_page);
-    for (const CTesselPropertyPage::Saved& save : page.m_saves) {
+  // What no page has a caption for belongs to those who have written there.
+  for (const CPropertyPage* one : m_host.Sheet().Pages()) {
+    for (const auto& save : static_cast<const CTesselPropertyPage&>(*one).m_saves) {
       const std::string key = text::Lower("HKEY_LOCAL_MACHINE\\" + save.key);
       const auto below = keys.lower_bound(key);
       if (below != keys.end() && below->starts_with(key)) conflict.nodes.insert(save.target);
@@ -119,11 +117,9 @@ std::string Session::Apply() {
     const std::vector<std::string> told = std::move(*m_told);
     m_told.reset();
     m_applied = applied;
-    const std::vector<std::string> changed =
-        applied ? machine::ChangedSinceShown() : std::vector<std::string>();
-    const Conflict conflict = changed.empty() ? Conflict{} : ConflictNow(changed);
+    const Conflict conflict = applied ? ConflictNow() : Conflict{};
     // What a person has seen and wants to store all the same is stored.
-    if (changed.empty() || conflict.rows == known) return EndApply(applied, told);
+    if (conflict.rows.empty() || conflict.rows == known) return EndApply(applied, told);
     machine::AbandonEvent();
     m_host.BeginEvent();
     m_host.TakeBackApply();

@@ -9,6 +9,7 @@
 #include "platform/embedded/computer_keys.h"
 #include "platform/embedded/names.h"
 #include "platform/embedded/values.h"
+#include "platform/text.h"
 
 namespace embedded {
 namespace {
@@ -233,10 +234,16 @@ std::unique_ptr<EventNotes>& NotesOfEvent() {
   return held;
 }
 
-// How keys were when they were read to be shown, by the checksums of their records.
+// How a key was when it was read to be shown.
+struct Shown {
+  uint32_t record = 0;                        // the checksum of its record
+  bool all = false;                           // `values` are all that it had
+  std::unordered_map<size_t, size_t> values;  // by hashes of their names, hashes of what they held
+};
+
 struct Memory {
   bool on = false;
-  std::unordered_map<KeyId, uint32_t> keys;
+  std::unordered_map<KeyId, Shown> keys;
   std::set<KeyId> told;  // as changed since then
 };
 Memory& Remembered() {
@@ -254,7 +261,35 @@ uint32_t SumOfRecord(Transaction& txn, KeyId key) {
 
 bool DiffersFromMemory(Transaction& before, KeyId key) {
   const auto known = Remembered().keys.find(key);
-  return known != Remembered().keys.end() && known->second != SumOfRecord(before, key);
+  return known != Remembered().keys.end() && known->second.record != SumOfRecord(before, key);
+}
+
+size_t HashOfName(std::string_view name) { return std::hash<std::string>()(text::Lower(name)); }
+
+size_t HashOfValue(DWORD type, std::string_view data) {
+  return std::hash<std::string_view>()(data) * 31 + type;
+}
+
+Shown ShownNow(Transaction& txn, KeyId key) {
+  constexpr DWORD kMostValues = 256;  // of keys with more only the record is kept
+  Shown shown{SumOfRecord(txn, key), false, {}};
+  Position at;
+  Value value;
+  for (DWORD i = 0; i < kMostValues; ++i) {
+    const LONG status = ValueAt(txn, key, i, at, value);
+    shown.all = status == ERROR_NO_MORE_ITEMS;
+    if (status != ERROR_SUCCESS) break;
+    shown.values[HashOfName(InCodePage(std::string(value.name)))] = HashOfValue(value.type, value.data);
+  }
+  return shown;
+}
+
+// Whether what stood there before the change is something else than was shown.
+bool LosesSomething(const Change& change, const Shown& shown) {
+  if (change.isKey || !shown.all) return true;
+  const auto value = shown.values.find(HashOfName(change.name));
+  if (value == shown.values.end()) return change.before.has_value();
+  return !change.before || value->second != HashOfValue(change.before->type, change.before->data);
 }
 
 }  // namespace
@@ -301,7 +336,7 @@ void RememberReads() { embedded::Remembered().on = true; }
 void KeepInMind(bool firstCounts) {
   using namespace embedded;  // NOLINT: as in the rest of this part
   if (notes == nullptr) return;
-  std::unordered_map<KeyId, uint32_t>& known = Remembered().keys;
+  std::unordered_map<KeyId, Shown>& known = Remembered().keys;
   std::vector<KeyId> own = notes->removed.Sorted();
   for (const uint64_t place : notes->values.Sorted()) own.push_back(static_cast<KeyId>(place >> 32));
   // What this process writes it knows, but for what others wrote there unseen.
@@ -318,12 +353,12 @@ void KeepInMind(bool firstCounts) {
   if (read.status != 0) return;
   for (const auto* keys : {&notes->read.Sorted(), &notes->readLate.Sorted()}) {
     for (const KeyId key : *keys) {
-      if (!firstCounts || !known.contains(key)) known[key] = SumOfRecord(*read.txn, key);
+      if (!firstCounts || !known.contains(key)) known[key] = ShownNow(*read.txn, key);
     }
   }
   for (const KeyId key : own) {
     if (known.contains(key) && !std::ranges::binary_search(unseen, key)) {
-      known[key] = SumOfRecord(*read.txn, key);
+      known[key] = ShownNow(*read.txn, key);
     }
   }
 }
@@ -368,12 +403,30 @@ std::vector<std::string> ChangedSinceShown() {
   return paths;
 }
 
+void ForEachConflict(const std::function<void(const Change& change)>& visit) {
+  using namespace embedded;  // NOLINT: as in the rest of this part
+  if (ChangedSinceShown().empty()) return;
+  const EventStates states;
+  Memory& memory = Remembered();
+  std::unordered_map<std::string, const Shown*> told;
+  for (const KeyId key : memory.told) {
+    const KeyPath path = PathOf(*states.before, key);
+    told[path.computer + "\n" + InCodePage(path.key)] = &memory.keys[key];
+  }
+  Comparison(states, [&](const Change& change) {
+    const auto find = [&](const std::string& key) { return told.find(change.computer + "\n" + key); };
+    auto shown = find(change.key);
+    if (shown == told.end() && change.isKey) shown = find(change.key.substr(0, change.key.rfind('\\')));
+    if (shown != told.end() && LosesSomething(change, *shown->second)) visit(change);
+  }).Run();
+}
+
 void AcceptChanges() {
   using namespace embedded;  // NOLINT: as in the rest of this part
   const Reading read;
   if (read.status != 0) return;
   Memory& memory = Remembered();
-  for (const KeyId key : memory.told) memory.keys[key] = SumOfRecord(*read.txn, key);
+  for (const KeyId key : memory.told) memory.keys[key] = ShownNow(*read.txn, key);
   memory.told.clear();
 }
 

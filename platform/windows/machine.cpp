@@ -50,6 +50,7 @@ std::vector<std::string> ChangedByOthers() { return {}; }
 void RememberReads() {}
 void KeepInMind(bool) {}
 std::vector<std::string> ChangedSinceShown() { return {}; }
+void ForEachConflict(const std::function<void(const Change&)>&) {}
 void AcceptChanges() {}
 void GoIdle() {}
 

@@ -30,6 +30,8 @@ async function meet(theirs, mine) {
   await tab.apply().click();
   await tab.dialog().getByRole('row', { name: `General Settings › Compression Level ${theirs} ${mine}`, exact: true }).waitFor();
   assert.equal(stored(), theirs);
+  // The limit, which nobody else has changed, is none of the question.
+  assert.equal(await tab.dialog().getByRole('row').count(), 2);
 }
 
 const press = (name) => tab.dialog().getByRole('button', { name, exact: true }).click();

@@ -352,7 +352,7 @@ const level = () => home.value('SSHD', 'CompressionLevel');
     await press('Upload');
     await (await chooser).setFiles(file);
     await dialog.getByText(/^The import adds 0 and changes 1;/).waitFor();
-    await dialog.getByRole('row', { name: `changed SSHD CompressionLevel 1 ${exported}` }).waitFor();
+    await dialog.getByRole('row', { name: `changed General Settings › Compression Level 1 ${exported}` }).waitFor();
     assert.equal(level(), '1');
     await press(answer);
     await dialog.getByText(answer === 'Import' ? 'Settings from mine.xml imported.' : 'Unable to Import').waitFor();
