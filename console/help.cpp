@@ -14,14 +14,18 @@ std::string_view Bare(std::string_view name) {
   return name;
 }
 
+ordered_json Names(const std::string& list) {
+  return list.empty() ? ordered_json::array()
+                      : ordered_json(text::Split(text::Replaced(list, ", ", ","), ','));
+}
+
 struct Mark {
   std::string_view text;
   std::string SettingHelp::*field;
 };
-constexpr Mark kMarks[] = {{"Default: ", &SettingHelp::byDefault},
-                           {"Under: ", &SettingHelp::under},
-                           {"Danger: ", &SettingHelp::danger},
-                           {"Also: ", &SettingHelp::also}};
+constexpr Mark kMarks[] = {{"Default: ", &SettingHelp::byDefault}, {"Under: ", &SettingHelp::under},
+                           {"Danger: ", &SettingHelp::danger},     {"Also: ", &SettingHelp::also},
+                           {"Rows: ", &SettingHelp::rows},         {"Rank: ", &SettingHelp::rank}};
 
 void TakeLine(std::string_view line, PageHelp& page) {
   if (page.settings.empty()) {
@@ -96,10 +100,9 @@ const PageHelp* HelpOf(const Tree& tree, std::string_view node, std::string_view
 ordered_json HelpJson(const PageHelp& help) {
   ordered_json settings = ordered_json::object();
   for (const SettingHelp& setting : help.settings) {
-    settings[std::string(Bare(setting.name))] = {{"text", setting.text},
-                                                 {"default", setting.byDefault},
-                                                 {"under", setting.under},
-                                                 {"danger", setting.danger}};
+    settings[std::string(Bare(setting.name))] = {
+        {"text", setting.text},     {"default", setting.byDefault}, {"under", setting.under},
+        {"danger", setting.danger}, {"rows", Names(setting.rows)},  {"rank", Names(setting.rank)}};
   }
   return {{"title", help.title}, {"about", help.about}, {"settings", std::move(settings)}};
 }

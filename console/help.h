@@ -24,6 +24,10 @@ struct SettingHelp {
   std::string under;      // the setting that must be on for this one to count
   std::string danger;
   std::string also;  // other words that people search by
+  // Of a list whose rows have pages of their own: the buttons by which one is made, copied and deleted, and
+  // those by which its rank rises and falls; with commas between.
+  std::string rows;
+  std::string rank;
 };
 
 struct PageHelp {
@@ -42,7 +46,7 @@ const std::vector<PageHelp>& AllHelp();
 // Of the page that serves the node, or a dialog of it; null where there is none.
 const PageHelp* HelpOf(const Tree& tree, std::string_view node, std::string_view dialog = {});
 
-// {"title", "about", "settings": {NAME: {"text", "default", "under", "danger"}}}
+// {"title", "about", "settings": {NAME: {"text", "default", "under", "danger", "rows", "rank"}}}
 nlohmann::ordered_json HelpJson(const PageHelp& help);
 
 // The same for a person to read.

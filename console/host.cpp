@@ -236,6 +236,9 @@ std::string Host::WhyNoServer() const {
 std::string Host::WhyNothingIsStored() const {
   if (m_page == nullptr || m_page->m_shownStatus == ERROR_SUCCESS) return {};
   if (std::string why = WhyNoServer(); !why.empty()) return why;
+  if (m_page->m_shownStatus == ERROR_FILE_NOT_FOUND && m_page->m_pending.contains(m_path)) {
+    return "This is new: its settings are stored with the next Apply.";
+  }
   std::string why = "Nothing is stored for this page: the key HKEY_LOCAL_MACHINE\\" + m_page->m_shownKey +
                     " can't be opened: " + SystemText(m_page->m_shownStatus) + ".";
   const std::string how = platform::HowToGetRights();
@@ -243,8 +246,26 @@ std::string Host::WhyNothingIsStored() const {
   return why;
 }
 
+// A list page that has made a principal has the settings pages write at each Apply from then on, also what
+// waits for one whose key another list page makes only later. It waits again then, for another Apply.
+bool Host::WaitAgain() {
+  bool any = false;
+  for (size_t i = 0; i < m_pages.size(); ++i) {
+    std::erase_if(m_pages[i]->m_saves, [&, &page = *m_pages[i]](const CTesselPropertyPage::Saved& save) {
+      const auto before = m_beforeApply.pages[i].pending.find(save.target);
+      if (save.status != ERROR_FILE_NOT_FOUND || before == m_beforeApply.pages[i].pending.end() ||
+          !m_tree->Find(save.target)) {
+        return false;
+      }
+      page.m_pending.insert(*before);
+      return any = true;
+    });
+  }
+  return any;
+}
+
 bool Host::Apply() {
-  if (!m_sheet.PressApply([this] { m_beforeApply = Waiting(); })) {
+  if (!m_sheet.PressApply([this] { m_beforeApply = Waiting(); }) || (WaitAgain() && !m_sheet.PressApply())) {
     m_page = static_cast<CTesselPropertyPage*>(m_sheet.GetActivePage());
     m_path = m_page == nullptr ? "" : m_page->m_target;
     return false;

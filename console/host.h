@@ -86,6 +86,9 @@ class Host {
   // then are new with all their nodes, and are not told.
   std::vector<std::string> ChangedBesides(const WaitingEdits& before) const;
 
+  // The nodes of principals that came in this event.
+  const std::vector<std::string>& Added() const { return m_added; }
+
   // Begins an event of the store, in which pages tell anew of what they wrote.
   void BeginEvent();
   // A sentence for each target that the pages could not write in this event. What waited for a principal that
@@ -110,6 +113,7 @@ class Host {
   void TakePages(std::vector<std::string> roots);
   void ReadPrincipals();
   void RemoveNode(const std::string& path);
+  bool WaitAgain();
   unsigned ImportSettings(const CString& product, const CString& file);
   int ConfirmAndImport(const CString& product, const CString& file, const EngineCallbacks& ui);
   std::string ServerRoot(const std::string& root) const;
@@ -128,7 +132,7 @@ class Host {
     Tree tree;
   };
   std::optional<BeforeCancel> m_beforeCancel;
-  std::vector<std::string> m_added;  // nodes of principals that came in this event
+  std::vector<std::string> m_added;
   std::string m_path;
 };
 

@@ -12,7 +12,7 @@ import tempfile
 from pages_of_computer import Program
 
 PAGES = pathlib.Path(__file__).resolve().parent.parent / "pages"
-FIELDS = ("Default", "Under", "Danger", "Also")
+FIELDS = ("Default", "Under", "Danger", "Also", "Rows", "Rank")
 LONGEST_SENTENCE = 200
 BUTTONS_WITHOUT_HELP = ("OK", "Cancel", "Close")
 # A slider moves with an edit that has a sentence of its own.

@@ -74,7 +74,7 @@ std::string DoAtControl(CDialog& dialog, const PersonsAct& act, RowCache& rows) 
     // From row to row, of those that the filter shows.
     std::vector<std::uint32_t> between;
     const auto [low, high] = std::minmax(act.row, act.to);
-    for (const std::uint32_t row : rows.Matching(control, act.filter)) {
+    for (const std::uint32_t row : rows.Matching(control, act.filter, RowOrder::AsTheyStand)) {
       if (row >= low && row <= high) between.push_back(row);
     }
     return SelectOnly(control, between);

@@ -132,7 +132,8 @@ std::uint64_t ValuesStamp(const CDialog& dialog) {
 }
 
 void AddStored(const CTesselPropertyPage& page, bool waits, ordered_json& controls) {
-  if (!waits && !page.IsModified()) return;
+  // Of one that is new there is nothing that was.
+  if ((!waits && !page.IsModified()) || page.m_shownStatus == ERROR_FILE_NOT_FOUND) return;
   const std::vector<std::string> shown = ShownValues(page);
   for (size_t i = 0; i < shown.size() && i < page.m_storedValues.size(); ++i) {
     if (const auto setting = CompareSetting(page, i, page.m_storedValues[i], shown[i])) {

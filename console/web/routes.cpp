@@ -103,7 +103,11 @@ Response ReadRows(Session& session, const Request& request) {
   const size_t first = Number(request, "first", 0);
   const size_t count = std::min<size_t>(Number(request, "count", kMostRows), kMostRows);
   const std::string filter = request.Field("filter");
-  return Json(session.Read([&] { return session.RowsOf(window, control, first, count, filter); }));
+  const std::string sort = request.Field("sort");
+  const RowOrder order = sort == "up"     ? RowOrder::Rising
+                         : sort == "down" ? RowOrder::Falling
+                                          : RowOrder::AsTheyStand;
+  return Json(session.Read([&] { return session.RowsOf(window, control, first, count, filter, order); }));
 }
 
 Response ReadReview(Session& session, const Request& request) {

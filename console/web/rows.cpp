@@ -65,17 +65,25 @@ ordered_json DescribeRow(const CWnd& control, size_t row) {
   return json;
 }
 
-const std::vector<std::uint32_t>& RowCache::Matching(const CWnd& control, const std::string& filter) {
+const std::vector<std::uint32_t>& RowCache::Matching(const CWnd& control, const std::string& filter,
+                                                     RowOrder order) {
   const std::uint64_t stamp = RowsStamp(control);
-  if (m_control == &control && m_stamp == stamp && m_filter == filter) return m_rows;
+  if (m_control == &control && m_stamp == stamp && m_filter == filter && m_order == order) return m_rows;
   m_control = &control;
   m_stamp = stamp;
   m_filter = filter;
+  m_order = order;
   m_rows.clear();
   const std::string needle = text::Lower(filter);
   for (size_t row = 0; row < control.RowCount(); ++row) {
     if (needle.empty() || RowHolds(control, row, needle)) m_rows.push_back(static_cast<std::uint32_t>(row));
   }
+  if (order == RowOrder::AsTheyStand) return m_rows;
+  std::vector<std::string> texts(control.RowCount());
+  for (const std::uint32_t row : m_rows) texts[row] = text::Lower(control.RowText(row));
+  std::stable_sort(m_rows.begin(), m_rows.end(), [&texts, order](std::uint32_t a, std::uint32_t b) {
+    return order == RowOrder::Rising ? texts[a] < texts[b] : texts[b] < texts[a];
+  });
   return m_rows;
 }
 

@@ -244,8 +244,11 @@ void Session::Publish() {
 }
 
 void Session::Answer(Request& request, const std::string& refusal) {
-  const std::string head =
-      Dump({{"refusal", refusal}, {"notice", m_notice}, {"beeps", m_beeps}, {"opened", m_opened}});
+  const std::string head = Dump({{"refusal", refusal},
+                                 {"notice", m_notice},
+                                 {"beeps", m_beeps},
+                                 {"opened", m_opened},
+                                 {"added", m_host.Added()}});
   m_notice.clear();
   m_beeps = 0;
   m_opened.clear();
@@ -357,14 +360,14 @@ CWnd* Session::ListOf(unsigned window, size_t control) const {
 }
 
 ordered_json Session::RowsOf(unsigned window, size_t control, size_t first, size_t count,
-                             const std::string& filter) {
+                             const std::string& filter, RowOrder order) {
   for (const auto& [tab, view] : m_views) {
     if (view.window != window || view.node == m_host.NodePath() || !m_windows.empty()) continue;
     InOwnEvent([&, &shown = tab] { BringToFront(shown); });
   }
   const CWnd* list = ListOf(window, control);
   if (list == nullptr) return nullptr;
-  const std::vector<std::uint32_t>& matching = m_rows.Matching(*list, filter);
+  const std::vector<std::uint32_t>& matching = m_rows.Matching(*list, filter, order);
   ordered_json rows = ordered_json::array();
   for (size_t i = first; i < matching.size() && rows.size() < count; ++i) {
     rows.push_back(DescribeRow(*list, matching[i]));

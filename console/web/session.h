@@ -87,7 +87,7 @@ class Session final : public FrontEnd {
   bool AsksAnything() const { return !m_windows.empty(); }
   // {"total", "rows"} of a list; null where there is no such list.
   nlohmann::ordered_json RowsOf(unsigned window, size_t control, size_t first, size_t count,
-                                const std::string& filter);
+                                const std::string& filter, RowOrder order);
   // {"total", "pages"} of what waits; {"refusal"} while an act is at work.
   nlohmann::ordered_json Review(size_t first, size_t count);
   // Takes a piece of the file that the picker on top asks for; a refusal when there is none.

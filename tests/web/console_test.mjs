@@ -135,12 +135,15 @@ test('users that were made or deleted come and go with what puts their list back
     await page.getByRole('textbox', { name: 'User Name' }).fill(name);
     await page.locator('dialog[open]').last().getByRole('button', { name: 'OK' }).click();
     await node(name).waitFor();
+    // A new one is opened.
+    await page.getByRole('heading', { level: 1, name, exact: true }).waitFor();
+    await show('Users');
   };
   home.run('user', 'add', 'vera');
   await show('Users');
   await openUsers();
   await make('nina');
-  await page.getByRole('option', { name: 'vera' }).click();
+  await page.locator('#page').getByRole('row', { name: 'vera' }).click();
   await page.getByRole('button', { name: 'Delete User' }).click();
   await page.getByRole('button', { name: 'Yes' }).click();
   await until(() => node('vera').count(), 0);
@@ -397,7 +400,9 @@ test('a user is added and deleted through dialogs, by keys', async () => {
   await page.keyboard.press('Enter');
   await closed();
   await alice.waitFor();
-  await page.getByRole('listbox', { name: 'Users' }).focus();
+  await page.getByRole('heading', { level: 1, name: 'alice', exact: true }).waitFor();
+  await show('Users');
+  await page.getByRole('grid', { name: 'Users' }).focus();
   await page.keyboard.press('Home');
   await page.locator('#page .row.selected').getByText('alice').waitFor();
   // Enter right away changes nothing.
@@ -429,7 +434,7 @@ test('what an act changes on other nodes is told, and Cancel gives a deleted use
   await show('Users');
   const node = page.getByRole('treeitem', { name: 'rita', exact: true });
   await page.getByRole('treeitem', { name: 'Users', exact: true }).press('ArrowRight');
-  await page.getByRole('option', { name: 'rita' }).click();
+  await page.locator('#page').getByRole('row', { name: 'rita' }).click();
   await page.getByRole('button', { name: 'Delete User' }).click();
   await page.getByRole('button', { name: 'Yes' }).click();
   await until(() => node.count(), 0);
@@ -448,6 +453,7 @@ test('a page that refuses is shown with its reason, and nothing of the whole App
   await page.getByRole('textbox', { name: 'User Name' }).fill('nina');
   await page.locator('dialog[open]').last().getByRole('button', { name: 'OK' }).click();
   await nina.waitFor();
+  await page.getByRole('heading', { level: 1, name: 'nina', exact: true }).waitFor();
   const pages = await page.locator('footer .count').innerText();
   await show(compression);
   await level().fill('3');

@@ -67,7 +67,7 @@ test('what is selected in one tab stays so while the other one goes elsewhere', 
   await one.show('Users');
   await other.show('Users::vera');
   await one.front();
-  await one.page.getByRole('option', { name: 'vera' }).click();
+  await one.page.locator('#page').getByRole('row', { name: 'vera' }).click();
   await one.page.getByRole('button', { name: 'Delete User' }).click();
   await one.dialog().getByRole('button', { name: 'Yes' }).click();
   await one.applied();

@@ -2,7 +2,8 @@
 
 import { useEffect, useRef, useState } from 'preact/hooks';
 import { common, idOf, Labelled, type Props } from './labelled';
-import { refused } from './store';
+import { networkOf } from './names';
+import { controlsOf, refused } from './store';
 import { act } from './transport';
 
 export function Address(props: Props<'address'>) {
@@ -20,6 +21,15 @@ export function Address(props: Props<'address'>) {
     else refused.delete(id);
   }
   async function enter(value: string, leaving: boolean) {
+    const network = networkOf(value);
+    if (network) {
+      await act({ act: 'enter', window, control: index, text: network.first }, true);
+      const next = controlsOf(window).findIndex((control, at) => at > index && control.kind === 'address');
+      if (next >= 0) await act({ act: 'enter', window, control: next, text: network.last }, true);
+      say('', true);
+      if (leaving) setText(null);
+      return;
+    }
     if (value && !whole.test(value)) return say(`"${value}" is not an address: four numbers from 0 to 255 with dots between.`, leaving);
     const refusal = value === control.value ? '' : await act({ act: 'enter', window, control: index, text: value }, true);
     say(refusal, true);

@@ -24,6 +24,12 @@ function App() {
   const [found, setFound] = useState('');
   const [chosenRoot, setRoot] = useState('');
   useAddress(state);
+  // What a person has made on the page of a list is opened.
+  store.added = (node) => {
+    const own = store.state?.node ?? '';
+    const path = [node, `${own.split('::')[0]}::${node}`].find((one) => one.startsWith(`${own}::`) && one.split('::').length === own.split('::').length + 1);
+    if (path) void act({ act: 'node', text: path });
+  };
   useEffect(follow, []);
   useEffect(() => {
     const onLeave = (event: BeforeUnloadEvent) => {

@@ -5,9 +5,10 @@ import { Address } from './address';
 import { EditableList } from './editable_list';
 import { Edit } from './edit';
 import { Box, Combo, Day, Slider } from './fields';
-import { Sentence, useSentence } from './help';
+import { Sentence, useListButtons, useSentence } from './help';
 import { idOf, nameOf, type Props } from './labelled';
 import { List } from './list';
+import { Resources } from './resources';
 import { showRefused } from './notices';
 import { revert, was } from './review';
 import { plain, type Control, type Kind } from './state';
@@ -49,12 +50,17 @@ function Link(props: Props<'link'>) {
 }
 
 function Rows(props: Props<'list' | 'table'>) {
+  const says = useSentence(props.control.name);
   const { control, index, window } = props;
   const { text } = plain(control.caption);
   return (
     <>
       {text && <span class="label">{text}</span>}
+      {says && says.rows.length > 0 ? (
+        <Resources {...{ control, index, window, label: nameOf(props), says }} />
+      ) : (
       <List control={control} index={index} window={window} label={nameOf(props)} />
+      )}
     </>
   );
 }
@@ -146,10 +152,12 @@ interface ControlsProps {
 }
 
 export function Controls({ controls, window, title, group = -1, found }: ControlsProps) {
+  // Those that a list shows among its rows.
+  const drawnByLists = useListButtons(controls);
   return (
     <div class="controls">
       {controls.map((control, index) => {
-        if (control.hidden || control.group !== group) return null;
+        if (control.hidden || control.group !== group || (control.kind === 'button' && drawnByLists.has(plain(control.caption).text))) return null;
         if (control.kind === 'group') {
           return (
             <fieldset key={index} class="wide">

@@ -98,6 +98,7 @@ export function Asked() {
 }
 
 export function Windows({ windows }: { windows: ModalWindow[] }) {
+  if (store.unseen) return null;
   return (
     <>
       {windows.map((modal) => {

@@ -3,7 +3,7 @@
 import { createContext, type ComponentChildren } from 'preact';
 import { useContext, useEffect, useState } from 'preact/hooks';
 import { helpOf, type Help } from './help_texts';
-import { plain } from './state';
+import { plain, type Control } from './state';
 import { act } from './transport';
 
 const Shown = createContext<Help | null>(null);
@@ -30,6 +30,13 @@ const bare = (name: string) => plain(name).text.replace(/[: ]+$/, '');
 export function useSentence(name: string) {
   const help = useContext(Shown);
   return help?.settings[bare(name)];
+}
+
+/** The captions of the buttons that lists show among their rows. */
+export function useListButtons(controls: Control[]): Set<string> {
+  const help = useContext(Shown);
+  const lists = controls.filter((control) => control.kind === 'list').map((control) => help?.settings[bare(control.name)]);
+  return new Set(lists.flatMap((says) => (says ? [...says.rows, ...says.rank] : [])));
 }
 
 /** `code` and **bold** inside a paragraph. */

@@ -3,10 +3,20 @@
 import { store } from './store';
 import { get } from './transport';
 
+export interface SettingHelp {
+  text: string;
+  default: string;
+  under: string;
+  danger: string;
+  /** Of a list whose rows have pages of their own: the buttons that make, copy and delete one, and rank it. */
+  rows: string[];
+  rank: string[];
+}
+
 export interface Help {
   title: string;
   about: string;
-  settings: Record<string, { text: string; default: string; under: string; danger: string }>;
+  settings: Record<string, SettingHelp>;
 }
 
 const helps = new Map<string, Promise<Help | null>>();

@@ -6,6 +6,15 @@ import { act, get } from './transport';
 
 const block = 100;
 
+export type Sort = '' | 'up' | 'down';
+
+const text = (row: Row) => row.cells[0]?.toLowerCase() ?? '';
+function sorted(rows: Row[], sort: Sort): Row[] {
+  if (!sort) return rows;
+  const sign = sort === 'up' ? 1 : -1;
+  return [...rows].sort((a, b) => (text(a) < text(b) ? -sign : text(a) > text(b) ? sign : 0));
+}
+
 interface Rows {
   total: number;
   stamp: number;
@@ -26,15 +35,15 @@ export interface ListProps {
 }
 
 /** The rows that the filter leaves, by position; fetches what is not there yet. */
-export function useRows({ control, index, window }: ListProps, filter: string) {
+export function useRows({ control, index, window }: ListProps, filter: string, sort: Sort = '') {
   const [, redraw] = useState(0);
   const cache = useRef<Cache>({ key: '', total: 0, blocks: new Map() });
   const loading = useRef(new Map<string, Promise<void>>());
-  const key = `${window}/${index}/${control.stamp}/${filter}`;
+  const key = `${window}/${index}/${control.stamp}/${filter}/${sort}`;
   const inline = control.rows && (!filter || control.rows.length <= block);
   if (inline) {
     const needle = filter.toLowerCase();
-    const rows = control.rows!.filter((row) => !needle || row.cells.some((cell) => cell.toLowerCase().includes(needle)));
+    const rows = sorted(control.rows!.filter((row) => !needle || row.cells.some((cell) => cell.toLowerCase().includes(needle))), sort);
     cache.current = { key, total: rows.length, blocks: new Map([[0, rows]]) };
   }
 
@@ -50,7 +59,7 @@ export function useRows({ control, index, window }: ListProps, filter: string) {
   }
 
   async function fetchBlock(number: number): Promise<void> {
-    const rows = await get<Rows>('/api/rows', { window, control: index, first: number * block, count: block, filter });
+    const rows = await get<Rows>('/api/rows', { window, control: index, first: number * block, count: block, filter, sort });
     if (!rows?.rows) return;
     // Rows that are shown stay until those of the new filter or stamp have come.
     if (cache.current.key !== key) cache.current = { key, total: rows.total, blocks: new Map() };

@@ -4,6 +4,7 @@ import { useLayoutEffect, useRef } from 'preact/hooks';
 import { Controls } from './controls';
 import { Asked } from './dialogs';
 import { WithHelp } from './help';
+import { shownName } from './names';
 import type { State } from './state';
 
 export function Page({ state, found, onHelp }: { state: State; found: string; onHelp: () => void }) {
@@ -18,7 +19,7 @@ export function Page({ state, found, onHelp }: { state: State; found: string; on
           <header>
             <div>
               {crumbs.length > 0 && <p class="crumbs">{crumbs.join(' › ')}</p>}
-              <h1>{title}</h1>
+              <h1>{shownName(title ?? '')}</h1>
             </div>
             <button type="button" class="quiet" title="Help (F1)" aria-label="Help" onClick={onHelp}>
               ?

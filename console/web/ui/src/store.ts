@@ -9,7 +9,9 @@ export const store = {
   line: 'open' as Line,
   beeps: 0,
   busy: false, // an act has been on its way for a while
+  unseen: false, // windows open and are answered without a person
   changed: () => {},
+  added: (_node: string) => {},
 };
 
 /** Texts that controls have refused, by window and control: nothing is confirmed while they stand there. */

@@ -22,6 +22,8 @@ interface Reply {
   notice?: string;
   beeps?: number;
   opened?: string[];
+  /** Nodes of principals that the act has made. */
+  added?: string[];
   state?: State;
 }
 
@@ -132,6 +134,7 @@ async function work() {
       if (reply.state) take(reply.state);
       if (reply.beeps) store.beeps += reply.beeps;
       for (const link of reply.opened ?? []) open(link);
+      if (reply.added?.length === 1 && !reply.state?.windows.length) store.added(reply.added[0]!);
       if (reply.notice) tell({ text: reply.notice });
       if (refusal && !next.quiet) tell({ text: refusal, error: true });
       else if (reply.beeps) store.changed();

@@ -2,6 +2,7 @@
 // hundred thousand principals opens like one with three.
 
 import { useEffect, useReducer, useRef, useState } from 'preact/hooks';
+import { shownName } from './names';
 import type { State } from './state';
 import { act, get } from './transport';
 import { reveal, rowHeight, stepOf } from './rows';
@@ -171,7 +172,7 @@ function TreeRow({ place, row, active, selected, opened, waits, onClick, onToggl
         </svg>
       </span>
       <span class="name" title={node?.label}>
-        {node?.label ?? '…'}
+        {node ? shownName(node.label) : '…'}
       </span>
       {node && node.children > fewChildren && <span class="dim many">{node.children.toLocaleString('en')}</span>}
       {waits && <span class="mark" title="Edits wait for Apply" role="img" aria-label="edits wait" />}
