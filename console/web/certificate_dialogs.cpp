@@ -3,36 +3,10 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/text.h"
+#include "console/certificate_words.h"
 
 namespace web {
 namespace {
-
-// The uses that administrators look for (RFC 5280); others stand as their numbers.
-constexpr std::pair<std::string_view, std::string_view> kUses[] = {
-    {"1.3.6.1.5.5.7.3.1", "server authentication"}, {"1.3.6.1.5.5.7.3.2", "client authentication"},
-    {"1.3.6.1.5.5.7.3.3", "code signing"},          {"1.3.6.1.5.5.7.3.4", "e-mail protection"},
-    {"1.3.6.1.5.5.7.3.8", "time stamping"},         {"1.3.6.1.5.5.7.3.9", "OCSP signing"},
-    {"1.3.6.1.4.1.311.20.2.2", "smart card logon"},
-};
-
-std::string Uses(const CertificateView& certificate) {
-  std::string text;
-  for (const std::string& usage : certificate.usages) {
-    std::string_view name = usage;
-    for (const auto& [number, words] : kUses) {
-      if (usage == number) name = words;
-    }
-    if (!text.empty()) text += ", ";
-    text += name;
-  }
-  return text.empty() ? "any" : text;
-}
-
-std::string Validity(const CertificateView& certificate) {
-  return certificate.notBefore + " to " + certificate.notAfter +
-         (certificate.expired ? " (not valid now)" : "");
-}
 
 CButton& AddButton(CDialog& dialog, std::string_view caption, bool isDefault) {
   CButton& button = dialog.Add(std::make_unique<CButton>(), -1);
@@ -46,12 +20,12 @@ CButton& AddButton(CDialog& dialog, std::string_view caption, bool isDefault) {
 void CertificatePicker::BuildControls() {
   m_list = &Add(std::make_unique<CListCtrl>(), -1);
   m_list->caption = "Certificates";
-  m_list->columns = {
-      {"Issued To", 120}, {"Issued By", 120}, {"Valid", 160}, {"For", 160}, {"Thumbprint", 220}};
+  m_list->columns = {{"Issued To", 120}, {"Issued By", 120}, {"Valid", 160},
+                     {"For", 160},       {"Key Usage", 160}, {"Thumbprint", 220}};
   for (const CertificateView& certificate : m_all) {
     m_list->InsertItem(m_list->GetItemCount(),
-                       {certificate.subject, certificate.issuer, Validity(certificate), Uses(certificate),
-                        certificate.thumbprint});
+                       {certificate.subject, certificate.issuer, ValidityOf(certificate), UsesOf(certificate),
+                        KeyUsesOf(certificate), certificate.thumbprint});
   }
   m_ok = &AddButton(*this, "OK", true);
   m_cancel = &AddButton(*this, "Cancel", false);
@@ -78,9 +52,10 @@ void CertificatePicker::OnControl(CWnd& control, Notice notice) {
 
 void CertificateWindow::BuildControls() {
   const std::pair<const char*, std::string> lines[] = {
-      {"Issued To", m_certificate.subject},     {"Issued By", m_certificate.issuer},
-      {"Valid", Validity(m_certificate)},       {"For", Uses(m_certificate)},
-      {"Thumbprint", m_certificate.thumbprint}, {"Friendly Name", m_certificate.friendlyName},
+      {"Issued To", m_certificate.subject},          {"Issued By", m_certificate.issuer},
+      {"Valid", ValidityOf(m_certificate)},          {"For", UsesOf(m_certificate)},
+      {"Key Usage", KeyUsesOf(m_certificate)},       {"Thumbprint", m_certificate.thumbprint},
+      {"Friendly Name", m_certificate.friendlyName},
   };
   for (const auto& [caption, text] : lines) {
     CEdit& line = Add(std::make_unique<CEdit>(), -1);
