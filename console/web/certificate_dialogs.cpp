@@ -15,21 +15,46 @@ CButton& AddButton(CDialog& dialog, std::string_view caption, bool isDefault) {
   return button;
 }
 
+// As a text it is seen whole, which an edit of its length is not.
+std::string ThumbprintText(const CertificateView& certificate) {
+  return "Thumbprint: " + certificate.thumbprint;
+}
+
+CEdit& AddLine(CDialog& dialog, std::string_view caption, std::string_view text) {
+  CEdit& line = dialog.Add(std::make_unique<CEdit>(), -1);
+  line.caption = caption;
+  line.readOnly = true;
+  line.SetText(text);
+  return line;
+}
+
 }  // namespace
 
+// What is too long for a column stands below the list, of the certificate that is selected there.
 void CertificatePicker::BuildControls() {
+  const FillScope filling(*this);
   m_list = &Add(std::make_unique<CListCtrl>(), -1);
   m_list->caption = "Certificates";
-  m_list->columns = {{"Issued To", 120}, {"Issued By", 120}, {"Valid", 160},
-                     {"For", 160},       {"Key Usage", 160}, {"Thumbprint", 220}};
+  m_list->columns = {{"Issued To", 180}, {"Issued By", 180}, {"Valid", 330}, {"Friendly Name", 130}};
   for (const CertificateView& certificate : m_all) {
-    m_list->InsertItem(m_list->GetItemCount(),
-                       {certificate.subject, certificate.issuer, ValidityOf(certificate), UsesOf(certificate),
-                        KeyUsesOf(certificate), certificate.thumbprint});
+    m_list->InsertItem(m_list->GetItemCount(), {certificate.subject, certificate.issuer,
+                                                ValidityOf(certificate), certificate.friendlyName});
   }
+  m_uses = &AddLine(*this, "For", "");
+  m_keyUses = &AddLine(*this, "Key Usage", "");
+  m_thumbprint = &Add(std::make_unique<CStatic>(), -1);
   m_ok = &AddButton(*this, "OK", true);
   m_cancel = &AddButton(*this, "Cancel", false);
   m_ok->EnableWindow(false);
+}
+
+void CertificatePicker::ShowSelected() {
+  const std::ptrdiff_t row = m_list->GetSelected();
+  const CertificateView* const selected = row < 0 ? nullptr : &m_all[static_cast<size_t>(row)];
+  m_uses->SetText(selected == nullptr ? "" : UsesOf(*selected));
+  m_keyUses->SetText(selected == nullptr ? "" : KeyUsesOf(*selected));
+  m_thumbprint->caption = selected == nullptr ? "" : ThumbprintText(*selected);
+  m_ok->EnableWindow(selected != nullptr);
 }
 
 void CertificatePicker::OnOK() {
@@ -41,7 +66,7 @@ void CertificatePicker::OnOK() {
 
 void CertificatePicker::OnControl(CWnd& control, Notice notice) {
   if (&control == m_list) {
-    m_ok->EnableWindow(m_list->GetSelected() >= 0);
+    ShowSelected();
     if (notice == Notice::DoubleClicked) OnOK();
   } else if (&control == m_ok) {
     OnOK();
@@ -52,17 +77,12 @@ void CertificatePicker::OnControl(CWnd& control, Notice notice) {
 
 void CertificateWindow::BuildControls() {
   const std::pair<const char*, std::string> lines[] = {
-      {"Issued To", m_certificate.subject},          {"Issued By", m_certificate.issuer},
-      {"Valid", ValidityOf(m_certificate)},          {"For", UsesOf(m_certificate)},
-      {"Key Usage", KeyUsesOf(m_certificate)},       {"Thumbprint", m_certificate.thumbprint},
-      {"Friendly Name", m_certificate.friendlyName},
+      {"Issued To", m_certificate.subject},    {"Issued By", m_certificate.issuer},
+      {"Valid", ValidityOf(m_certificate)},    {"For", UsesOf(m_certificate)},
+      {"Key Usage", KeyUsesOf(m_certificate)}, {"Friendly Name", m_certificate.friendlyName},
   };
-  for (const auto& [caption, text] : lines) {
-    CEdit& line = Add(std::make_unique<CEdit>(), -1);
-    line.caption = caption;
-    line.readOnly = true;
-    line.SetText(text);
-  }
+  for (const auto& [caption, text] : lines) AddLine(*this, caption, text);
+  Add(std::make_unique<CStatic>(), -1).caption = ThumbprintText(m_certificate);
   AddButton(*this, "OK", true);
 }
 

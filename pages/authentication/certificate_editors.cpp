@@ -150,7 +150,7 @@ void CDlgEditTrust::Fill() {
 
 void CDlgEditTrust::Add() {
   if (!m_store) return;
-  const auto path = CurrentFrontEnd().PickFile({false, false, "", kFilter});
+  const auto path = CurrentFrontEnd().PickFile({.fileName = "", .filter = kFilter, .contentsOnly = true});
   if (!path) return;
   bool added = false;
   for (const std::string& encoded : CertificatesIn(ReadFileOfCertificates(*path)).certificates) {
