@@ -103,21 +103,33 @@ class ScratchFolder {
   std::string path;  // Empty where there is none.
 };
 
+// Swaps two folders at once, so that the place of neither is ever empty; one after the other where the file
+// system can't.
+int Swap(const std::string& one, const std::string& other) {
+  if (renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  const std::string aside = one + ".aside";
+  if (rename(other.c_str(), aside.c_str()) != 0) return errno;
+  if (rename(one.c_str(), other.c_str()) == 0) return rename(aside.c_str(), one.c_str()) == 0 ? 0 : errno;
+  const int code = errno;
+  rename(aside.c_str(), other.c_str());
+  return code;
+}
+
 // A restored store takes the whole folder's place, locks included: they belong to the old file. What stood
 // there is kept under the name that `kept` gets.
 Outcome Exchange(const std::string& fresh, const std::string& home, std::string& kept) {
   const std::string place = home + "/registry";
   std::error_code error;
-  kept = place + ".replaced-" + TimeNow();
-  if (!fs::exists(place, error)) {
-    kept.clear();
-  } else if (rename(place.c_str(), kept.c_str()) != 0) {
-    return Failed("The registry that was there can't be moved to \"" + kept + "\"", errno);
+  const bool stands = fs::exists(place, error);
+  kept = stands ? place + ".replaced-" + TimeNow() : "";
+  const std::string& next = stands ? kept : place;
+  int code = rename(fresh.c_str(), next.c_str()) == 0 ? 0 : errno;
+  if (code == 0 && stands) {
+    code = Swap(kept, place);
+    if (code != 0) fs::remove_all(kept, error);
   }
-  if (rename(fresh.c_str(), place.c_str()) == 0) return {};
-  const int code = errno;
-  if (!kept.empty()) rename(kept.c_str(), place.c_str());
-  return Failed("The restored registry can't be put in its place", code);
+  return code == 0 ? Outcome{} : Failed("The restored registry can't be put in its place", code);
 }
 
 }  // namespace
