@@ -83,7 +83,7 @@ void CertificateWindow::BuildControls() {
   };
   for (const auto& [caption, text] : lines) AddLine(*this, caption, text);
   Add(std::make_unique<CStatic>(), -1).caption = ThumbprintText(m_certificate);
-  AddButton(*this, "OK", true);
+  AddButton(*this, "Close", true);
 }
 
 void CertificateWindow::OnControl(CWnd& control, Notice notice) {

@@ -132,7 +132,7 @@ test('a trusted certificate is imported from a file, looked at and removed', asy
   ]);
   assert.ok(await dialog().getByText(`Thumbprint: ${made['old.example'].thumbprint}`).isVisible());
   assert.match(await line('Valid'), /\(not valid now\)$/);
-  await press('OK');
+  await press('Close');
   await row('old.example').waitFor();
   assert.deepEqual(trusted(), [made['old.example'].thumbprint]);
   await row('old.example').click();
