@@ -33,7 +33,8 @@ void TakeAll(HCERTSTORE store, FileOfCertificates& file) {
 FileOfCertificates CertificatesIn(std::string_view bytes, const std::string& password) {
   // Else the system would keep the key in the profile of the account.
   constexpr DWORD kForgetKeys = PKCS12_NO_PERSIST_KEY;
-  FileOfCertificates file{.privateKey = HoldsPrivateKey(bytes)};
+  FileOfCertificates file;
+  file.privateKey = HoldsPrivateKey(bytes);
   std::string copy(bytes);
   CRYPT_DATA_BLOB blob{static_cast<DWORD>(copy.size()), reinterpret_cast<BYTE*>(copy.data())};
   constexpr DWORD kContents = CERT_QUERY_CONTENT_FLAG_CERT | CERT_QUERY_CONTENT_FLAG_PKCS7_SIGNED;
