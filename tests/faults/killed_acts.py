@@ -34,6 +34,8 @@ def choose(place, console, number):
     console.act(act='click', **console.control('Import Settings'))
     console.answer(act='answer', text='Yes')
     console.answer(act='answer', text=place.path('users.xml'))
+    # What the import will do is found out first, which may take longer than its act is waited for.
+    until(lambda: [w for w in console.state()['windows'] if w['kind'] == 'dialog'], 'the preview of the import')
     window = console.state()['windows'][-1]
     index = [control['caption'] for control in window['controls']].index('Import')
     return {'act': 'click', 'window': window['window'], 'control': index}
@@ -82,6 +84,8 @@ def acts_in_the_browser_that_are_killed_are_done_or_not(home, kills=int(os.envir
             begun = time.monotonic()
             console.act(**act)
             took[prepare] = time.monotonic() - begun
+            if prepare is not ask_for_credentials:
+                until(lambda: str(number) in stored(home, pattern), 'the act to be done')
             console.stop()
             continue
         act_and_kill(console, act, chance.random() * took[prepare], chance.random() < 0.5)
