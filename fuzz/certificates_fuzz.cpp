@@ -9,7 +9,7 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  for (const std::string& encoded : CertificatesIn(bytes, "password")) {
+  for (const std::string& encoded : CertificatesIn(bytes, "password").certificates) {
     const UniqueCertificate certificate(
         CertCreateCertificateContext(X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoded.data()),
                                      static_cast<DWORD>(encoded.size())));

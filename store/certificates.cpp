@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "store/registry_object.h"
 
@@ -52,6 +53,24 @@ std::vector<std::string> Usages(const CERT_CONTEXT& certificate) {
   auto* const usage = reinterpret_cast<CERT_ENHKEY_USAGE*>(room.data());
   if (!CertGetEnhancedKeyUsage(&certificate, 0, usage, &size)) return {};
   return {usage->rgpszUsageIdentifier, usage->rgpszUsageIdentifier + usage->cUsageIdentifier};
+}
+
+// What the key itself may be used for (RFC 5280, 4.2.1.3), by bit.
+std::vector<std::string> KeyUsages(const CERT_CONTEXT& certificate) {
+  constexpr std::pair<unsigned, const char*> kWords[] = {
+      {0x80, "digital signature"}, {0x40, "non-repudiation"}, {0x20, "key encipherment"},
+      {0x10, "data encipherment"}, {0x08, "key agreement"},   {0x04, "certificate signing"},
+      {0x02, "CRL signing"},       {0x01, "encipher only"},   {0x8000, "decipher only"},
+  };
+  std::array<BYTE, 2> bytes{};
+  if (!CertGetIntendedKeyUsage(X509_ASN_ENCODING, certificate.pCertInfo, bytes.data(), bytes.size()))
+    return {};
+  const unsigned bits = bytes[0] | unsigned{bytes[1]} << 8;
+  std::vector<std::string> all;
+  for (const auto& [bit, words] : kWords) {
+    if ((bits & bit) != 0) all.emplace_back(words);
+  }
+  return all;
 }
 
 bool IsOutOfDate(const CERT_CONTEXT& certificate) {
@@ -123,5 +142,6 @@ CertificateView Describe(const CERT_CONTEXT& certificate) {
           .notBefore = DayOf(certificate.pCertInfo->NotBefore),
           .notAfter = DayOf(certificate.pCertInfo->NotAfter),
           .usages = Usages(certificate),
+          .keyUsages = KeyUsages(certificate),
           .expired = IsOutOfDate(certificate)};
 }

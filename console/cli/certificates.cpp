@@ -7,6 +7,7 @@
 #include <iostream>
 #include <memory>
 
+#include "console/certificate_words.h"
 #include "console/cli/keys.h"
 #include "console/cli/wrong_use.h"
 #include "console/computer.h"
@@ -60,9 +61,10 @@ std::string Line(const CertificateView& view) {
 }
 
 nlohmann::ordered_json Json(const CertificateView& view) {
-  return {{"thumbprint", view.thumbprint}, {"subject", view.subject},          {"issuer", view.issuer},
-          {"notBefore", view.notBefore},   {"notAfter", view.notAfter},        {"expired", view.expired},
-          {"usages", view.usages},         {"friendlyName", view.friendlyName}};
+  return {
+      {"thumbprint", view.thumbprint}, {"subject", view.subject},     {"issuer", view.issuer},
+      {"notBefore", view.notBefore},   {"notAfter", view.notAfter},   {"expired", view.expired},
+      {"usages", view.usages},         {"keyUsages", view.keyUsages}, {"friendlyName", view.friendlyName}};
 }
 
 std::string ReadAll(std::istream& input) {
@@ -88,14 +90,14 @@ Outcome Add(const Settings& settings, const Words& words) {
   errno = 0;
   std::ifstream file(words.file, std::ios::binary);
   if (!file) return CantBeRead(words.file);
-  const std::vector<std::string> all = CertificatesIn(ReadAll(file), PasswordOf(words));
-  if (all.empty())
+  const FileOfCertificates read = CertificatesIn(ReadAll(file), PasswordOf(words));
+  if (read.certificates.empty())
     return Failed("The file \"" + words.file +
                   "\" holds no certificate, or one behind a password: see --password-file.");
   return WithStore(settings, words, Keeps::Changes, [&](HCERTSTORE store) {
     Outcome outcome;
     outcome.data = nlohmann::ordered_json::array();
-    for (const std::string& encoded : all) {
+    for (const std::string& encoded : read.certificates) {
       const UniqueCertificate certificate(
           CertCreateCertificateContext(X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoded.data()),
                                        static_cast<DWORD>(encoded.size())));
@@ -106,6 +108,10 @@ Outcome Add(const Settings& settings, const Words& words) {
       const CertificateView view = Describe(*certificate);
       outcome.text += Line(view);
       outcome.data.push_back(Json(view));
+    }
+    if (read.privateKey) {
+      outcome.warnings.push_back("The private key in \"" + words.file +
+                                 "\" was left out: on Windows \"certutil -importpfx\" takes it, too.");
     }
     return outcome;
   });
@@ -150,9 +156,8 @@ Outcome Show(const Settings& settings, const Words& words) {
     Outcome outcome;
     outcome.data = Json(view);
     outcome.text = "Issued to:   " + view.subject + "\nIssued by:   " + view.issuer +
-                   "\nValid:       " + view.notBefore + " to " + view.notAfter +
-                   (view.expired ? " (not valid now)" : "") + "\nThumbprint:  " + view.thumbprint +
-                   "\nUsages:      " + (view.usages.empty() ? "any" : text::Joined(view.usages, ", ")) +
+                   "\nValid:       " + ValidityOf(view) + "\nThumbprint:  " + view.thumbprint +
+                   "\nFor:         " + UsesOf(view) + "\nKey usage:   " + KeyUsesOf(view) +
                    "\nName:        " + view.friendlyName + "\n";
     return outcome;
   });

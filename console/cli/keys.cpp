@@ -150,14 +150,15 @@ class TemporaryFile {
   bool m_good = false;
 };
 
-Outcome ImportFrom(const Settings& settings, const std::string& path) {
+// `name` is what the person has called the file.
+Outcome ImportFrom(const Settings& settings, const std::string& path, const std::string& name) {
   KeyPage keys(settings);
   if (const std::string why = keys.Why(); !why.empty()) return Failed(why);
   const size_t before = keys.page->Shown().size();
   keys.frontEnd.AddPath(path);
   keys.page->Import();
   const size_t added = keys.page->Shown().size() - before;
-  if (added == 0) return Failed("The file \"" + path + "\" holds no key.");
+  if (added == 0) return Failed("The file \"" + name + "\" holds no key.");
   size_t unread = 0;
   size_t ofNobody = 0;
   for (size_t row = 0; row < added; ++row) {
@@ -168,10 +169,13 @@ Outcome ImportFrom(const Settings& settings, const std::string& path) {
     return Failed(std::to_string(ofNobody) + (ofNobody == 1 ? " key has" : " keys have") +
                   " no user: name one by --user, or in a line \"# USER\" before the key.");
   Outcome outcome = keys.Apply();
+  if (outcome.status != Status::Done) return outcome;
   outcome.text = std::to_string(added) + (added == 1 ? " key" : " keys") + " added: " + outcome.text;
   if (unread > 0)
     outcome.notes.push_back(std::to_string(unread) +
-                            " of them can't be read as a key, and has no fingerprint.");
+                            (unread == 1
+                                 ? " of them is no key that can be read, and has no fingerprint."
+                                 : " of them are no keys that can be read, and have no fingerprints."));
   return outcome;
 }
 
@@ -182,10 +186,10 @@ Outcome Import(const Settings& settings, const Words& words) {
   errno = 0;
   std::ifstream opened(path, std::ios::binary);
   if (!opened) return CantBeRead(path);
-  if (words.user.empty()) return ImportFrom(settings, path);
+  if (words.user.empty()) return ImportFrom(settings, path, path);
   const std::string lines((std::istreambuf_iterator<char>(opened)), {});
   const TemporaryFile named(WithUser(lines, words.user));
-  return named.Good() ? ImportFrom(settings, named.Path())
+  return named.Good() ? ImportFrom(settings, named.Path(), path)
                       : Failed("The keys can't be put aside for the import.");
 }
 
@@ -193,7 +197,7 @@ Outcome Add(const Settings& settings, const Words& words) {
   if (!keymill::KGGetFingerprintStringFromBlob(words.key.c_str()))
     return Failed("\"" + OneLine(words.key).substr(0, 60) + "\" is no line of a public key.");
   const TemporaryFile named(WithUser(words.key, words.user));
-  return named.Good() ? ImportFrom(settings, named.Path())
+  return named.Good() ? ImportFrom(settings, named.Path(), words.key)
                       : Failed("The key can't be put aside for the import.");
 }
 

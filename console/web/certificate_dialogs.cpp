@@ -3,36 +3,10 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/text.h"
+#include "console/certificate_words.h"
 
 namespace web {
 namespace {
-
-// The uses that administrators look for (RFC 5280); others stand as their numbers.
-constexpr std::pair<std::string_view, std::string_view> kUses[] = {
-    {"1.3.6.1.5.5.7.3.1", "server authentication"}, {"1.3.6.1.5.5.7.3.2", "client authentication"},
-    {"1.3.6.1.5.5.7.3.3", "code signing"},          {"1.3.6.1.5.5.7.3.4", "e-mail protection"},
-    {"1.3.6.1.5.5.7.3.8", "time stamping"},         {"1.3.6.1.5.5.7.3.9", "OCSP signing"},
-    {"1.3.6.1.4.1.311.20.2.2", "smart card logon"},
-};
-
-std::string Uses(const CertificateView& certificate) {
-  std::string text;
-  for (const std::string& usage : certificate.usages) {
-    std::string_view name = usage;
-    for (const auto& [number, words] : kUses) {
-      if (usage == number) name = words;
-    }
-    if (!text.empty()) text += ", ";
-    text += name;
-  }
-  return text.empty() ? "any" : text;
-}
-
-std::string Validity(const CertificateView& certificate) {
-  return certificate.notBefore + " to " + certificate.notAfter +
-         (certificate.expired ? " (not valid now)" : "");
-}
 
 CButton& AddButton(CDialog& dialog, std::string_view caption, bool isDefault) {
   CButton& button = dialog.Add(std::make_unique<CButton>(), -1);
@@ -41,21 +15,46 @@ CButton& AddButton(CDialog& dialog, std::string_view caption, bool isDefault) {
   return button;
 }
 
+// As a text it is seen whole, which an edit of its length is not.
+std::string ThumbprintText(const CertificateView& certificate) {
+  return "Thumbprint: " + certificate.thumbprint;
+}
+
+CEdit& AddLine(CDialog& dialog, std::string_view caption, std::string_view text) {
+  CEdit& line = dialog.Add(std::make_unique<CEdit>(), -1);
+  line.caption = caption;
+  line.readOnly = true;
+  line.SetText(text);
+  return line;
+}
+
 }  // namespace
 
+// What is too long for a column stands below the list, of the certificate that is selected there.
 void CertificatePicker::BuildControls() {
+  const FillScope filling(*this);
   m_list = &Add(std::make_unique<CListCtrl>(), -1);
   m_list->caption = "Certificates";
-  m_list->columns = {
-      {"Issued To", 120}, {"Issued By", 120}, {"Valid", 160}, {"For", 160}, {"Thumbprint", 220}};
+  m_list->columns = {{"Issued To", 180}, {"Issued By", 180}, {"Valid", 330}, {"Friendly Name", 130}};
   for (const CertificateView& certificate : m_all) {
-    m_list->InsertItem(m_list->GetItemCount(),
-                       {certificate.subject, certificate.issuer, Validity(certificate), Uses(certificate),
-                        certificate.thumbprint});
+    m_list->InsertItem(m_list->GetItemCount(), {certificate.subject, certificate.issuer,
+                                                ValidityOf(certificate), certificate.friendlyName});
   }
+  m_uses = &AddLine(*this, "For", "");
+  m_keyUses = &AddLine(*this, "Key Usage", "");
+  m_thumbprint = &Add(std::make_unique<CStatic>(), -1);
   m_ok = &AddButton(*this, "OK", true);
   m_cancel = &AddButton(*this, "Cancel", false);
   m_ok->EnableWindow(false);
+}
+
+void CertificatePicker::ShowSelected() {
+  const std::ptrdiff_t row = m_list->GetSelected();
+  const CertificateView* const selected = row < 0 ? nullptr : &m_all[static_cast<size_t>(row)];
+  m_uses->SetText(selected == nullptr ? "" : UsesOf(*selected));
+  m_keyUses->SetText(selected == nullptr ? "" : KeyUsesOf(*selected));
+  m_thumbprint->caption = selected == nullptr ? "" : ThumbprintText(*selected);
+  m_ok->EnableWindow(selected != nullptr);
 }
 
 void CertificatePicker::OnOK() {
@@ -67,7 +66,7 @@ void CertificatePicker::OnOK() {
 
 void CertificatePicker::OnControl(CWnd& control, Notice notice) {
   if (&control == m_list) {
-    m_ok->EnableWindow(m_list->GetSelected() >= 0);
+    ShowSelected();
     if (notice == Notice::DoubleClicked) OnOK();
   } else if (&control == m_ok) {
     OnOK();
@@ -78,17 +77,13 @@ void CertificatePicker::OnControl(CWnd& control, Notice notice) {
 
 void CertificateWindow::BuildControls() {
   const std::pair<const char*, std::string> lines[] = {
-      {"Issued To", m_certificate.subject},     {"Issued By", m_certificate.issuer},
-      {"Valid", Validity(m_certificate)},       {"For", Uses(m_certificate)},
-      {"Thumbprint", m_certificate.thumbprint}, {"Friendly Name", m_certificate.friendlyName},
+      {"Issued To", m_certificate.subject},    {"Issued By", m_certificate.issuer},
+      {"Valid", ValidityOf(m_certificate)},    {"For", UsesOf(m_certificate)},
+      {"Key Usage", KeyUsesOf(m_certificate)}, {"Friendly Name", m_certificate.friendlyName},
   };
-  for (const auto& [caption, text] : lines) {
-    CEdit& line = Add(std::make_unique<CEdit>(), -1);
-    line.caption = caption;
-    line.readOnly = true;
-    line.SetText(text);
-  }
-  AddButton(*this, "OK", true);
+  for (const auto& [caption, text] : lines) AddLine(*this, caption, text);
+  Add(std::make_unique<CStatic>(), -1).caption = ThumbprintText(m_certificate);
+  AddButton(*this, "Close", true);
 }
 
 void CertificateWindow::OnControl(CWnd& control, Notice notice) {

@@ -26,8 +26,13 @@ class CertificatePicker final : public CDialog {
   void BuildControls() override;
 
  private:
+  void ShowSelected();
+
   const std::vector<CertificateView>& m_all;
   CListCtrl* m_list = nullptr;
+  CEdit* m_uses = nullptr;
+  CEdit* m_keyUses = nullptr;
+  CStatic* m_thumbprint = nullptr;
   CButton* m_ok = nullptr;
   CButton* m_cancel = nullptr;
   std::optional<size_t> m_picked;

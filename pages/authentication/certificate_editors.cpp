@@ -150,10 +150,10 @@ void CDlgEditTrust::Fill() {
 
 void CDlgEditTrust::Add() {
   if (!m_store) return;
-  const auto path = CurrentFrontEnd().PickFile({false, false, "", kFilter});
+  const auto path = CurrentFrontEnd().PickFile({.fileName = "", .filter = kFilter, .contentsOnly = true});
   if (!path) return;
   bool added = false;
-  for (const std::string& encoded : CertificatesIn(ReadFileOfCertificates(*path))) {
+  for (const std::string& encoded : CertificatesIn(ReadFileOfCertificates(*path)).certificates) {
     const UniqueCertificate certificate(
         CertCreateCertificateContext(X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(encoded.data()),
                                      static_cast<DWORD>(encoded.size())));
@@ -164,7 +164,7 @@ void CDlgEditTrust::Add() {
   if (added) {
     Fill();
   } else {
-    AfxMessageBox("The file " + *path + " holds no certificate that could be added.");
+    AfxMessageBox("The file \"" + *path + "\" holds no certificate that could be added.");
   }
 }
 

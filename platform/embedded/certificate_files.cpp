@@ -41,14 +41,15 @@ void AddOf(const Pkcs7& signedData, std::vector<std::string>& all) {
     AddAll(signedData->d.sign->cert, all);
 }
 
-void AddOf(const Pkcs12& container, const std::string& password, std::vector<std::string>& all) {
+void AddOf(const Pkcs12& container, const std::string& password, FileOfCertificates& file) {
   EVP_PKEY* key = nullptr;
   X509* first = nullptr;
   STACK_OF(X509)* others = nullptr;
   if (!container || PKCS12_parse(container.get(), password.c_str(), &key, &first, &others) != 1) return;
+  file.privateKey = key != nullptr;
   EVP_PKEY_free(key);
-  Add(first, all);
-  AddAll(others, all);
+  Add(first, file.certificates);
+  AddAll(others, file.certificates);
   X509_free(first);
   sk_X509_pop_free(others, X509_free);
 }
@@ -67,21 +68,23 @@ using Provider = std::unique_ptr<OSSL_PROVIDER, ProviderUnloader>;
 
 // Containers of older programs are encrypted as OpenSSL does no more by itself. What is loaded for them goes
 // again: the rest of the program has the ciphers of today.
-void AddOfContainer(std::string_view bytes, const std::string& password, std::vector<std::string>& all) {
+void AddOfContainer(std::string_view bytes, const std::string& password, FileOfCertificates& file) {
   const Library library(OSSL_LIB_CTX_new());
   const Provider today(OSSL_PROVIDER_load(library.get(), "default"));
   const Provider old(OSSL_PROVIDER_load(library.get(), "legacy"));
   PKCS12* container = PKCS12_init_ex(NID_pkcs7_data, library.get(), nullptr);
   const bool read = d2i_PKCS12_bio(Over(bytes).get(), &container) != nullptr;
   const Pkcs12 held(container, PKCS12_free);  // null where a failure has freed it
-  if (read) AddOf(held, password, all);
+  if (read) AddOf(held, password, file);
 }
 
 }  // namespace
 
-std::vector<std::string> CertificatesIn(std::string_view bytes, const std::string& password) {
-  std::vector<std::string> all;
-  if (bytes.empty() || bytes.size() > kLargest) return all;
+FileOfCertificates CertificatesIn(std::string_view bytes, const std::string& password) {
+  FileOfCertificates file;
+  std::vector<std::string>& all = file.certificates;
+  if (bytes.empty() || bytes.size() > kLargest) return file;
+  file.privateKey = HoldsPrivateKey(bytes);
   const Bio text = Over(bytes);
   while (const Certificate certificate{PEM_read_bio_X509(text.get(), nullptr, Refuse, nullptr), X509_free})
     Add(certificate.get(), all);
@@ -89,7 +92,7 @@ std::vector<std::string> CertificatesIn(std::string_view bytes, const std::strin
     AddOf(Pkcs7(PEM_read_bio_PKCS7(Over(bytes).get(), nullptr, Refuse, nullptr), PKCS7_free), all);
   if (all.empty()) Add(Certificate(d2i_X509_bio(Over(bytes).get(), nullptr), X509_free).get(), all);
   if (all.empty()) AddOf(Pkcs7(d2i_PKCS7_bio(Over(bytes).get(), nullptr), PKCS7_free), all);
-  if (all.empty()) AddOfContainer(bytes, password, all);
+  if (all.empty()) AddOfContainer(bytes, password, file);
   ERR_clear_error();
-  return all;
+  return file;
 }

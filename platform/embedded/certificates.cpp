@@ -37,11 +37,14 @@ struct Store {
   size_t references = 1;  // by the opener and by contexts
 };
 
+struct Info : CERT_INFO {
+  X509Pointer parsed{nullptr, X509_free};
+};
+
 struct Context : CERT_CONTEXT {
-  CERT_INFO info{};
+  Info info{};
   std::string encoded;
   std::map<DWORD, std::string> properties;
-  X509Pointer parsed{nullptr, X509_free};
   size_t references = 1;
 };
 
@@ -88,11 +91,11 @@ std::unique_ptr<Context> Parse(std::string encoded) {
   context->encoded = std::move(encoded);
   const auto* at = reinterpret_cast<const unsigned char*>(context->encoded.data());
   const unsigned char* const end = at + context->encoded.size();
-  context->parsed.reset(d2i_X509(nullptr, &at, static_cast<long>(context->encoded.size())));
-  if (!context->parsed || at != end) return nullptr;
-  context->info.dwVersion = static_cast<DWORD>(X509_get_version(context->parsed.get()));
-  context->info.NotBefore = FileTimeOf(X509_get0_notBefore(context->parsed.get()));
-  context->info.NotAfter = FileTimeOf(X509_get0_notAfter(context->parsed.get()));
+  context->info.parsed.reset(d2i_X509(nullptr, &at, static_cast<long>(context->encoded.size())));
+  if (!context->info.parsed || at != end) return nullptr;
+  context->info.dwVersion = static_cast<DWORD>(X509_get_version(context->info.parsed.get()));
+  context->info.NotBefore = FileTimeOf(X509_get0_notBefore(context->info.parsed.get()));
+  context->info.NotAfter = FileTimeOf(X509_get0_notAfter(context->info.parsed.get()));
   context->properties[CERT_SHA1_HASH_PROP_ID] = Sha1(context->encoded);
   static_cast<CERT_CONTEXT&>(*context) = {X509_ASN_ENCODING, reinterpret_cast<BYTE*>(context->encoded.data()),
                                           static_cast<DWORD>(context->encoded.size()), &context->info,
@@ -339,7 +342,7 @@ BOOL WINAPI CertDeleteCertificateFromStore(PCCERT_CONTEXT certificate) {
 
 DWORD WINAPI CertGetNameStringA(PCCERT_CONTEXT certificate, DWORD, DWORD flags, void*, LPSTR name,
                                 DWORD size) {
-  const X509* const parsed = Of(certificate)->parsed.get();
+  const X509* const parsed = Of(certificate)->info.parsed.get();
   const bool issuer = (flags & CERT_NAME_ISSUER_FLAG) != 0;
   const std::string text = DisplayName(issuer ? X509_get_issuer_name(parsed) : X509_get_subject_name(parsed));
   if (name == nullptr || size == 0) return static_cast<DWORD>(text.size() + 1);
@@ -376,9 +379,17 @@ BOOL WINAPI CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD 
   return status == ERROR_SUCCESS || embedded::Fail(static_cast<DWORD>(status));
 }
 
+BOOL WINAPI CertGetIntendedKeyUsage(DWORD, PCERT_INFO info, BYTE* usage, DWORD size) {
+  const std::uint32_t bits = X509_get_key_usage(static_cast<Info*>(info)->parsed.get());
+  SetLastError(ERROR_SUCCESS);
+  if (bits == UINT32_MAX) return FALSE;
+  for (DWORD i = 0; i < size; ++i) usage[i] = static_cast<BYTE>(i < sizeof bits ? bits >> 8 * i : 0);
+  return TRUE;
+}
+
 BOOL WINAPI CertGetEnhancedKeyUsage(PCCERT_CONTEXT certificate, DWORD, PCERT_ENHKEY_USAGE usage,
                                     DWORD* size) {
-  const std::vector<std::string> texts = Usages(Of(certificate)->parsed.get());
+  const std::vector<std::string> texts = Usages(Of(certificate)->info.parsed.get());
   if (texts.empty()) return embedded::Fail(static_cast<DWORD>(CRYPT_E_NOT_FOUND));
   size_t needed = sizeof(CERT_ENHKEY_USAGE) + texts.size() * sizeof(LPSTR);
   for (const std::string& text : texts) needed += text.size() + 1;

@@ -16,4 +16,11 @@ machine::Outcome NoHome();
 // One sentence: which command brings a damaged home back, or that there is no backup of it.
 std::string HowToRestore(const std::string& home);
 
+struct Environment;
+
+// Before the first change of a day copies the home's registry, of which the newest three of these copies are
+// kept; the caller has the turn to write. Not one that is damaged, nor a large one, whose copy would be felt.
+// Fails in silence: the change is what was asked for.
+void KeepDailyCopy(const Environment& environment);
+
 }  // namespace embedded

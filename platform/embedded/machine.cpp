@@ -266,8 +266,12 @@ Outcome AddComputer(std::string_view name) {
     return {ERROR_ALREADY_EXISTS, "There is a computer \"" + std::string(name) + "\" already."};
   }
   if (status == 0) status = MakeComputer(*write.txn, name);
-  if (status == 0) status = InstallFiles(ComputerFolder(name));
+  const std::string folder = ComputerFolder(name);
+  std::error_code ignored;
+  const bool stood = fs::exists(folder + "/drives", ignored);
+  if (status == 0) status = InstallFiles(folder);
   if (write.status == 0) status = write.Finish(status);
+  if (status != 0 && !stood) fs::remove_all(folder, ignored);
   return ComputerFailed(name, "added", status);
 }
 

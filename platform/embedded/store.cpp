@@ -86,6 +86,7 @@ LONG BeginWriting() {
   if (!state.turn.Take(state.environment.file)) return state.refused = ERROR_BUSY;
   int dead = 0;
   mdb_reader_check(state.environment.env.get(), &dead);
+  KeepDailyCopy(state.environment);
   const int code = mdb_txn_begin(state.environment.env.get(), nullptr, 0, &state.write.handle);
   if (code != 0) {
     state.write.handle = nullptr;

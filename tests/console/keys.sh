@@ -19,18 +19,24 @@ expect 3 'Generate Key' press "$page" 'Generate'
 expect 0 'Unable to generate key' press "$page" 'Generate#2' --fill "Filename=$work/no/key" --press Generate
 [ "$(stat -c %a host)" = 600 ] || { echo 'FAILED: a private key is open to others'; failures=$((failures + 1)); }
 
-openssl req -x509 -newkey rsa:2048 -nodes -days 30 -subj /CN=anna -keyout k.pem -out c.pem 2>/dev/null
+openssl req -x509 -newkey rsa:2048 -nodes -days 30 -subj /CN=anna -keyout k.pem -out c.pem \
+  -addext keyUsage=digitalSignature,keyEncipherment -addext extendedKeyUsage=serverAuth,1.2.3 2>/dev/null
 openssl pkcs12 -export -in c.pem -inkey k.pem -passout pass:secret -out new.p12
 openssl pkcs12 -export -legacy -in c.pem -inkey k.pem -passout pass:secret -out old.p12
 echo secret >password
 thumbprint=$(openssl x509 -in c.pem -noout -fingerprint -sha1 | sed 's/.*=//' | tr A-F a-f)
 for file in c.pem new.p12 old.p12; do
   expect 0 "$thumbprint  anna  by anna" certificate add "$file" --password-file password
-  expect 0 "Issued to: +anna" certificate show "$thumbprint"
+  "$program" certificate add "$file" --password-file password 2>&1 | grep -c 'private key in .* was left out' >>left_out
+  expect 0 'Issued to: +anna[\s\S]*For: +server authentication, 1\.2\.3\nKey usage: +digital signature, key encipherment\n' \
+    certificate show "$thumbprint"
   expect 0 '' press "$page" 'Browse#4' --certificate "${thumbprint//:/}"
   expect 0 'X.509 certificate: +edit +anna' show "$page"
   expect 0 'Removed' certificate remove "${thumbprint:0:11}"
 done
+[ "$(xargs <left_out)" = '0 1 1' ] || { echo 'FAILED: what is said of private keys'; failures=$((failures + 1)); }
+cat c.pem k.pem >both.pem
+expect 0 'private key in "both.pem" was left out' certificate add both.pem --store trusted
 expect 1 'holds no certificate' certificate add new.p12
 expect 1 'holds no certificate' certificate add password
 expect 1 'There is no certificate with' press "$page" 'Browse#4' --certificate 00

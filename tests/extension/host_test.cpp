@@ -80,6 +80,20 @@ TEST_F(HostTest, NewUsersSettingsAreDroppedByCancelThoughNoPageOfTheirsWasShown)
   }
 }
 
+TEST_F(HostTest, SaysWhereTheServersSettingsAreMissing) {
+  if (!machine::UndoesEvents()) GTEST_SKIP() << "the settings would not come back";
+  const auto host = Start();
+  host->BeginEvent();
+  ASSERT_EQ(DeleteRegistryKeyA(HKEY_LOCAL_MACHINE, kServer, KEY_ALL_ACCESS), DWORD{ERROR_SUCCESS});
+  const std::string sentence =
+      "This computer has no settings of the server: HKLM\\Software\\TesselWorks\\SSHD is missing.";
+  Show(*host, kCompression);
+  EXPECT_EQ(host->WhyNothingIsStored(), sentence);
+  ASSERT_TRUE(host->Page()->Put("Enable Compression", "on"));
+  EXPECT_TRUE(host->Apply());
+  EXPECT_EQ(host->FailedSaves(), std::vector<std::string>{sentence});
+}
+
 TEST_F(HostTest, StandsOnAnEmbeddedComputerAsLongAsItLives) {
   if (!machine::AddComputer("srv1")) GTEST_SKIP() << "no embedded computers here";
   auto host = Start("SRV1");

@@ -38,7 +38,8 @@ class Newcomer:
         environment = {name: text for name, text in self.environment.items() if name not in without}
         who = {'user': NOBODY, 'group': NOBODY, 'extra_groups': []} if self.root else {}
         more.setdefault('stderr', subprocess.PIPE)
-        return subprocess.run(line, cwd=self.folder, env=environment, stdin=subprocess.DEVNULL,
+        more.setdefault('cwd', self.folder)
+        return subprocess.run(line, env=environment, stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, text=True, timeout=PATIENCE, check=False, **who, **more)
 
     def remove(self):

@@ -209,7 +209,7 @@ TEST_F(X509Options, TrustWhatWasAddedUntilItIsRemoved) {
   driver.frontEnd.AddPath("C:\\no such file.cer");
   dialog.Add();
   EXPECT_EQ(driver.frontEnd.Messages().back(),
-            "The file C:\\no such file.cer holds no certificate that could be added.");
+            "The file \"C:\\no such file.cer\" holds no certificate that could be added.");
   dialog.OnOK();
   bool made = false;
   const UniqueCertificateStore store = OpenTrustedStore(made);

@@ -103,5 +103,8 @@ BOOL WINAPI CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD 
                                               DWORD* size);
 BOOL WINAPI CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, DWORD flags,
                                               const void* data);
+// The bits of the certificate's key usage, its first byte first. FALSE where it names none, with the last
+// error 0. `info` is the one of a context.
+BOOL WINAPI CertGetIntendedKeyUsage(DWORD encoding, PCERT_INFO info, BYTE* usage, DWORD size);
 BOOL WINAPI CertGetEnhancedKeyUsage(PCCERT_CONTEXT certificate, DWORD flags, PCERT_ENHKEY_USAGE usage,
                                     DWORD* size);
