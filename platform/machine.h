@@ -106,8 +106,8 @@ std::vector<std::string> ChangedByOthers();
 void RememberReads();
 void KeepInMind(bool firstCounts);
 std::vector<std::string> ChangedSinceShown();
-// Those changes of the event at hand, under these keys, by which others lose something: what stood there before
-// is not what was shown. Of a key with very many values each of its changes. Nothing on Windows.
+// Those changes of the event at hand, under these keys, by which others lose something: what stood there
+// before is not what was shown. Of a key with very many values each of its changes. Nothing on Windows.
 void ForEachConflict(const std::function<void(const Change& change)>& visit);
 void AcceptChanges();
 
