@@ -6,6 +6,7 @@
 #include "console/web/acts.h"
 #include "console/web/tab.h"
 #include "console/web/ui_bundle.h"
+#include "platform/machine.h"
 
 using nlohmann::json;
 using nlohmann::ordered_json;
@@ -14,7 +15,6 @@ namespace web {
 namespace {
 
 constexpr size_t kMostRows = 500;
-constexpr size_t kMostFound = 60;
 
 std::uint64_t Number(const Request& request, const char* name, std::uint64_t otherwise) {
   const std::string text = request.Field(name);
@@ -192,7 +192,12 @@ Site MakeSite(Gate& gate, Session& session, SettingsIndex& index, const SwitchHo
   add("GET", "/api/download", GiveDownload);
   const auto find = [&session, &index](const Request& request) {
     const std::string text = request.Field("text");
-    return Json(session.Read([&] { return index.Find(session.GetHost(), text, kMostFound); }));
+    index.Renew(session.Stored());
+    return Json(session.Read([&]() -> ordered_json {
+      if (machine::InEvent()) return {{"refusal", "The console is still at work."}};
+      if (!request.Has("page")) return index.Find(session.GetHost(), text);
+      return index.FindPeople(session.GetHost(), text, Number(request, "page", 0));
+    }));
   };
   site.routes.push_back({"GET", "/api/find", find});
   const auto change = [&session, switchHost](const Request& request) {

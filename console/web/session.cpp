@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "console/describe.h"
+#include "console/stored_changes.h"
 #include "console/web/acts.h"
 #include "console/web/certificate_dialogs.h"
 #include "console/web/describe_window.h"
@@ -179,10 +180,13 @@ void Session::Settle() {
     // Edits that begin as a page is shown begin with what this event has read. Apply says whether there are
     // any: pages keep some for principals that have gone, too.
     machine::KeepInMind(m_host.Sheet().IsModified() && (m_waitedBefore || !m_atSheet));
+    const bool stores = !StoredChanges::OfEvent(StoredChanges::Keep::Counts).Empty();
     if (const machine::Outcome written = machine::CommitEvent(); !written) {
       m_refusal = written.sentence;
       m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
       if (m_applied) PageWasShown(true);
+    } else if (stores) {
+      ++m_stored;
     }
   }
   m_applied = false;

@@ -4,6 +4,7 @@
 // block in a dialog; requests from other threads wait in a queue, and an act is answered when the state has
 // settled: the act is done, or a dialog, a message or a file picker stands open and waits for a person.
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -80,6 +81,9 @@ class Session final : public FrontEnd {
   // Calls `tell` at every new state, until Unfollow by the same follower; it must not call back.
   void Follow(const void* follower, std::function<void()> tell);
   void Unfollow(const void* follower);
+
+  // Counts up whenever an act has stored something.
+  std::uint64_t Stored() const { return m_stored; }
 
   // On the page thread, for the work of Read.
   Host& GetHost() { return m_host; }
@@ -220,6 +224,7 @@ class Session final : public FrontEnd {
   std::deque<std::unique_ptr<Request>> m_queue;
   std::map<std::string, Published> m_published;  // by tab
   std::uint64_t m_version;
+  std::atomic<std::uint64_t> m_stored = 0;
   std::map<const void*, std::function<void()>> m_followers;
 };
 
