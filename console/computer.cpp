@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "console/code_page.h"
 #include "console/host.h"
 #include "platform/machine.h"
 #include "platform/text.h"
@@ -41,6 +42,7 @@ std::string WhyNotReached(const std::string& name) {
 }  // namespace
 
 ActingOn::ActingOn(const std::string& name) : m_before(machine::StandsOn()) {
+  code_page::UseThatOfComputer();
   if (IsOwnName(name)) return;
   if (!IsEmbedded(name)) {
     m_name = name;
@@ -48,6 +50,7 @@ ActingOn::ActingOn(const std::string& name) : m_before(machine::StandsOn()) {
     return;
   }
   const machine::Outcome there = machine::StandOn(name);
+  code_page::UseThatOfComputer();
   m_moved = static_cast<bool>(there);
   m_why = there.sentence;
 }

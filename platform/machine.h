@@ -111,8 +111,9 @@ std::vector<std::string> ChangedSinceShown();
 void GoIdle();
 
 // The embedded computers beside the local one, in order of their names. A name is 1 to 63 letters, digits,
-// "-", "_" and "."; not "." or "..". Names compare without case.
-Outcome AddComputer(std::string_view name);
+// "-", "_" and "."; not "." or "..". Names compare without case. A computer keeps the code page of its texts
+// for ever; AddComputer fails for one that is not known.
+Outcome AddComputer(std::string_view name, UINT codePage = CP_UTF8);
 Outcome RemoveComputer(std::string_view name);
 std::vector<std::string> Computers();
 

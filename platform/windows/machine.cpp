@@ -52,7 +52,7 @@ void KeepInMind(bool) {}
 std::vector<std::string> ChangedSinceShown() { return {}; }
 void GoIdle() {}
 
-Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
+Outcome AddComputer(std::string_view, UINT) { return NoEmbeddedComputers(); }
 Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }
 std::vector<std::string> Computers() { return {}; }
 Outcome StandOn(std::string_view name) { return name.empty() ? Outcome{} : NoEmbeddedComputers(); }
