@@ -56,12 +56,15 @@ ordered_json AllToUtf8(const ordered_json& json) {
   return object;
 }
 
-// The library's paths and their std::string are UTF-8 on both systems.
-std::filesystem::path PathOf(std::string_view text) { return ToUtf8(text); }
+std::filesystem::path PathOf(std::string_view text) {
+  const std::string utf8 = ToUtf8(text);
+  return std::u8string(utf8.begin(), utf8.end());
+}
 
 std::string TextOf(const std::filesystem::path& path) {
   const UINT page = used;
-  const std::string text = path.string();
+  const std::u8string utf8 = path.u8string();
+  const std::string text(utf8.begin(), utf8.end());
   return page == CP_UTF8 || IsPlain(text) ? text : Narrowed(page, Widened(CP_UTF8, text));
 }
 

@@ -39,7 +39,7 @@ std::string OutputFile();
 std::vector<std::string> Arguments(int argc, char** argv);
 
 // The path that a text in the code page of the local computer names, and the other way round: what the code
-// page lacks becomes its default character. Paths convert to and from std::string in UTF-8.
+// page lacks becomes its default character.
 std::filesystem::path PathOf(std::string_view text);
 std::string TextOf(const std::filesystem::path& path);
 

@@ -132,8 +132,8 @@ std::string WithUser(const std::string& lines, const std::string& user) {
 class TemporaryFile {
  public:
   explicit TemporaryFile(std::string_view bytes)
-      : m_path((fs::temp_directory_path() / ("marrowen-key-" + std::to_string(GetCurrentProcessId())))
-                   .string()) {
+      : m_path(code_page::TextOf(fs::temp_directory_path() /
+                                 ("marrowen-key-" + std::to_string(GetCurrentProcessId())))) {
     FileSink sink;
     m_good = sink.Open(m_path) && sink.Write(bytes) && sink.Close();
   }

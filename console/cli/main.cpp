@@ -49,7 +49,7 @@ Outcome WhyNotServed(const ServeArguments& arguments) {
     return Failed("\"--tls-cert\" and \"--tls-key\" go together: one of them is missing.", Status::WrongUse);
   std::error_code ignored;
   for (const std::string& folder : arguments.files) {
-    if (!std::filesystem::is_directory(folder, ignored))
+    if (!std::filesystem::is_directory(code_page::PathOf(folder), ignored))
       return Failed("The folder \"" + folder + "\" can't be shown: there is no such folder.");
   }
   return {};

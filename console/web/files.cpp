@@ -43,7 +43,8 @@ std::string ParentOf(const std::string& path, bool drive) {
 FileRoots::FileRoots(const std::vector<std::string>& folders) {
   std::error_code error;
   for (const std::string& folder : folders) {
-    const std::optional<fs::path> real = platform::RealPath(platform::TextOf(fs::absolute(folder)));
+    const std::optional<fs::path> real =
+        platform::RealPath(platform::TextOf(fs::absolute(std::u8string(folder.begin(), folder.end()))));
     if (!real || !fs::is_directory(*real, error)) continue;
     const std::string name = platform::TextOf(*real);
     m_roots.push_back({name, *real, !name.starts_with('/')});
