@@ -35,13 +35,16 @@ void CloseHome();
 // the process, not at all. Nothing is locked until the first write; a second writer then waits its turn.
 // Reads inside an event see its own writes. Events do not nest. CommitEvent fails when the store could not
 // take the writes (a full disk), and then none of them counts. On Windows each write counts at once, and
-// AbandonEvent takes none of them back.
+// AbandonEvent puts back what stands otherwise than in the pictures that were kept, whoever wrote it; it fails,
+// with a sentence that names them, for keys that could not be put back.
 void BeginEvent();
 Outcome CommitEvent();
-void AbandonEvent();
+Outcome AbandonEvent();
 bool InEvent();
-// Whether AbandonEvent takes back what was written.
+// Whether AbandonEvent takes back what was written: on Windows what pictures were kept of.
 bool UndoesEvents();
+// Whether others see what an event writes before it ends.
+bool WritesCountAtOnce();
 // Takes the event's turn to write now, before it reads: nobody changes meanwhile what it reads from here on.
 // Nothing on Windows.
 Outcome HoldStore();
