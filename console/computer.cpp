@@ -36,7 +36,8 @@ std::string WhyNotReached(const std::string& name) {
   std::string why = "The computer \"" + name + "\" can't be reached: ";
   why += SystemText(static_cast<unsigned>(status));
   if (!near.empty()) return why + "; did you mean " + OneOf(near) + "?";
-  return why + (!machine::WritesCountAtOnce() ? ". \"marrowen computer list\" lists those of this home." : ".");
+  return why +
+         (!machine::WritesCountAtOnce() ? ". \"marrowen computer list\" lists those of this home." : ".");
 }
 
 }  // namespace

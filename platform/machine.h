@@ -35,8 +35,8 @@ void CloseHome();
 // the process, not at all. Nothing is locked until the first write; a second writer then waits its turn.
 // Reads inside an event see its own writes. Events do not nest. CommitEvent fails when the store could not
 // take the writes (a full disk), and then none of them counts. On Windows each write counts at once, and
-// AbandonEvent puts back what stands otherwise than in the pictures that were kept, whoever wrote it; it fails,
-// with a sentence that names them, for keys that could not be put back.
+// AbandonEvent puts back what stands otherwise than in the pictures that were kept, whoever wrote it; it
+// fails, with a sentence that names them, for keys that could not be put back.
 void BeginEvent();
 Outcome CommitEvent();
 Outcome AbandonEvent();
