@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "console/code_page.h"
 #include "console/host.h"
 #include "platform/machine.h"
 #include "platform/text.h"
@@ -35,12 +36,14 @@ std::string WhyNotReached(const std::string& name) {
   std::string why = "The computer \"" + name + "\" can't be reached: ";
   why += SystemText(static_cast<unsigned>(status));
   if (!near.empty()) return why + "; did you mean " + OneOf(near) + "?";
-  return why + (machine::UndoesEvents() ? ". \"marrowen computer list\" lists those of this home." : ".");
+  return why +
+         (!machine::WritesCountAtOnce() ? ". \"marrowen computer list\" lists those of this home." : ".");
 }
 
 }  // namespace
 
 ActingOn::ActingOn(const std::string& name) : m_before(machine::StandsOn()) {
+  code_page::UseThatOfComputer();
   if (IsOwnName(name)) return;
   if (!IsEmbedded(name)) {
     m_name = name;
@@ -48,6 +51,7 @@ ActingOn::ActingOn(const std::string& name) : m_before(machine::StandsOn()) {
     return;
   }
   const machine::Outcome there = machine::StandOn(name);
+  code_page::UseThatOfComputer();
   m_moved = static_cast<bool>(there);
   m_why = there.sentence;
 }

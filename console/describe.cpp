@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "console/code_page.h"
+
 using nlohmann::ordered_json;
 
 namespace {
@@ -104,5 +106,5 @@ std::string PrintControls(const CDialog& dialog) {
 }
 
 std::string DumpJson(const ordered_json& json) {
-  return json.dump(2, ' ', false, ordered_json::error_handler_t::replace);
+  return code_page::AllToUtf8(json).dump(2, ' ', false, ordered_json::error_handler_t::replace);
 }

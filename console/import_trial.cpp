@@ -77,7 +77,8 @@ ImportTrial LookAhead(const std::string& file, const SourceOpener& open, const C
 
 ImportTrial TryImport(const std::string& file, const SourceOpener& open,
                       const std::function<bool(int keys)>& progress, const ChangeVisitor& visit) {
-  if (!machine::UndoesEvents()) return LookAhead(file, open, visit);
+  // A server at work would see the trial.
+  if (machine::WritesCountAtOnce()) return LookAhead(file, open, visit);
   ImportTrial trial;
   EngineCallbacks ui;
   ui.tell = [&trial](const CString& message) {

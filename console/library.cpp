@@ -13,8 +13,9 @@ bool Take(void* module, const char* name, Function*& function) {
 }  // namespace
 
 std::optional<Library> LoadExtension(std::string& why) {
-  const std::string file = platform::LibraryFile("MarrowenMgr");
-  void* const module = platform::LoadLibraryFile(file);
+  const std::filesystem::path path = platform::LibraryFile("MarrowenMgr");
+  const std::string file = platform::TextOf(path);
+  void* const module = platform::LoadLibraryFile(path);
   if (module == nullptr) {
     why = "The library \"" + file + "\" can't be loaded.";
     return std::nullopt;

@@ -35,13 +35,14 @@ void CloseHome();
 // the process, not at all. Nothing is locked until the first write; a second writer then waits its turn.
 // Reads inside an event see its own writes. Events do not nest. CommitEvent fails when the store could not
 // take the writes (a full disk), and then none of them counts. On Windows each write counts at once, and
-// AbandonEvent takes none of them back.
+// AbandonEvent puts back what stands otherwise than in the pictures that were kept, whoever wrote it; it
+// fails, with a sentence that names them, for keys that could not be put back.
 void BeginEvent();
 Outcome CommitEvent();
-void AbandonEvent();
+Outcome AbandonEvent();
 bool InEvent();
-// Whether AbandonEvent takes back what was written.
-bool UndoesEvents();
+// Whether others see what an event writes before it ends.
+bool WritesCountAtOnce();
 // Takes the event's turn to write now, before it reads: nobody changes meanwhile what it reads from here on.
 // Nothing on Windows.
 Outcome HoldStore();
@@ -116,8 +117,9 @@ void AcceptChanges();
 void GoIdle();
 
 // The embedded computers beside the local one, in order of their names. A name is 1 to 63 letters, digits,
-// "-", "_" and "."; not "." or "..". Names compare without case.
-Outcome AddComputer(std::string_view name);
+// "-", "_" and "."; not "." or "..". Names compare without case. A computer keeps the code page of its texts
+// for ever; AddComputer fails for one that is not known.
+Outcome AddComputer(std::string_view name, UINT codePage = CP_UTF8);
 Outcome RemoveComputer(std::string_view name);
 std::vector<std::string> Computers();
 

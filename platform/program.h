@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -34,13 +35,20 @@ bool ErrorsAreTerminal();
 std::string InputFile();
 std::string OutputFile();
 
-// The path of the running program.
-std::string ProgramFile();
+// What was typed behind the program's name, in UTF-8.
+std::vector<std::string> Arguments(int argc, char** argv);
+
+// The path that a text in the code page of the local computer names, and the other way round: what the code
+// page lacks becomes its default character.
+std::filesystem::path PathOf(std::string_view text);
+std::string TextOf(const std::filesystem::path& path);
+
+std::filesystem::path ProgramFile();
 
 // A library that lies beside the program: its path by its plain name, and what is in it. Null where it can't
 // be loaded, or has no such function.
-std::string LibraryFile(std::string_view name);
-void* LoadLibraryFile(const std::string& file);
+std::filesystem::path LibraryFile(std::string_view name);
+void* LoadLibraryFile(const std::filesystem::path& file);
 void* FindFunction(void* library, const char* name);
 void UnloadLibrary(void* library);
 
@@ -62,13 +70,13 @@ std::string HowToGetRights();
 // The drives of the local computer: as its paths begin ("C:\"), and the folder of this machine that each is.
 struct Drive {
   std::string prefix;
-  std::string folder;
+  std::filesystem::path folder;
 };
 std::vector<Drive> Drives();
 
 // The folder or file of this machine that a path of the local computer leads to, with every link followed. Of
 // what is not there yet, the folder has a real place. Nothing for a path that leads nowhere, or is relative.
-std::optional<std::string> RealPath(std::string_view path);
+std::optional<std::filesystem::path> RealPath(std::string_view path);
 
 // A folder of this user alone, which goes with all that lies in it. What is left of one whose process was
 // killed, with clear passwords perhaps, goes when the next one is made.
@@ -79,7 +87,7 @@ class ScratchFolder {
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-  // Empty where none could be made.
+  // As a text in the code page of the local computer; empty where none could be made.
   const std::string& Path() const { return m_path; }
 
  private:

@@ -3,7 +3,10 @@
 build_packages=(g++ cmake ninja-build liblmdb-dev libhivex-dev libhivex-bin libssl-dev libcli11-dev nlohmann-json3-dev
   libboost1.81-dev)
 test_packages=(ccache googletest libgtest-dev libbenchmark-dev clang clang-format clang-tidy
-  libclang-rt-14-dev libexpat1-dev openssl openssh-client python3 g++-mingw-w64-x86-64-posix wine wine64 chromium)
+  libclang-rt-14-dev libexpat1-dev openssl openssh-client python3 g++-mingw-w64-x86-64-posix wine wine64 chromium
+  dpkg-dev man-db groff-base desktop-file-utils)
+
+package_packages=(g++-mingw-w64-x86-64-posix dpkg-dev python3)
 
 # Of `install_missing`, for who has no right to install.
 say_as_root() {

@@ -88,7 +88,7 @@ Outcome WriteReport(const Settings& settings, const std::string& format, const s
 Outcome QueryRegistry(const Settings& settings, const std::string& key, const std::string* value);
 // Who may do what with the key; or first gives it, and all below it, the list of a new computer.
 Outcome ShowAccessList(const Settings& settings, const std::string& key, bool reset);
-Outcome ChangeComputers(const std::string& verb, const std::string& name);
+Outcome ChangeComputers(const std::string& verb, const std::string& name, unsigned codePage);
 Outcome ChangeConfigurations(const Settings& settings, const std::string& verb, const std::string& name);
 
 int Print(const Settings& settings, const Outcome& outcome);

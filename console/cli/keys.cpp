@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "configuration/byte_stream.h"
+#include "console/code_page.h"
 #include "console/computer.h"
 #include "console/describe.h"
 #include "console/key_name.h"
@@ -131,8 +132,8 @@ std::string WithUser(const std::string& lines, const std::string& user) {
 class TemporaryFile {
  public:
   explicit TemporaryFile(std::string_view bytes)
-      : m_path((fs::temp_directory_path() / ("marrowen-key-" + std::to_string(GetCurrentProcessId())))
-                   .string()) {
+      : m_path(code_page::TextOf(fs::temp_directory_path() /
+                                 ("marrowen-key-" + std::to_string(GetCurrentProcessId())))) {
     FileSink sink;
     m_good = sink.Open(m_path) && sink.Write(bytes) && sink.Close();
   }
@@ -180,11 +181,12 @@ Outcome ImportFrom(const Settings& settings, const std::string& path, const std:
 }
 
 Outcome Import(const Settings& settings, const Words& words) {
-  const std::string path = fs::absolute(words.file).string();
+  const std::string path = code_page::TextOf(fs::absolute(code_page::PathOf(words.file)));
   std::error_code ignored;
-  if (fs::is_directory(path, ignored)) return Failed("\"" + path + "\" is a folder, not a file of keys.");
+  if (fs::is_directory(code_page::PathOf(path), ignored))
+    return Failed("\"" + path + "\" is a folder, not a file of keys.");
   errno = 0;
-  std::ifstream opened(path, std::ios::binary);
+  std::ifstream opened(code_page::PathOf(path), std::ios::binary);
   if (!opened) return CantBeRead(path);
   if (words.user.empty()) return ImportFrom(settings, path, path);
   const std::string lines((std::istreambuf_iterator<char>(opened)), {});
@@ -236,14 +238,15 @@ Outcome Export(const Settings& settings, const Words& words) {
     count += wanted ? 1 : 0;
   }
   if (count == 0) return Failed("There is no key to export.");
-  const std::string path = fs::absolute(words.file).string();
+  const fs::path file = fs::absolute(code_page::PathOf(words.file));
+  const std::string path = code_page::TextOf(file);
   std::error_code ignored;
-  if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored))
+  if (fs::exists(file, ignored) && !fs::is_regular_file(file, ignored))
     return Failed("\"" + path + "\" can't be written: it is no file.");
   keys.frontEnd.AddPath(path);
   keys.page->Export();
   // The page tells nothing of a file that it could not write, or not to its end.
-  std::ifstream written(path, std::ios::binary);
+  std::ifstream written(file, std::ios::binary);
   const std::string lines((std::istreambuf_iterator<char>(written)), {});
   for (const AuthorizedKeyEntry& entry : shown) {
     if (KeyPage::IsOf(entry, words.user) &&

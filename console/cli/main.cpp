@@ -11,6 +11,8 @@
 #include "console/cli/rows.h"
 #include "console/cli/settings_file.h"
 #include "console/cli/wrong_use.h"
+#include "console/code_page.h"
+#include "console/computer.h"
 #include "console/web/serve.h"
 #include "console/web/settings_index.h"
 #include "platform/machine.h"
@@ -47,7 +49,7 @@ Outcome WhyNotServed(const ServeArguments& arguments) {
     return Failed("\"--tls-cert\" and \"--tls-key\" go together: one of them is missing.", Status::WrongUse);
   std::error_code ignored;
   for (const std::string& folder : arguments.files) {
-    if (!std::filesystem::is_directory(folder, ignored))
+    if (!std::filesystem::is_directory(code_page::PathOf(folder), ignored))
       return Failed("The folder \"" + folder + "\" can't be shown: there is no such folder.");
   }
   return {};
@@ -83,6 +85,7 @@ struct CommandLine {
   std::vector<std::string> words;
   std::vector<std::string> answers;
   std::string format = "text";
+  unsigned codePage = CP_UTF8;
   bool all = false;
   bool helpWanted = false;
   ServeArguments serve;
@@ -226,20 +229,25 @@ struct CommandLine {
                            [this] { return WriteReport(settings, format, text); });
     report->add_option("--format", format)->check(OneOfWords({"text", "html"}));
     report->add_option("DIR", text)->required();
-    const auto named = [this](const std::string& word, const std::string& help,
-                              Outcome (*work)(const Settings&, const std::string&, const std::string&)) {
-      CLI::App* group = app.add_subcommand(word, help);
-      group->require_subcommand(1);
-      for (const std::string verb : {"add", "list", "remove"}) {
-        CLI::App* command = Add(*group, verb, verb == "list" ? "Their names" : verb + " the named one",
-                                [this, verb, work] { return work(settings, verb, name); });
-        if (verb != "list") command->add_option("NAME", name)->required();
-      }
-    };
-    named("computer", "Embedded computers",
-          [](const Settings&, const std::string& verb, const std::string& name) {
-            return ChangeComputers(verb, name);
-          });
+    const auto named =
+        [this](const std::string& word, const std::string& help,
+               const std::function<Outcome(const Settings&, const std::string&, const std::string&)>& work) {
+          CLI::App* group = app.add_subcommand(word, help);
+          group->require_subcommand(1);
+          for (const std::string verb : {"add", "list", "remove"}) {
+            CLI::App* command = Add(*group, verb, verb == "list" ? "Their names" : verb + " the named one",
+                                    [this, verb, work] { return work(settings, verb, name); });
+            if (verb != "list") command->add_option("NAME", name)->required();
+          }
+          return group;
+        };
+    CLI::App* computers = named("computer", "Embedded computers",
+                                [this](const Settings&, const std::string& verb, const std::string& which) {
+                                  return ChangeComputers(verb, which, codePage);
+                                });
+    computers->get_subcommand("add")
+        ->add_option("--code-page", codePage, "That of its texts, for ever; without it UTF-8")
+        ->type_name("NUMBER");
     AddHome();
     named("config", "Named configurations of the configuration server", ChangeConfigurations);
   }
@@ -295,32 +303,64 @@ Outcome NothingToRun(CLI::App& app, const CLI::ParseError& error) {
   return outcome;
 }
 
-int Main(int argc, char** argv) {
-  CommandLine line;
+// Nothing where the words are understood; else what is printed in place of a command's outcome.
+std::optional<Outcome> Parse(CommandLine& line, const std::vector<std::string>& words) {
   try {
-    line.app.parse(argc, argv);
+    line.app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
   } catch (const CLI::ParseError& error) {
     // It may stand behind what can't be understood.
-    line.settings.json =
-        line.settings.json || std::find(argv, argv + argc, std::string("--json")) != argv + argc;
-    return Print(line.settings, NothingToRun(line.app, error));
+    line.settings.json = line.settings.json || std::find(words.begin(), words.end(), "--json") != words.end();
+    return NothingToRun(line.app, error);
   }
   if (const CLI::App* press = line.app.get_subcommand("press"); press->parsed())
     line.words = press->remaining();
-  // The console in the browser opens it in a process of its own.
-  if (line.opensHome) {
-    if (const machine::Outcome opened = machine::OpenHome(line.settings.home); !opened) {
-      return Print(line.settings, Failed(opened.sentence));
-    }
-    if (const machine::Outcome acting = machine::ActAs(line.settings.account); !acting)
-      return Print(line.settings, Failed(acting.sentence));
+  return std::nullopt;
+}
+
+Outcome OpenHome(const Settings& settings) {
+  if (const machine::Outcome opened = machine::OpenHome(settings.home); !opened)
+    return Failed(opened.sentence);
+  const machine::Outcome acting = machine::ActAs(settings.account);
+  return acting ? Outcome{} : Failed(acting.sentence);
+}
+
+// The words as the computer's texts are, whose code page is known only now.
+Outcome TakeInItsCodePage(std::vector<std::string>& words, const std::string& computer) {
+  code_page::UseThatOfComputer();
+  if (std::all_of(words.begin(), words.end(), code_page::IsPlain)) return {};
+  const ActingOn actingOn(computer);
+  std::string why;
+  for (std::string& word : words) {
+    std::optional<std::string> taken = code_page::FromUtf8(word, why);
+    if (!taken) return Failed(why, Status::WrongUse);
+    word = *std::move(taken);
   }
-  Outcome outcome = line.run();
+  return {};
+}
+
+int Main(std::vector<std::string> words) {
+  auto line = std::make_unique<CommandLine>();
+  if (const auto outcome = Parse(*line, words)) return Print(line->settings, *outcome);
+  // The console in the browser opens it in a process of its own.
+  if (line->opensHome) {
+    const Settings settings = line->settings;
+    if (const Outcome opened = OpenHome(settings); opened.status != Status::Done)
+      return Print(settings, opened);
+    const std::vector<std::string> typed = words;
+    if (const Outcome taken = TakeInItsCodePage(words, settings.host.computer); taken.status != Status::Done)
+      return Print(settings, taken);
+    if (words != typed) {
+      line = std::make_unique<CommandLine>();
+      if (const auto outcome = Parse(*line, words)) return Print(settings, *outcome);
+      line->settings.home = settings.home;
+    }
+  }
+  Outcome outcome = line->run();
   // What was read can't be trusted, whatever it looks like.
   if (const std::string damage = machine::Damage(); !damage.empty()) outcome = Failed(damage);
   // Who reads what is printed may take his time.
   machine::GoIdle();
-  return Print(line.settings, outcome);
+  return Print(line->settings, outcome);
 }
 
 }  // namespace
@@ -331,7 +371,7 @@ int main(int argc, char** argv) {
   try {
     if (argc == 2 && argv[1] == std::string_view(web::kPagesArgument)) return web::ServePages();
     if (argc == 2 && argv[1] == std::string_view(web::kIndexArgument)) return web::IndexSettings();
-    return Main(argc, argv);
+    return Main(platform::Arguments(argc, argv));
   } catch (const std::exception& error) {
     std::cerr << "marrowen: " << error.what() << '\n';
     return static_cast<int>(Status::NotDone);

@@ -26,10 +26,6 @@ std::string AccessListOf(const std::string& path) {
 
 PageCommand::PageCommand(const Settings& settings)
     : m_json(settings.json), m_dryRun(settings.dryRun), m_before(SetFrontEnd(&frontEnd)) {
-  if (m_dryRun && !machine::UndoesEvents()) {
-    why = "A dry run can't be done here: what Windows is given to store counts at once.";
-    return;
-  }
   host = Host::Start(settings.host, why);
   // Nobody needs to be asked about what is not there. An answer that stands ready is taken all the same.
   frontEnd.standingAnswer = [this](std::string_view question) -> std::optional<std::string> {
@@ -90,7 +86,7 @@ Outcome PageCommand::Apply(bool withNodes) {
     return Failed("The page \"" + host->NodePath() + "\" can't be applied" + (why.empty() ? "." : why));
   }
   if (std::vector<std::string> failures = host->FailedSaves(); !failures.empty()) {
-    if (machine::UndoesEvents()) failures.emplace_back("Nothing was stored.");
+    failures.emplace_back("Nothing was stored.");
     return Failed(text::Joined(failures, " "));
   }
   using Keep = StoredChanges::Keep;
@@ -123,7 +119,10 @@ Outcome PageCommand::Apply(bool withNodes) {
 
 Outcome PageCommand::End(Outcome outcome, bool alone) {
   if (m_dryRun || outcome.readsOnly || (outcome.status != Status::Done && !outcome.partly)) {
-    machine::AbandonEvent();
+    if (const machine::Outcome undone = machine::AbandonEvent(); !undone) {
+      if (outcome.status == Status::Done) outcome.status = Status::NotDone;
+      outcome.error += (outcome.error.empty() ? "" : " ") + undone.sentence;
+    }
     return outcome;
   }
   if (const std::vector<std::string> keys = machine::ChangedByOthers(); !keys.empty()) {

@@ -1,6 +1,7 @@
 #include <iostream>
 
 #include "console/cli/command.h"
+#include "console/code_page.h"
 #include "console/describe.h"
 
 namespace {
@@ -12,7 +13,8 @@ constexpr int kJsonVersion = 1;
 
 // What came from a file or the store is shown, and not obeyed, by the terminal: control characters stand as
 // "\x1b", the second set of them, which UTF-8 writes in two bytes, as "\x9b".
-std::string Shown(std::string_view text) {
+std::string Shown(std::string_view stored) {
+  const std::string text = code_page::ToUtf8(stored);
   std::string shown;
   shown.reserve(text.size());
   const auto escape = [&shown](unsigned char c) {

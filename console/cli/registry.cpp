@@ -188,9 +188,10 @@ Outcome QueryRegistry(const Settings& settings, const std::string& key, const st
   return outcome;
 }
 
-Outcome ChangeComputers(const std::string& verb, const std::string& name) {
+Outcome ChangeComputers(const std::string& verb, const std::string& name, unsigned codePage) {
   if (verb == "list") return List(machine::Computers());
-  const machine::Outcome changed = verb == "add" ? machine::AddComputer(name) : machine::RemoveComputer(name);
+  const machine::Outcome changed =
+      verb == "add" ? machine::AddComputer(name, codePage) : machine::RemoveComputer(name);
   return changed ? Outcome{} : Failed(changed.sentence);
 }
 

@@ -3,11 +3,12 @@
 #include <filesystem>
 
 #include "console/cli/page_command.h"
+#include "console/code_page.h"
 
 Outcome WriteReport(const Settings& settings, const std::string& format, const std::string& folder) {
   std::error_code ignored;
-  const std::string path = std::filesystem::absolute(folder, ignored).string();
-  if (!std::filesystem::is_directory(path, ignored))
+  const std::string path = code_page::TextOf(std::filesystem::absolute(code_page::PathOf(folder), ignored));
+  if (!std::filesystem::is_directory(code_page::PathOf(path), ignored))
     return Failed("The report can't be written in the folder \"" + path + "\": there is no such folder.");
   PageCommand command(settings);
   if (command.host == nullptr) return Failed(command.why);
@@ -25,7 +26,7 @@ Outcome WriteReport(const Settings& settings, const std::string& format, const s
   const std::string file = command.frontEnd.Opened().empty() ? "" : command.frontEnd.Opened().back();
   // The page puts a backslash behind the folder, whatever this machine has between folders.
   const std::string shown = path.starts_with('/') ? text::Replaced(file, "\\", "/") : file;
-  if (!std::filesystem::is_regular_file(shown, ignored))
+  if (!std::filesystem::is_regular_file(code_page::PathOf(shown), ignored))
     return Failed("The report can't be written in the folder \"" + path + "\".");
   Outcome outcome;
   outcome.text = "Report saved in " + shown + ".\n";

@@ -7,8 +7,10 @@
 
 #include "configuration/byte_stream.h"
 #include "console/cli/page_command.h"
+#include "console/code_page.h"
 #include "console/describe.h"
 #include "platform/machine.h"
+#include "platform/program.h"
 
 namespace {
 
@@ -106,11 +108,11 @@ void EndScript(Script& script, Outcome& all) {
 Outcome RunScript(const Settings& settings, const std::string& file) {
   std::ifstream opened;
   std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored))
+  if (std::filesystem::is_directory(code_page::PathOf(file), ignored))
     return Failed("\"" + file + "\" is a folder, not a script.");
   if (file != "-") {
     errno = 0;
-    opened.open(file);
+    opened.open(code_page::PathOf(file));
     if (!opened) return CantBeRead(file);
   }
   std::istream& input = file == "-" ? std::cin : opened;
@@ -128,7 +130,9 @@ Outcome RunScript(const Settings& settings, const std::string& file) {
     if (line.empty() || line.starts_with('#')) continue;
     // A script can't be begun again where others disturb it: one that is at hand has them wait.
     command.BeginWriting(file != "-" && !IsStream(file));
-    Outcome one = script.Line(line);
+    std::string why;
+    const std::optional<std::string> words = code_page::FromUtf8(line, why);
+    Outcome one = words ? script.Line(*words) : Failed(why, Status::WrongUse);
     all.text += one.text;
     all.notes.insert(all.notes.end(), one.notes.begin(), one.notes.end());
     if (!one.data.is_null()) all.data.push_back(std::move(one.data));

@@ -14,6 +14,7 @@
 #include "console/cli/credentials.h"
 #include "console/cli/legacy_settings.h"
 #include "console/cli/wrong_use.h"
+#include "console/code_page.h"
 #include "console/computer.h"
 #include "console/describe.h"
 #include "console/import_trial.h"
@@ -53,7 +54,7 @@ constexpr const char* kStandardStream = "-";
 
 // The path under which a page opens what a person has named: "-" is the standard stream.
 std::string PathOf(const std::string& name, const std::string& standardStream) {
-  return name == kStandardStream ? standardStream : fs::absolute(name).string();
+  return name == kStandardStream ? standardStream : code_page::TextOf(fs::absolute(code_page::PathOf(name)));
 }
 std::string InputPath(const std::string& name) { return PathOf(name, platform::InputFile()); }
 std::string OutputPath(const std::string& name) { return PathOf(name, platform::OutputFile()); }
@@ -72,9 +73,10 @@ std::string WhyNotReadable(const std::string& name) {
   const std::string file = InputPath(name);
   if (IsStream(file)) return {};
   std::error_code ignored;
-  if (fs::is_directory(file, ignored)) return Quoted(file) + " is a folder, not a settings file.";
+  if (fs::is_directory(code_page::PathOf(file), ignored))
+    return Quoted(file) + " is a folder, not a settings file.";
   errno = 0;
-  std::ifstream opened(file, std::ios::binary);
+  std::ifstream opened(code_page::PathOf(file), std::ios::binary);
   if (opened.is_open()) return {};
   return "The file " + Quoted(file) + " can't be read: " + std::strerror(errno) + ".";
 }
@@ -85,7 +87,7 @@ std::string WhyNotWritable(const std::string& name) {
   const std::string file = OutputPath(name);
   if (IsStream(file)) return {};
   std::error_code ignored;
-  if (fs::is_directory(file, ignored)) return Quoted(file) + " is a folder.";
+  if (fs::is_directory(code_page::PathOf(file), ignored)) return Quoted(file) + " is a folder.";
   FileSink tried;
   if (tried.Open(file)) return {};
   return "The file " + Quoted(file) + " can't be written: " + SystemText(tried.Error().code) + ".";
@@ -95,7 +97,8 @@ std::string WhyNotWritable(const std::string& name) {
 // nothing, and of a link only the link itself is lost.
 bool HoldsOther(const std::string& file) {
   std::error_code ignored;
-  if (!fs::is_regular_file(fs::symlink_status(file, ignored)) || fs::file_size(file, ignored) == 0)
+  const fs::path path = code_page::PathOf(file);
+  if (!fs::is_regular_file(fs::symlink_status(path, ignored)) || fs::file_size(path, ignored) == 0)
     return false;
   return FileIsForProduct(file, kSettingsProduct, EngineCallbacks{}, RepeatableSource()) == 0;
 }

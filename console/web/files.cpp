@@ -43,18 +43,21 @@ std::string ParentOf(const std::string& path, bool drive) {
 FileRoots::FileRoots(const std::vector<std::string>& folders) {
   std::error_code error;
   for (const std::string& folder : folders) {
-    const std::optional<std::string> real = platform::RealPath(fs::absolute(folder).string());
-    if (real && fs::is_directory(*real, error)) m_roots.push_back({*real, *real, !real->starts_with('/')});
+    const std::optional<fs::path> real =
+        platform::RealPath(platform::TextOf(fs::absolute(std::u8string(folder.begin(), folder.end()))));
+    if (!real || !fs::is_directory(*real, error)) continue;
+    const std::string name = platform::TextOf(*real);
+    m_roots.push_back({name, *real, !name.starts_with('/')});
   }
   if (!folders.empty()) return;
   for (const platform::Drive& drive : platform::Drives())
     m_roots.push_back({drive.prefix, drive.folder, true});
 }
 
-const FileRoot* FileRoots::RootOf(std::string_view path, std::string& place) const {
+const FileRoot* FileRoots::RootOf(std::string_view path, fs::path& place) const {
   if (path.find('\0') != std::string_view::npos) return nullptr;
   // A file that is yet to be written has a real folder; the file itself must not be a link that leads away.
-  const std::optional<std::string> real = platform::RealPath(path);
+  const std::optional<fs::path> real = platform::RealPath(path);
   if (!real) return nullptr;
   place = *real;
   const bool drive = !path.starts_with('/');
@@ -65,12 +68,12 @@ const FileRoot* FileRoots::RootOf(std::string_view path, std::string& place) con
 }
 
 bool FileRoots::Allows(std::string_view path) const {
-  std::string place;
+  fs::path place;
   return RootOf(path, place) != nullptr;
 }
 
 bool FileRoots::AllowsFile(std::string_view path) const {
-  std::string place;
+  fs::path place;
   std::error_code error;
   if (RootOf(path, place) == nullptr || fs::is_directory(place, error)) return false;
   return path.find('.') != std::string_view::npos || Allows(std::string(path) + ".xml");
@@ -84,7 +87,7 @@ ordered_json FileRoots::List(std::string_view path) const {
       list["folders"].push_back({{"name", root.prefix}, {"path", root.prefix}});
     return list;
   }
-  std::string place;
+  fs::path place;
   const FileRoot* root = RootOf(path, place);
   std::error_code error;
   if (root == nullptr || !fs::is_directory(place, error)) return nullptr;
@@ -93,10 +96,11 @@ ordered_json FileRoots::List(std::string_view path) const {
   for (fs::directory_iterator it(place, error), end; !error && it != end; it.increment(error))
     entries.push_back(*it);
   std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
-    return text::CompareNoCase(a.path().filename().string(), b.path().filename().string()) < 0;
+    return text::CompareNoCase(platform::TextOf(a.path().filename()), platform::TextOf(b.path().filename())) <
+           0;
   });
   for (const fs::directory_entry& entry : entries) {
-    const std::string name = entry.path().filename().string();
+    const std::string name = platform::TextOf(entry.path().filename());
     const std::string full = Joined(std::string(path), root->drive, name);
     // A link that leads out of the roots is not there.
     if (!Allows(full)) continue;

@@ -2,6 +2,7 @@
 
 // The file picker's view of the machine: what lies under the given folders, and nothing else.
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
@@ -13,7 +14,7 @@ namespace web {
 // folder itself. `drive` says that they are written as those of drives are.
 struct FileRoot {
   std::string prefix;
-  std::string folder;
+  std::filesystem::path folder;
   bool drive = false;
 };
 
@@ -32,7 +33,7 @@ class FileRoots {
 
  private:
   // The root that the path lies under, with its real place; null for none.
-  const FileRoot* RootOf(std::string_view path, std::string& place) const;
+  const FileRoot* RootOf(std::string_view path, std::filesystem::path& place) const;
 
   std::vector<FileRoot> m_roots;
 };

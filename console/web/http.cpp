@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/program.h"
 #include "platform/text.h"
 
 namespace fs = std::filesystem;
@@ -69,7 +70,8 @@ size_t Request::HeaderCount(std::string_view name) const {
 }
 
 OutgoingFile::OutgoingFile(const std::string& path)
-    : m_folder(fs::path(path).parent_path().string()), m_file(path, std::ios::binary | std::ios::ate) {
+    : m_folder(platform::PathOf(path).parent_path()),
+      m_file(platform::PathOf(path), std::ios::binary | std::ios::ate) {
   m_size = static_cast<std::uint64_t>(std::max<std::streamoff>(m_file.tellg(), 0));
   m_file.seekg(0);
   // Where an open file can lose its name it does so at once.

@@ -3,6 +3,7 @@
 // A request and its response as the console's routes see them, whatever carries them.
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -43,7 +44,7 @@ class OutgoingFile {
   bool Read(std::string& piece, size_t size);
 
  private:
-  std::string m_folder;
+  std::filesystem::path m_folder;
   std::ifstream m_file;
   std::uint64_t m_size = 0;
 };

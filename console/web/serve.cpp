@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 // everybody's sight, so the browser gets a file of this user alone, which leads to the address.
 bool OpenBrowser(const std::string& address, const std::string& folder) {
   if (folder.empty()) return false;
-  const std::string file = (fs::path(folder) / "open.html").string();
+  const fs::path file = platform::PathOf(folder) / "open.html";
   {
     std::ofstream page(file, std::ios::binary);
     std::error_code error;
@@ -31,7 +31,7 @@ bool OpenBrowser(const std::string& address, const std::string& folder) {
          << address << "\">\n";
     if (error || !page.flush()) return false;
   }
-  return platform::OpenForPerson(file);
+  return platform::OpenForPerson(platform::TextOf(file));
 }
 
 // What the pages had opened when they ended, on whichever computer.

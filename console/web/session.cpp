@@ -155,12 +155,12 @@ std::string Session::DoSafely(const PersonsAct& act) {
   } catch (const std::exception& error) {
     why = error.what();
   }
-  machine::AbandonEvent();
+  const machine::Outcome undone = machine::AbandonEvent();
   m_host.BeginEvent();
   // What was opened in an event before this one.
   key_security::PutBackOpened(HKEY_LOCAL_MACHINE);
   m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
-  return "The console can't do that: " + why + ". Nothing was stored.";
+  return "The console can't do that: " + why + ". " + (undone ? "Nothing was stored." : undone.sentence);
 }
 
 void Session::AnswerRead(Request& request) {

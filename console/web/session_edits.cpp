@@ -135,7 +135,7 @@ std::string Session::Apply() {
 
 std::string Session::EndApply(bool applied, const std::vector<std::string>& told) {
   const std::vector<std::string> failures = m_host.FailedSaves();
-  if (applied && (failures.empty() || !machine::UndoesEvents())) {
+  if (applied && failures.empty()) {
     m_host.ForgetCancel();
     m_saved = SavedSentence();
     m_refresh = true;
@@ -149,12 +149,10 @@ std::string Session::EndApply(bool applied, const std::vector<std::string>& told
     why = "The page \"" + m_host.NodePath() + "\" can't be applied" +
           (told.empty() ? "." : ": " + text::Joined(told, " "));
   }
-  if (machine::UndoesEvents()) {
-    machine::AbandonEvent();
-    m_host.BeginEvent();
-    m_host.TakeBackApply();
-    why += " Nothing was stored, and all edits wait as before.";
-  }
+  const machine::Outcome undone = machine::AbandonEvent();
+  m_host.BeginEvent();
+  m_host.TakeBackApply();
+  why += undone ? " Nothing was stored, and all edits wait as before." : " " + undone.sentence;
   PageWasShown(true);
   return why;
 }

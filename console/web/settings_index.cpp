@@ -65,9 +65,9 @@ void Tell(const std::string& home, const Host::Options& options) {
   if (host == nullptr) return;
   machine::BeginEvent();
   std::vector<ordered_json> pages = ShownBy(*host);
-  // Where an event can be undone the keys are emptied in it, to see what the pages then show.
+  // Where nothing of an event counts before its end the keys are emptied in it, to see what pages then show.
   std::vector<ordered_json> defaults;
-  if (machine::UndoesEvents()) {
+  if (!machine::WritesCountAtOnce()) {
     EmptyKeys(*host);
     host->Cancel();
     defaults = ShownBy(*host);

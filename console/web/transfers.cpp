@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "console/web/gate.h"
+#include "platform/program.h"
 #include "platform/text.h"
 
 namespace fs = std::filesystem;
@@ -27,11 +28,13 @@ std::string SafeName(std::string_view name) {
   return safe.find_first_not_of(" .") == std::string::npos ? "file" : safe;
 }
 
-bool MakeEmpty(const std::string& path) { return std::ofstream(path, std::ios::binary).is_open(); }
+bool MakeEmpty(const std::string& path) {
+  return std::ofstream(platform::PathOf(path), std::ios::binary).is_open();
+}
 
 void Delete(const std::string& folder) {
   std::error_code ignored;
-  fs::remove_all(folder, ignored);
+  fs::remove_all(platform::PathOf(folder), ignored);
 }
 
 }  // namespace
@@ -40,7 +43,7 @@ std::string Transfers::NewFolder() {
   if (m_folder.empty()) return {};
   std::string folder = m_folder + "/" + std::to_string(++m_last);
   std::error_code error;
-  return fs::create_directory(folder, error) ? folder : "";
+  return fs::create_directory(platform::PathOf(folder), error) ? folder : "";
 }
 
 std::optional<std::string> Transfers::BeginDownload(std::string_view name, const std::string& tab,
@@ -81,7 +84,7 @@ std::string Transfers::AddToUpload(unsigned window, const std::string& tab, std:
     return "The file has not arrived whole.";
   }
   if (at + bytes.size() > kMostUpload) return "The file is too large.";
-  std::ofstream file(m_upload->folder + kPiece, std::ios::binary | std::ios::app);
+  std::ofstream file(platform::PathOf(m_upload->folder + kPiece), std::ios::binary | std::ios::app);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   if (!file.flush()) return "The console has no room for the file.";
   m_upload->size += bytes.size();
@@ -93,7 +96,7 @@ std::optional<std::string> Transfers::EndUpload(unsigned window, const std::stri
   if (!m_upload || m_upload->window != window || m_upload->tab != tab || m_upload->depth) return std::nullopt;
   const std::string path = m_upload->folder + "/" + SafeName(name);
   std::error_code error;
-  fs::rename(m_upload->folder + kPiece, path, error);
+  fs::rename(platform::PathOf(m_upload->folder + kPiece), platform::PathOf(path), error);
   if (error) return std::nullopt;
   m_upload->name = name;
   m_upload->path = path;
@@ -115,11 +118,14 @@ void Transfers::Settled(size_t depth) {
   }
   if (!m_download || !m_download->ready.empty() || depth > m_download->depth) return;
   std::error_code error;
-  for (const fs::directory_entry& entry : fs::directory_iterator(m_download->folder, error)) {
+  for (const fs::directory_entry& entry :
+       fs::directory_iterator(platform::PathOf(m_download->folder), error)) {
     if (!entry.is_regular_file(error) || entry.file_size(error) == 0) continue;
-    m_download->ready = entry.path().string();
+    m_download->ready = platform::TextOf(entry.path());
     // A page adds an ending to a name without one.
-    if (!fs::path(m_download->name).has_extension()) m_download->name += entry.path().extension().string();
+    if (!platform::PathOf(m_download->name).has_extension()) {
+      m_download->name += platform::TextOf(entry.path().extension());
+    }
   }
   // Where the page has written nothing, it has said why.
   if (!m_download->ready.empty()) return;

@@ -21,7 +21,6 @@ namespace embedded {
 namespace {
 
 constexpr char16_t kReplacement = 0xFFFD;
-constexpr const char* kRecord = "codepage";
 
 // iconv's names where they are not "CP" and the number.
 constexpr struct {
@@ -260,7 +259,7 @@ UINT ComputerCodePage() {
   const std::string computer = HomeFolder() + "/" + StandsOn();
   const std::scoped_lock guard(Known().lock);
   if (computer != Known().computer) {
-    const std::optional<std::string> record = GetRecord("", kRecord);
+    const std::optional<std::string> record = GetRecord("", kCodePageRecord);
     UINT page = 0;
     if (record) std::from_chars(record->data(), record->data() + record->size(), page);
     Known().page = page != 0 && IsCodePage(page) ? page : CP_UTF8;
@@ -280,7 +279,7 @@ bool IsCodePage(UINT page) { return page == CP_UTF8 || PageOf(page) != nullptr; 
 
 LONG SetCodePage(UINT page) {
   if (!IsCodePage(page)) return ERROR_INVALID_PARAMETER;
-  const LONG status = PutRecord("", kRecord, std::to_string(page));
+  const LONG status = PutRecord("", kCodePageRecord, std::to_string(page));
   const std::scoped_lock guard(Known().lock);
   Known().computer.clear();
   return status;

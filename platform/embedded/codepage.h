@@ -17,6 +17,9 @@ std::u16string Utf8ToUtf16(std::string_view text);
 std::string Utf16ToAcp(std::u16string_view text);
 std::u16string AcpToUtf16(std::string_view text);
 
+// The computer's record of it: its number.
+inline constexpr const char* kCodePageRecord = "codepage";
+
 // Whether conversions to and from the code page are known.
 bool IsCodePage(UINT page);
 

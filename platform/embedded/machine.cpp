@@ -12,6 +12,7 @@
 #include <filesystem>
 
 #include "platform/embedded/accounts.h"
+#include "platform/embedded/codepage.h"
 #include "platform/embedded/computer_keys.h"
 #include "platform/embedded/controls.h"
 #include "platform/embedded/environment.h"
@@ -256,8 +257,12 @@ void CloseHome() {
   SetStandsOn(kLocalComputer);
 }
 
-Outcome AddComputer(std::string_view name) {
+Outcome AddComputer(std::string_view name, UINT codePage) {
   if (!IsComputerName(name)) return NotAName(name);
+  if (!IsCodePage(codePage)) {
+    return {ERROR_INVALID_PARAMETER,
+            "No computer can have the code page " + std::to_string(codePage) + ": 1252 is one, for example."};
+  }
   Writing write;
   KeyId key = 0;
   LONG status = write.status;
@@ -266,6 +271,9 @@ Outcome AddComputer(std::string_view name) {
     return {ERROR_ALREADY_EXISTS, "There is a computer \"" + std::string(name) + "\" already."};
   }
   if (status == 0) status = MakeComputer(*write.txn, name);
+  if (status == 0) status = FindComputer(*write.txn, name, &key);
+  if (status == 0 && codePage != CP_UTF8)
+    status = PutValue(*write.txn, key, kCodePageRecord, REG_BINARY, std::to_string(codePage));
   const std::string folder = ComputerFolder(name);
   std::error_code ignored;
   const bool stood = fs::exists(folder + "/drives", ignored);

@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "platform/embedded/codepage.h"
 #include "platform/embedded/controls.h"
 #include "platform/embedded/paths.h"
 
@@ -109,15 +110,20 @@ bool ErrorsAreTerminal() { return isatty(STDERR_FILENO) != 0; }
 std::string InputFile() { return "/dev/stdin"; }
 std::string OutputFile() { return "/dev/stdout"; }
 
-std::string ProgramFile() {
+std::vector<std::string> Arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
+
+fs::path PathOf(std::string_view text) { return embedded::AcpToUtf8(text); }
+std::string TextOf(const fs::path& path) { return embedded::Utf8ToAcp(path.string()); }
+
+fs::path ProgramFile() {
   std::error_code error;
-  return fs::read_symlink("/proc/self/exe", error).string();
+  return fs::read_symlink("/proc/self/exe", error);
 }
 
-std::string LibraryFile(std::string_view name) {
-  return (fs::path(ProgramFile()).parent_path() / ("lib" + std::string(name) + ".so")).string();
+fs::path LibraryFile(std::string_view name) {
+  return ProgramFile().parent_path() / ("lib" + std::string(name) + ".so");
 }
-void* LoadLibraryFile(const std::string& file) { return dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL); }
+void* LoadLibraryFile(const fs::path& file) { return dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL); }
 void* FindFunction(void* library, const char* name) { return dlsym(library, name); }
 void UnloadLibrary(void* library) { dlclose(library); }
 
@@ -152,18 +158,18 @@ std::vector<Drive> Drives() {
     std::string letter = it->path().filename().string();
     if (letter.size() != 1) continue;
     letter[0] = static_cast<char>(letter[0] - 'a' + 'A');
-    drives.push_back({letter + ":\\", fs::canonical(it->path(), error).string()});
+    drives.push_back({letter + ":\\", fs::canonical(it->path(), error)});
   }
   std::sort(drives.begin(), drives.end(), [](const Drive& a, const Drive& b) { return a.prefix < b.prefix; });
   return drives;
 }
 
-std::optional<std::string> RealPath(std::string_view path) {
+std::optional<fs::path> RealPath(std::string_view path) {
   const auto mapped = embedded::MapPath(path);
   if (!mapped || !mapped->starts_with('/')) return std::nullopt;
   std::error_code error;
   // The last part must not be a link to a place where nothing is yet.
-  const std::string place = fs::weakly_canonical(*mapped, error).string();
+  const fs::path place = fs::weakly_canonical(*mapped, error);
   if (error || fs::is_symlink(fs::symlink_status(place, error))) return std::nullopt;
   return place;
 }

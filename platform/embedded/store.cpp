@@ -445,7 +445,7 @@ void BeginEvent() {
   state.in_event = true;
 }
 bool InEvent() { return state.in_event; }
-bool UndoesEvents() { return true; }
+bool WritesCountAtOnce() { return false; }
 
 Outcome HoldStore() {
   const embedded::Writing now;
@@ -474,12 +474,13 @@ Outcome CommitEvent() {
           "Nothing was stored: the registry can't be written (error " + std::to_string(status) + ")."};
 }
 
-void AbandonEvent() {
+Outcome AbandonEvent() {
   state.in_event = false;
   state.refused = 0;
   embedded::EndNotes();
   embedded::EndReading();
   embedded::AbandonWriting();
+  return {};
 }
 
 std::string Damage() {

@@ -2,6 +2,7 @@
 
 #include "platform/machine.h"
 
+#include "platform/text.h"
 #include "platform/windows/pictures.h"
 
 namespace machine {
@@ -25,15 +26,19 @@ void BeginEvent() {
   inEvent = true;
 }
 Outcome CommitEvent() {
-  AbandonEvent();
-  return {};
-}
-void AbandonEvent() {
   pictures::DropAll();
   inEvent = false;
+  return {};
+}
+Outcome AbandonEvent() {
+  const std::vector<std::string> left = pictures::PutBack();
+  CommitEvent();
+  if (left.empty()) return {};
+  return {ERROR_ACCESS_DENIED,
+          "What was written could not be taken back in " + text::Joined(left, ", ") + "."};
 }
 bool InEvent() { return inEvent; }
-bool UndoesEvents() { return false; }
+bool WritesCountAtOnce() { return true; }
 Outcome HoldStore() { return {}; }
 void SetWaitTeller(WaitTeller) {}
 std::string Damage() { return {}; }
@@ -54,7 +59,7 @@ void ForEachConflict(const std::function<void(const Change&)>&) {}
 void AcceptChanges() {}
 void GoIdle() {}
 
-Outcome AddComputer(std::string_view) { return NoEmbeddedComputers(); }
+Outcome AddComputer(std::string_view, UINT) { return NoEmbeddedComputers(); }
 Outcome RemoveComputer(std::string_view) { return NoEmbeddedComputers(); }
 std::vector<std::string> Computers() { return {}; }
 Outcome StandOn(std::string_view name) { return name.empty() ? Outcome{} : NoEmbeddedComputers(); }

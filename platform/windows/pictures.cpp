@@ -1,5 +1,6 @@
 #include "platform/windows/pictures.h"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <tuple>
@@ -32,7 +33,10 @@ struct NameOrder {
 };
 
 struct KeyPicture {
+  bool unreadable = false;  // it is there, and nothing more is known of it
   std::map<std::string, StoredValue, NameOrder> values;
+  std::vector<std::string> order;  // of the values' names, as they are listed
+  std::string accessList;          // a self-relative descriptor; empty where it can't be read
   std::map<std::string, std::unique_ptr<KeyPicture>, NameOrder> subkeys;
 };
 
@@ -59,16 +63,31 @@ void ReadValues(HKEY key, KeyPicture& picture) {
       continue;
     }
     if (status != ERROR_SUCCESS) return;
-    picture.values[name.substr(0, nameSize)] = {type, data.substr(0, size)};
+    picture.order.push_back(name.substr(0, nameSize));
+    picture.values[picture.order.back()] = {type, data.substr(0, size)};
     ++i;
   }
 }
 
+std::string ReadAccessList(HKEY key) {
+  std::string descriptor(1024, '\0');
+  auto size = static_cast<DWORD>(descriptor.size());
+  LONG status = RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data(), &size);
+  descriptor.resize(size);
+  if (status == ERROR_INSUFFICIENT_BUFFER)
+    status = RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data(), &size);
+  return status == ERROR_SUCCESS ? descriptor : "";
+}
+
 std::unique_ptr<KeyPicture> ReadKey(HKEY parent, const std::string& path) {
   HKEY key = nullptr;
-  if (RegOpenKeyExA(parent, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS) return nullptr;
+  const LONG status = RegOpenKeyExA(parent, path.c_str(), 0, KEY_READ, &key);
+  if (status == ERROR_FILE_NOT_FOUND) return nullptr;
   auto picture = std::make_unique<KeyPicture>();
+  picture->unreadable = status != ERROR_SUCCESS;
+  if (picture->unreadable) return picture;
   ReadValues(key, *picture);
+  picture->accessList = ReadAccessList(key);
   char name[1024];
   DWORD size = sizeof name;
   for (DWORD i = 0; RegEnumKeyExA(key, i, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
@@ -79,12 +98,16 @@ std::unique_ptr<KeyPicture> ReadKey(HKEY parent, const std::string& path) {
   return picture;
 }
 
-std::unique_ptr<KeyPicture> ReadComputersKey(const std::string& computer, const std::string& path) {
+// Null where it can't be reached.
+HKEY RootOf(const std::string& computer) {
   HKEY root = nullptr;
-  if (RegConnectRegistryA(computer.empty() ? nullptr : computer.c_str(), HKEY_LOCAL_MACHINE, &root) !=
-      ERROR_SUCCESS) {
-    return nullptr;
-  }
+  RegConnectRegistryA(computer.empty() ? nullptr : computer.c_str(), HKEY_LOCAL_MACHINE, &root);
+  return root;
+}
+
+std::unique_ptr<KeyPicture> ReadComputersKey(const std::string& computer, const std::string& path) {
+  const HKEY root = RootOf(computer);
+  if (root == nullptr) return nullptr;
   auto picture = ReadKey(root, path);
   RegCloseKey(root);
   return picture;
@@ -105,12 +128,15 @@ void ForBoth(const Map& before, const Map& now, Use use) {
   }
 }
 
+bool IsUnreadable(const KeyPicture* key) { return key != nullptr && key->unreadable; }
+
 class Comparison {
  public:
   Comparison(std::string computer, const std::function<void(const Change&)>& visit)
       : m_computer(std::move(computer)), m_visit(visit) {}
 
   void Compare(const std::string& path, const KeyPicture* before, const KeyPicture* now) const {
+    if (IsUnreadable(before) || IsUnreadable(now)) return;
     if ((before == nullptr) != (now == nullptr)) {
       m_visit({m_computer, path, true, "",
                before != nullptr ? std::optional<StoredValue>(std::in_place) : std::nullopt,
@@ -133,6 +159,87 @@ class Comparison {
  private:
   std::string m_computer;
   const std::function<void(const Change&)>& m_visit;
+};
+
+class Restoration {
+ public:
+  // `parent` is open; `path` is what a person is told.
+  void PutBack(HKEY parent, const std::string& name, const std::string& path, const KeyPicture* before,
+               const KeyPicture* now) {
+    if (IsUnreadable(before) && now != nullptr) return;
+    if (IsUnreadable(before) || IsUnreadable(now)) {
+      m_left.push_back(path);
+      return;
+    }
+    if (before == nullptr) {
+      if (now != nullptr && RegDeleteTreeA(parent, name.c_str()) != ERROR_SUCCESS) m_left.push_back(path);
+      return;
+    }
+    static const KeyPicture empty;
+    const KeyPicture& young = now != nullptr ? *now : empty;
+    if (now == nullptr || before->accessList != young.accessList) PutBackAccess(parent, name, path, *before);
+    HKEY key = nullptr;
+    const bool same = now != nullptr && SameValues(*before, young);
+    if (RegCreateKeyExA(parent, name.c_str(), 0, nullptr, 0, same ? KEY_READ : KEY_READ | KEY_WRITE, nullptr,
+                        &key, nullptr) != ERROR_SUCCESS) {
+      m_left.push_back(path);
+      return;
+    }
+    if (!same && !PutBackValues(key, *before, young)) m_left.push_back(path);
+    ForBoth(before->subkeys, young.subkeys, [&](const std::string& below, const auto* was, const auto* is) {
+      PutBack(key, below, path + '\\' + below, was != nullptr ? was->get() : nullptr,
+              is != nullptr ? is->get() : nullptr);
+    });
+    RegCloseKey(key);
+  }
+
+  std::vector<std::string> Left() && { return std::move(m_left); }
+
+ private:
+  static bool Same(const StoredValue& a, const StoredValue& b) {
+    return a.type == b.type && a.data == b.data;
+  }
+
+  static bool SameValues(const KeyPicture& a, const KeyPicture& b) {
+    return std::equal(
+        a.values.begin(), a.values.end(), b.values.begin(), b.values.end(),
+        [](const auto& x, const auto& y) { return x.first == y.first && Same(x.second, y.second); });
+  }
+
+  void PutBackAccess(HKEY parent, const std::string& name, const std::string& path,
+                     const KeyPicture& before) {
+    HKEY key = nullptr;
+    if (before.accessList.empty()) return;
+    std::string descriptor = before.accessList;
+    const bool done = RegCreateKeyExA(parent, name.c_str(), 0, nullptr, 0, WRITE_DAC, nullptr, &key,
+                                      nullptr) == ERROR_SUCCESS &&
+                      RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data()) == ERROR_SUCCESS;
+    if (key != nullptr) RegCloseKey(key);
+    if (!done) m_left.push_back(path + " (its access list)");
+  }
+
+  // A value that is made anew comes last: those that came after it are made anew behind it.
+  static bool PutBackValues(HKEY key, const KeyPicture& before, const KeyPicture& now) {
+    bool done = true;
+    for (const auto& [name, value] : now.values) {
+      if (before.values.find(name) == before.values.end())
+        done &= RegDeleteValueA(key, name.c_str()) == ERROR_SUCCESS;
+    }
+    bool anew = false;
+    for (const std::string& name : before.order) {
+      const StoredValue& value = before.values.at(name);
+      const auto is = now.values.find(name);
+      anew |= is == now.values.end() || is->first != name;
+      if (!anew && Same(is->second, value)) continue;
+      if (anew && is != now.values.end()) RegDeleteValueA(key, name.c_str());
+      done &=
+          RegSetValueExA(key, name.c_str(), 0, value.type, reinterpret_cast<const BYTE*>(value.data.data()),
+                         static_cast<DWORD>(value.data.size())) == ERROR_SUCCESS;
+    }
+    return done;
+  }
+
+  std::vector<std::string> m_left;
 };
 
 bool Covers(const Picture& picture, const std::string& computer, const std::string& path) {
@@ -161,6 +268,18 @@ void ForEachChange(const std::function<void(const Change& change)>& visit) {
     Comparison(picture.computer, visit)
         .Compare("HKEY_LOCAL_MACHINE\\" + picture.path, picture.key.get(), now.get());
   }
+}
+
+std::vector<std::string> PutBack() {
+  Restoration restoration;
+  for (const Picture& picture : all) {
+    const std::string path = "HKEY_LOCAL_MACHINE\\" + picture.path;
+    const HKEY root = RootOf(picture.computer);
+    const auto now = root == nullptr ? nullptr : ReadKey(root, picture.path);
+    restoration.PutBack(root, picture.path, path, picture.key.get(), now.get());
+    if (root != nullptr) RegCloseKey(root);
+  }
+  return std::move(restoration).Left();
 }
 
 void DropAll() { all.clear(); }

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "platform/machine.h"
 
@@ -12,6 +13,9 @@ namespace pictures {
 
 void Keep(const std::string& computer, const std::string& path);
 void ForEachChange(const std::function<void(const machine::Change& change)>& visit);
+// Makes the keys again what their pictures show, values with their order and access lists among it. Returns
+// the paths of those that could not be put back.
+std::vector<std::string> PutBack();
 void DropAll();
 
 }  // namespace pictures

@@ -101,17 +101,18 @@ std::unique_ptr<Worker> Worker::Start(const std::string& argument, const Listene
   Pipe toIt;
   Pipe fromIt;
   if (!Make(toIt, &Pipe::read) || !Make(fromIt, &Pipe::write)) return nullptr;
-  STARTUPINFOA startup{};
+  STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = toIt.read.get();
   startup.hStdOutput = fromIt.write.get();
   startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-  const std::string file = ProgramFile();
-  std::string command = "\"" + file + "\" " + argument;
+  const std::wstring file = ProgramFile().native();
+  // The arguments are this program's own, in plain letters.
+  std::wstring command = L"\"" + file + L"\" " + std::wstring(argument.begin(), argument.end());
   PROCESS_INFORMATION made{};
   // Ctrl+C is for the process that watches over this one, so it has no window of text.
-  if (CreateProcessA(file.c_str(), command.data(), nullptr, nullptr, TRUE,
+  if (CreateProcessW(file.c_str(), command.data(), nullptr, nullptr, TRUE,
                      CREATE_NO_WINDOW | CREATE_SUSPENDED, nullptr, nullptr, &startup, &made) == 0) {
     return nullptr;
   }

@@ -17,6 +17,11 @@ grep -qE 'AllowCompression +REG_SZ +yes$' <<<"$stored"
 wine "$program" set "$page" "Enable Compression=off"
 wine reg query "$server" /v AllowCompression | tr -d '\r' | grep -qE 'REG_SZ +no$'
 
+# What is only tried leaves all as it was.
+before=$(wine reg query 'HKLM\Software\TesselWorks' /s)
+wine "$program" set --dry-run "$page" "Enable Compression=on" "Level=4" | tr -d '\r' | grep -q 'Apply would do this: '
+[ "$(wine reg query 'HKLM\Software\TesselWorks' /s)" = "$before" ]
+
 # A settings file carries the settings away and brings them back.
 program=$(readlink -f "$program")
 folder=$(mktemp -d)

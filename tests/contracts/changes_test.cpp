@@ -122,4 +122,81 @@ TEST_F(EventChanges, OfTheKeyItselfStandFirst) {
   EXPECT_EQ(Changes(), (Names{" 0: > -", " [v] 3:1 > -"}));
 }
 
+// All that is below the key: each key with its access list, its values in their order, and the keys below it.
+void List(HKEY key, const std::string& path, Names& lines) {
+  std::string descriptor(4096, '\0');
+  auto size = static_cast<DWORD>(descriptor.size());
+  EXPECT_EQ(RegGetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data(), &size), 0);
+  lines.push_back(path + " " + descriptor.substr(0, size));
+  for (const std::string& name : Values(key))
+    lines.push_back(path + " [" + name + "] " + Get(key, name.c_str()));
+  for (const std::string& name : Subkeys(key)) {
+    HKEY below = nullptr;
+    ASSERT_EQ(RegOpenKeyExA(key, name.c_str(), 0, KEY_READ, &below), 0);
+    List(below, path + "\\" + name, lines);
+    RegCloseKey(below);
+  }
+}
+
+Names Listed(HKEY key) {
+  Names lines;
+  List(key, "", lines);
+  return lines;
+}
+
+// Nobody but administrators, or everybody: a list that no key has by itself.
+void GiveAccessList(HKEY key, const char* sddl) {
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  ASSERT_NE(ConvertStringSecurityDescriptorToSecurityDescriptorA(sddl, SDDL_REVISION_1, &descriptor, nullptr),
+            FALSE);
+  EXPECT_EQ(RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor), 0);
+  LocalFree(descriptor);
+}
+
+TEST_F(EventChanges, AreGoneOnceTheEventIsAbandoned) {
+  for (const char* name : {"z", "Changed", "gone", "a", "type"}) Set(key, name, "1234");
+  Set(key, nullptr, "default");
+  HKEY deep = Below("old\\b\\deep");
+  Set(deep, "w", "2");
+  Set(deep, "v", std::string(5000, 'x'));
+  GiveAccessList(deep, "D:P(A;;KA;;;BA)(A;;KA;;;WD)");
+  RegCloseKey(deep);
+  HKEY listed = Below("listed");
+  GiveAccessList(listed, "D:P(A;;KA;;;WD)");
+  const Names before = Listed(key);
+  Begin();
+  Set(key, "CHANGED", "5678");
+  Set(key, "type", "1234", REG_DWORD);
+  Set(key, "New", "1");
+  Set(key, nullptr, "");
+  RegDeleteValueA(key, "gone");
+  DeleteTree(key, "old");
+  Make(key, "new\\below");
+  GiveAccessList(listed, "D:P(A;;KA;;;WD)(A;;KR;;;BU)");
+  RegCloseKey(listed);
+  EXPECT_NE(Listed(key), before);
+  const machine::Outcome undone = machine::AbandonEvent();
+  EXPECT_TRUE(undone) << undone.sentence;
+  EXPECT_EQ(Listed(key), before);
+  EXPECT_EQ(Get(key, "Changed"), "1234");
+}
+
+// Only a volatile key can lie below a volatile one.
+TEST_F(EventChanges, AreToldWhereTheyCanNotBeTakenBack) {
+  HKEY kept = Below("swapped\\kept");
+  Set(kept, "v", "1");
+  RegCloseKey(kept);
+  Begin();
+  DeleteTree(key, "swapped");
+  HKEY swapped = nullptr;
+  ASSERT_EQ(RegCreateKeyExA(key, "swapped", 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr,
+                            &swapped, nullptr),
+            0);
+  RegCloseKey(swapped);
+  const machine::Outcome undone = machine::AbandonEvent();
+  EXPECT_EQ(static_cast<bool>(undone), !machine::WritesCountAtOnce()) << undone.sentence;
+  EXPECT_EQ(undone.sentence.find("\\swapped\\kept") != std::string::npos, machine::WritesCountAtOnce())
+      << undone.sentence;
+}
+
 }  // namespace

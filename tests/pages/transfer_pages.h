@@ -90,9 +90,9 @@ inline Texts ValuesOf(const std::string& path) {
   return values;
 }
 
-// In the order of writing on the embedded computer, which alone undoes events; others list values by name.
+// In the order of writing on the embedded computer; others list values by name.
 inline void ExpectValues(const std::string& path, const Texts& values) {
-  if (machine::UndoesEvents()) {
+  if (!machine::WritesCountAtOnce()) {
     EXPECT_EQ(ValuesOf(path), values) << path;
   } else {
     EXPECT_THAT(ValuesOf(path), ::testing::UnorderedElementsAreArray(values)) << path;
