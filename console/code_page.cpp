@@ -30,6 +30,20 @@ std::string Narrowed(UINT page, const std::basic_string<WCHAR>& wide) {
   return text;
 }
 
+template <typename Convert>
+ordered_json Each(const ordered_json& json, const Convert& convert) {
+  if (json.is_string()) return convert(json.get_ref<const std::string&>());
+  if (json.is_array()) {
+    ordered_json list = ordered_json::array();
+    for (const ordered_json& one : json) list.push_back(Each(one, convert));
+    return list;
+  }
+  if (!json.is_object()) return json;
+  ordered_json object = ordered_json::object();
+  for (const auto& [name, one] : json.items()) object[convert(name)] = Each(one, convert);
+  return object;
+}
+
 }  // namespace
 
 bool IsPlain(std::string_view text) {
@@ -43,17 +57,13 @@ std::string ToUtf8(std::string_view text) {
   return page == CP_UTF8 || IsPlain(text) ? std::string(text) : Narrowed(CP_UTF8, Widened(page, text));
 }
 
-ordered_json AllToUtf8(const ordered_json& json) {
-  if (json.is_string()) return ToUtf8(json.get_ref<const std::string&>());
-  if (json.is_array()) {
-    ordered_json list = ordered_json::array();
-    for (const ordered_json& one : json) list.push_back(AllToUtf8(one));
-    return list;
-  }
-  if (!json.is_object()) return json;
-  ordered_json object = ordered_json::object();
-  for (const auto& [name, one] : json.items()) object[ToUtf8(name)] = AllToUtf8(one);
-  return object;
+ordered_json AllToUtf8(const ordered_json& json) { return Each(json, ToUtf8); }
+
+ordered_json AllFromUtf8(const ordered_json& json) {
+  return Each(json, [](std::string_view text) {
+    std::string why;
+    return FromUtf8(text, why).value_or(std::string(text));
+  });
 }
 
 std::filesystem::path PathOf(std::string_view text) {

@@ -25,6 +25,9 @@ nlohmann::ordered_json AllToUtf8(const nlohmann::ordered_json& json);
 // Nothing where the code page lacks a character, with one sentence in `why`, which is in that code page.
 std::optional<std::string> FromUtf8(std::string_view text, std::string& why);
 
+// What the code page lacks stays as it is.
+nlohmann::ordered_json AllFromUtf8(const nlohmann::ordered_json& json);
+
 // The path that a text in the code page names, and the other way round.
 std::filesystem::path PathOf(std::string_view text);
 std::string TextOf(const std::filesystem::path& path);

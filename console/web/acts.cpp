@@ -4,6 +4,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "console/code_page.h"
+
 namespace web {
 namespace {
 
@@ -97,7 +99,17 @@ std::optional<PersonsAct> ActOf(std::string_view text, std::string& why) {
                     Take(json, "row", act.row) && Take(json, "to", act.to) &&
                     Take(json, "number", act.number) && Take(json, "on", act.on) &&
                     Take(json, "filter", act.filter) && Take(json, "tab", act.tab);
-  if (fits) return act;
+  if (fits) {
+    for (std::string* text : {&act.text, &act.filter}) {
+      std::optional<std::string> taken = code_page::FromUtf8(*text, why);
+      if (!taken) {
+        why = code_page::ToUtf8(why);
+        return std::nullopt;
+      }
+      *text = *std::move(taken);
+    }
+    return act;
+  }
   why = "The request's JSON has a field of another type.";
   return std::nullopt;
 }

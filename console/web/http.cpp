@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "console/code_page.h"
 #include "platform/program.h"
 #include "platform/text.h"
 
@@ -40,8 +41,11 @@ void Request::SetTarget(std::string_view target) {
   for (const std::string& field : text::Split(target.substr(std::min(end + 1, target.size())), '&')) {
     const std::string_view whole = field;
     const size_t equals = std::min(whole.find('='), whole.size());
-    query.emplace_back(Decoded(whole.substr(0, equals), true),
-                       Decoded(whole.substr(std::min(equals + 1, whole.size())), true));
+    std::string value = Decoded(whole.substr(std::min(equals + 1, whole.size())), true);
+    // What the computer has not, nothing is found for.
+    std::string why;
+    value = code_page::FromUtf8(value, why).value_or(value);
+    query.emplace_back(Decoded(whole.substr(0, equals), true), std::move(value));
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "console/code_page.h"
 #include "console/describe.h"
 #include "console/stored_changes.h"
 #include "console/web/acts.h"
@@ -16,7 +17,7 @@ namespace web {
 namespace {
 
 std::string Dump(const ordered_json& json) {
-  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  return code_page::AllToUtf8(json).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
 }  // namespace

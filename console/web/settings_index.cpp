@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "console/code_page.h"
 #include "console/describe.h"
 #include "console/help.h"
 #include "console/review.h"
@@ -88,7 +89,8 @@ void Tell(const std::string& home, const Host::Options& options) {
       all.push_back(std::move(json));
     }
   }
-  std::cout << all.dump(-1, ' ', false, ordered_json::error_handler_t::replace) << std::endl;
+  std::cout << code_page::AllToUtf8(all).dump(-1, ' ', false, ordered_json::error_handler_t::replace)
+            << std::endl;
 }
 
 std::string LowerRows(const ordered_json& control) {
@@ -158,7 +160,7 @@ void SettingsIndex::Renew(std::uint64_t changes) {
 }
 
 void SettingsIndex::Receive(const std::string& text) {
-  const ordered_json all = ordered_json::parse(text, nullptr, false);
+  const ordered_json all = code_page::AllFromUtf8(ordered_json::parse(text, nullptr, false));
   if (!all.is_array()) return;
   std::vector<Entry> entries;
   for (const ordered_json& control : all) {
