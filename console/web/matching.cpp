@@ -33,7 +33,8 @@ int ScoreOf(const std::string& word, const Query::Field& field) {
     for (; at != std::string_view::npos; at = field.text.find(word, at + 1)) {
       if (at == 0 || !IsPartOfWord(field.text[at - 1])) return kBegins * field.weight;
     }
-    return kInside * field.weight;
+    // In sentences, which weigh least, every few letters stand somewhere.
+    return field.weight > 1 ? kInside * field.weight : 0;
   }
   const bool almost = field.forgives &&
                       AnyWord(field.text, [&word](std::string_view own) { return BeginsAlmost(own, word); });
@@ -70,6 +71,7 @@ Query::Query(std::string_view text) {
   for (std::string& word : text::Split(text::Lower(text), ' ')) {
     if (!word.empty()) m_words.push_back(std::move(word));
   }
+  m_text = text::Joined(m_words, " ");
 }
 
 int Query::Score(const std::vector<Field>& fields) const {

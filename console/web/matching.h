@@ -13,6 +13,8 @@ class Query {
   explicit Query(std::string_view text);
 
   bool Empty() const { return m_words.empty(); }
+  // In lower case, without blanks at its ends.
+  const std::string& Text() const { return m_text; }
 
   struct Field {
     std::string_view text;  // in lower case
@@ -26,6 +28,7 @@ class Query {
 
  private:
   std::vector<std::string> m_words;  // in lower case
+  std::string m_text;
 };
 
 // Whether the beginning of a word is what was typed, but for a letter too few, too many, wrong or changed

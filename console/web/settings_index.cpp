@@ -18,9 +18,11 @@ namespace web {
 namespace {
 
 constexpr size_t kMostPages = 6;
-constexpr size_t kMostSettings = 24;
+constexpr size_t kMostSettings = 12;
 constexpr size_t kMostPeople = 12;
 constexpr size_t kMostActions = 6;
+constexpr size_t kMostReviewed = 50;
+constexpr size_t kMostNotDefault = 100;
 // So few that misspellings are looked for.
 constexpr size_t kFew = 3;
 constexpr std::string_view kChanged = "@changed";
@@ -39,13 +41,14 @@ std::vector<ordered_json> ShownBy(Host& host) {
   return shown;
 }
 
-// Takes all values from the keys that the pages have shown.
+// Takes all values from the keys that the pages show.
 void EmptyKeys(Host& host) {
   for (CPropertyPage* one : host.Sheet().Pages()) {
     auto& page = static_cast<CTesselPropertyPage&>(*one);
     HKEY key = nullptr;
-    if (page.m_shownKey.empty() || RegOpenKeyExA(HKEY_LOCAL_MACHINE, page.m_shownKey.c_str(), 0,
-                                                 KEY_ALL_ACCESS, &key) != ERROR_SUCCESS) {
+    const CString path = page.StoredAt(host.GetTree().NodeOf(page, {}));
+    if (path.empty() ||
+        RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS) {
       continue;
     }
     const UniqueKey owned(key);
@@ -64,15 +67,18 @@ void Tell(const std::string& home, const Host::Options& options) {
   if (!machine::OpenHome(home)) return;
   const std::unique_ptr<Host> host = Host::Start(options, why);
   if (host == nullptr) return;
-  machine::BeginEvent();
-  std::vector<ordered_json> pages = ShownBy(*host);
-  // Where nothing of an event counts before its end the keys are emptied in it, to see what pages then show.
+  // Where nothing of an event counts before its end the keys are emptied in one, to see what pages then show.
+  // It is the first look, since some pages go on showing what they have shown where a value is missing.
   std::vector<ordered_json> defaults;
   if (!machine::WritesCountAtOnce()) {
+    machine::BeginEvent();
     EmptyKeys(*host);
-    host->Cancel();
     defaults = ShownBy(*host);
+    machine::AbandonEvent();
+    host->Cancel();
   }
+  machine::BeginEvent();
+  std::vector<ordered_json> pages = ShownBy(*host);
   ordered_json all = ordered_json::array();
   for (size_t i = 0; i < pages.size(); ++i) {
     const auto& page = static_cast<const CTesselPropertyPage&>(*host->Sheet().Pages()[i]);
@@ -265,7 +271,9 @@ std::vector<std::pair<int, const SettingsIndex::Entry*>> SettingsIndex::Matching
                                                    {titles[entry.page], 5, forgives},
                                                    {entry.lowerRest, 4, false},
                                                    {entry.lowerText, 1, false}});
-    if (score > 0) found.emplace_back(score, &entry);
+    // A name that begins with all that was typed is what was meant.
+    const bool meant = !query.Empty() && entry.lowerName.starts_with(query.Text());
+    if (score > 0) found.emplace_back(meant ? score * 2 : score, &entry);
   }
   std::stable_sort(found.begin(), found.end(),
                    [](const auto& a, const auto& b) { return a.first > b.first; });
@@ -290,7 +298,7 @@ ordered_json SettingsIndex::Find(Host& host, const std::string& text) {
   if (changed) {
     size_t total = 0;
     machine::BeginEvent();
-    for (const ReviewedPage& page : ::Review(host, 0, kMostSettings, total)) {
+    for (const ReviewedPage& page : ::Review(host, 0, kMostReviewed, total)) {
       for (const ReviewedSetting& setting : page.settings) {
         if (!query.IsIn(text::Lower(page.node + "\n" + setting.name))) continue;
         settings.push_back({{"node", page.node}, {"name", setting.name}, {"kind", "changed"}});
@@ -305,7 +313,8 @@ ordered_json SettingsIndex::Find(Host& host, const std::string& text) {
     for (const auto& [score, entry] : found) {
       const bool acts = entry->kind == "button" || entry->kind == "link";
       ordered_json& list = acts ? actions : settings;
-      if (nodes[entry->page].empty() || list.size() >= (acts ? kMostActions : kMostSettings)) continue;
+      const size_t most = acts ? kMostActions : notDefault ? kMostNotDefault : kMostSettings;
+      if (nodes[entry->page].empty() || list.size() >= most) continue;
       const bool perPrincipal =
           std::any_of(host.GetTree().Patterns().begin(), host.GetTree().Patterns().end(),
                       [&](const Tree::Pattern& pattern) {

@@ -8,7 +8,7 @@ import { Windows, Working } from './dialogs';
 import { HelpPanel } from './help';
 import { Page } from './page';
 import { Places } from './places';
-import { Review } from './review';
+import { discard, Review } from './review';
 import { Search, type Found } from './search';
 import { store } from './store';
 import { act, follow, settled } from './transport';
@@ -99,11 +99,19 @@ function App() {
     const parts = store.state?.node.split('::').slice(1) ?? [];
     while (parts.length && (await act({ act: 'node', text: [name, ...parts].join('::') }, true))) parts.pop();
   }
+  const action = (name: string, does: () => void): Found => ({ node: '', kind: 'action', name, does });
+  const actions = [
+    action('Apply all changes', () => void apply()),
+    action('Discard all changes', () => void discard()),
+    action('Review what waits', () => setReview(true)),
+    action('Open help', () => setHelp(true)),
+  ];
   async function jump(one: Found) {
+    if (one.does) return one.does();
     setFound('');
     if (one.node !== store.state?.node && (await act({ act: 'node', text: one.node }))) return;
     setDrawer(false);
-    setFound(one.name);
+    setFound(one.name ?? '');
   }
   return (
     <div class={'console' + (drawer ? ' drawer' : '')}>
@@ -118,7 +126,7 @@ function App() {
           <img src="/icon.svg" alt="" width="24" height="24" />
           <span>Marrowen</span>
         </span>
-        <Search onChosen={(one) => void jump(one)} />
+        <Search onChosen={(one) => void jump(one)} actions={actions} />
         <Places state={state} root={root} onRoot={(name) => void chooseRoot(name)} />
       </header>
       <nav aria-label="Settings" onKeyDown={(event) => event.key === 'Escape' && setDrawer(false)}>
