@@ -564,6 +564,7 @@ ordered_json Session::DescribeAll() const {
                     {"computers", machine::Computers()},
                     {"configServer", m_host.GetOptions().configServerMode},
                     {"roots", m_host.GetTree().Roots()},
+                    {"configurations", ConfigurationNames(m_host.ComputerName())},
                     {"tree", m_host.GetTree().Changes()},
                     {"marks", Marks()},
                     {"apply", m_host.Sheet().IsModified()},

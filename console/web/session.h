@@ -146,6 +146,7 @@ class Session final : public FrontEnd {
   Response StateNow(const std::string& tab) const;  // under m_mutex
 
   const std::string& KeyOf(const std::string& tab) const;
+  std::string NodeNear(const std::string& node) const;
   void OpenView(const std::string& tab, const std::string& node);
   void CloseView(const std::string& tab);
   void InOwnEvent(const std::function<void()>& show);

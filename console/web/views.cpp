@@ -59,6 +59,16 @@ void Session::Close(const std::string& tab) {
   });
 }
 
+// The node, or the one above it that is there; of a page without a configuration that of the first one. Empty
+// where there is none.
+std::string Session::NodeNear(const std::string& node) const {
+  const Tree& tree = m_host.GetTree();
+  std::string near = tree.NearestAbove(node);
+  if (near.empty() && !tree.Roots().empty()) near = tree.NearestAbove(tree.Roots().front() + "::" + node);
+  const std::optional<TreeNode> found = tree.Find(near);
+  return found && found->page != nullptr ? near : "";
+}
+
 // It begins where the tab says that it is, else where a person has acted last.
 void Session::OpenView(const std::string& tab, const std::string& node) {
   const bool isNew = !m_views.contains(tab);
@@ -68,9 +78,9 @@ void Session::OpenView(const std::string& tab, const std::string& node) {
   if (isNew) {
     view.node = m_host.NodePath();
     view.window = ++m_lastWindow;
-    const std::optional<TreeNode> found = m_host.GetTree().Find(node);
-    if (found && found->page != nullptr && m_windows.empty()) {
-      view.node = node;
+    const std::string near = NodeNear(node);
+    if (!near.empty() && m_windows.empty()) {
+      view.node = near;
       InOwnEvent([&] { BringToFront(tab); });
     } else {
       view.page = m_views[m_front].page;

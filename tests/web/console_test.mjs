@@ -212,22 +212,26 @@ test('closing the tab asks while edits wait', async () => {
 });
 
 test('choosing another configuration shows the same page of it', async () => {
-  const what = page.getByRole('combobox', { name: 'What is edited' });
-  await what.selectOption({ label: 'Named configurations' });
-  await until(() => page.getByRole('option', { name: 'site-b' }).count(), 1);
-  await show(`site-a::${compression}`);
-  await what.selectOption('site-b');
+  const place = page.getByRole('combobox', { name: 'Computer and configuration' });
+  await place.selectOption({ label: 'This computer · site-a' });
+  // The page that was shown, and all that tells where one is.
+  await until(() => page.locator('.crumbs').innerText(), 'site-a › General Settings');
+  await place.selectOption({ label: 'This computer · site-b' });
   await until(() => page.locator('.crumbs').innerText(), 'site-b › General Settings');
-  await what.selectOption({ label: 'Own settings' });
-  await until(() => page.getByRole('combobox', { name: 'What is edited' }).inputValue(), '');
+  await page.getByRole('heading', { level: 1, name: 'Compression' }).waitFor();
+  await until(() => page.title(), 'Compression – site-b – Marrowen');
+  await until(() => page.evaluate(() => location.hash), hash(`site-b::${compression}`));
+  await place.selectOption({ label: 'This computer · own settings' });
+  await until(() => page.title(), 'Compression – Marrowen');
+  await until(() => page.evaluate(() => location.hash), hash(compression));
+  said.length = 0;
 });
 
 test('a named configuration is chosen at the top and holds settings of its own', async () => {
-  const edited = page.getByRole('combobox', { name: 'What is edited' });
+  const place = page.getByRole('combobox', { name: 'Computer and configuration' });
   const own = home.value('SSHD', 'SessionLimit');
-  await edited.selectOption('Named configurations');
-  await page.locator('option', { hasText: 'site-b' }).waitFor({ state: 'attached' });
-  await edited.selectOption('site-b');
+  await place.selectOption({ label: 'This computer · site-b' });
+  await page.locator('.crumbs', { hasText: 'site-b' }).waitFor();
   await page.getByRole('treeitem', { name: 'General Settings' }).click();
   await page.locator('.crumbs', { hasText: 'site-b' }).waitFor();
   await page.getByRole('textbox', { name: 'Maximum Connections' }).fill('41');
@@ -235,8 +239,8 @@ test('a named configuration is chosen at the top and holds settings of its own',
   await until(() => home.value('ConfigServer\\site-b\\SSHD', 'SessionLimit'), '41');
   assert.equal(home.value('ConfigServer\\site-a\\SSHD', 'SessionLimit'), null);
   assert.equal(home.value('SSHD', 'SessionLimit'), own);
-  await edited.selectOption('Own settings');
-  await page.locator('option', { hasText: 'site-b' }).waitFor({ state: 'detached' });
+  await place.selectOption({ label: 'This computer · own settings' });
+  await until(() => page.title(), 'General Settings – Marrowen');
   said.length = 0;
 });
 
@@ -479,20 +483,21 @@ test('a page that refuses is shown with its reason, and nothing of the whole App
 test('another computer is chosen at the top, after a question when edits wait', async () => {
   await level().fill('2');
   await until(() => apply().isEnabled(), true);
-  const computer = page.getByRole('combobox', { name: 'Computer' });
-  await computer.selectOption('branch');
+  const place = page.getByRole('combobox', { name: 'Computer and configuration' });
+  const chosen = () => place.locator('option:checked').innerText();
+  await place.selectOption({ label: 'branch · own settings' });
   await page.getByRole('button', { name: 'Stay' }).click();
-  await until(() => computer.inputValue(), '');
+  await until(chosen, 'This computer · own settings');
   await until(() => level().inputValue(), '2');
-  await computer.selectOption('branch');
+  await place.selectOption({ label: 'branch · own settings' });
   await page.getByRole('button', { name: 'Drop edits' }).click();
-  await until(async () => (await page.locator('select').first().inputValue()) === 'branch' && (await apply().isEnabled()) === false, true);
+  await until(() => page.title(), 'Compression – branch – Marrowen');
   await show(compression);
   await level().fill('1');
   await apply().click();
   await until(() => apply().isEnabled(), false);
   assert.match(home.run('--computer', 'branch', 'show', compression), /Level +edit +1/);
-  await computer.selectOption('');
+  await place.selectOption({ label: 'This computer · own settings' });
   // Each computer shows the same page.
   await until(() => level().inputValue(), '3');
   await page.getByRole('heading', { level: 1, name: 'Compression' }).waitFor();

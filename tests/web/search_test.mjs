@@ -29,10 +29,12 @@ async function first(text, group) {
 
 test('words in any order, small misspellings, other words and stored names lead to a setting', async () => {
   for (const [text, name] of [
+    // None expects what the one before it has found.
     ['connections max', 'Maximum Connections'],
-    ['maximun conections', 'Maximum Connections'],
-    ['sessionlimit', 'Maximum Connections'],
     ['bandwidth', 'Enable Compression'],
+    ['maximun conections', 'Maximum Connections'],
+    ['splsah', 'Splash Banner'],
+    ['sessionlimit', 'Maximum Connections'],
   ]) {
     const option = await first(text, 'Settings');
     await until(async () => (await option.count()) > 0 && (await option.innerText()).includes(name), true);

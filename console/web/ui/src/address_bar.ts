@@ -36,6 +36,6 @@ export function useAddress(state: State | null) {
       if (own.current === state.node) history.replaceState(null, '', hash);
       else history.pushState(null, '', hash);
     }
-    document.title = `${state.node.split('::').pop()} – Marrowen`;
-  }, [state?.node]);
+    document.title = [state.node.split('::').pop(), state.configServer && state.node.split('::')[0], state.computer, 'Marrowen'].filter(Boolean).join(' – ');
+  }, [state?.node, state?.computer]);
 }

@@ -127,7 +127,7 @@ function App() {
           <span>Marrowen</span>
         </span>
         <Search onChosen={(one) => void jump(one)} actions={actions} />
-        <Places state={state} root={root} onRoot={(name) => void chooseRoot(name)} />
+        <Places state={state} root={root} onRoot={(name, comes) => (comes ? setRoot(name) : void chooseRoot(name))} />
       </header>
       <nav aria-label="Settings" onKeyDown={(event) => event.key === 'Escape' && setDrawer(false)}>
         {tree}

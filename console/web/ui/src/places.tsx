@@ -6,40 +6,41 @@ import type { State } from './state';
 import { store } from './store';
 import { switchTo } from './transport';
 
-export function Places({ state, root, onRoot }: { state: State; root: string; onRoot: (root: string) => void }) {
-  const [asked, setAsked] = useState<{ computer: string; configServer: boolean } | null>(null);
-  async function change(computer: string, configServer: boolean, drop = false) {
-    const answer = await switchTo(computer, configServer, drop);
-    setAsked(answer === 'unsaved' ? { computer, configServer } : null);
+/** What is edited of a computer: its own settings (null), a configuration, or any of them (""). */
+type Place = [computer: string, configuration: string | null];
+
+const valueOf = (place: Place) => JSON.stringify(place);
+const nameOf = (computer: string) => computer || 'This computer';
+
+export function Places({ state, root, onRoot }: { state: State; root: string; onRoot: (root: string, comes: boolean) => void }) {
+  const [asked, setAsked] = useState<Place | null>(null);
+  async function change(place: Place, drop = false) {
+    const [computer, configuration] = place;
+    const same = computer === state.computer && (configuration !== null) === state.configServer;
+    if (same) return configuration && onRoot(configuration, false);
+    // The same page of it, as soon as it is there.
+    const page = state.configServer ? state.node.split('::').slice(1).join('::') : state.node;
+    store.wanted = configuration ? `${configuration}::${page}` : page;
+    const answer = await switchTo(computer, configuration !== null, drop);
+    setAsked(answer === 'unsaved' ? place : null);
+    if (answer) store.wanted = '';
+    else onRoot(configuration ?? '', true);
     store.changed();
   }
+  const choices = (computer: string): [string, Place][] => {
+    const known = computer === state.computer ? state.configurations : [];
+    return [['Own settings', [computer, null]], ...(known.length ? known.map((name): [string, Place] => [name, [computer, name]]) : ([['Named configurations', [computer, '']]] as [string, Place][]))];
+  };
   return (
     <div class="places">
-      <select aria-label="Computer" value={state.computer} onChange={(event) => void change(event.currentTarget.value, state.configServer)}>
-        <option value="">This computer</option>
-        {state.computers.map((name) => (
-          <option value={name}>{name}</option>
+      <select aria-label="Computer and configuration" value={valueOf([state.computer, state.configServer ? root : null])} onChange={(event) => void change(JSON.parse(event.currentTarget.value) as Place)}>
+        {['', ...state.computers].map((computer) => (
+          <optgroup label={nameOf(computer)} key={computer}>
+            {choices(computer).map(([text, place]) => (
+              <option value={valueOf(place)}>{place[1] === null ? `${nameOf(computer)} · own settings` : place[1] ? `${nameOf(computer)} · ${text}` : `${nameOf(computer)} · named configurations`}</option>
+            ))}
+          </optgroup>
         ))}
-      </select>
-      <select
-        aria-label="What is edited"
-        value={state.configServer ? `=${root}` : ''}
-        onChange={(event) => {
-          const value = event.currentTarget.value;
-          if (!state.configServer || value === '') void change(state.computer, value !== '');
-          else onRoot(value.slice(1));
-        }}
-      >
-        <option value="">Own settings</option>
-        {state.configServer ? (
-          state.roots.length ? (
-            state.roots.map((name) => <option value={`=${name}`}>{name}</option>)
-          ) : (
-            <option value="=">No configuration yet</option>
-          )
-        ) : (
-          <option value="=">Named configurations</option>
-        )}
       </select>
       {asked && (
         <Modal label="Question" onClose={() => (setAsked(null), store.changed())}>
@@ -48,7 +49,7 @@ export function Places({ state, root, onRoot }: { state: State; root: string; on
             <button type="button" data-first="" onClick={() => (setAsked(null), store.changed())}>
               Stay
             </button>
-            <button type="button" class="danger" onClick={() => void change(asked.computer, asked.configServer, true)}>
+            <button type="button" class="danger" onClick={() => void change(asked, true)}>
               Drop edits
             </button>
           </div>

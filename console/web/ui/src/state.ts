@@ -125,6 +125,8 @@ export interface State {
   computers: string[];
   configServer: boolean;
   roots: string[];
+  /** The named configurations of the computer, whether or not they are edited. */
+  configurations: string[];
   tree: number;
   node: string;
   problem: string;

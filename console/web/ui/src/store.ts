@@ -9,6 +9,7 @@ export const store = {
   line: 'open' as Line,
   beeps: 0,
   busy: false, // an act has been on its way for a while
+  wanted: '', // the node to go to where the console starts anew
   unseen: false, // windows open and are answered without a person
   changed: () => {},
   added: (_node: string) => {},

@@ -54,6 +54,7 @@ function take(state: State) {
   if (before && before.instance === state.instance && state.version <= before.version) return;
   store.state = state;
   const same = before?.instance === state.instance;
+  if (!same) store.wanted = '';
   if (same && state.elsewhere.count > before.elsewhere.count) tell({ text: state.elsewhere.text });
   if (state.download?.tab === tab) download(state.download);
   if (state.notice && !same) tell({ text: state.notice, error: true });
@@ -164,7 +165,7 @@ export async function switchTo(computer: string, configServer: boolean, drop: bo
       unsaved?: boolean;
     };
     if (reply.refusal) tell({ text: reply.refusal, error: true });
-    return reply.unsaved ? 'unsaved' : '';
+    return reply.unsaved ? 'unsaved' : (reply.refusal ?? '');
   } catch {
     setLine('lost');
     return '';
@@ -205,7 +206,7 @@ async function send(next: Act): Promise<Reply | null> {
 /** Follows the state for ever: other tabs and long work change it too. */
 export function follow() {
   // A new socket of this tab goes on where the tab is.
-  const query = new URLSearchParams({ key, tab, node: store.state?.node ?? fromHash(location.hash) });
+  const query = new URLSearchParams({ key, tab, node: store.wanted || (store.state?.node ?? fromHash(location.hash)) });
   const socket = new WebSocket(`${location.origin.replace('http', 'ws')}/api/socket?${query}`);
   let opened = false;
   let settle = (_: WebSocket | null) => {};
