@@ -173,6 +173,23 @@ void Session::AnswerRead(Request& request) {
   }
 }
 
+// What only tells of an act must not end the console where memory is scarce; the next act tells of it.
+template <class Work>
+void Session::Safely(const Work& work) {
+  try {
+    work();
+  } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the next act tells
+  }
+}
+
+bool Session::StoresSomething() {
+  try {
+    return !StoredChanges::OfEvent(StoredChanges::Keep::Counts).Empty();
+  } catch (const std::bad_alloc&) {
+    return true;
+  }
+}
+
 void Session::Settle() {
   m_work.reset();
   m_stop = false;
@@ -181,7 +198,7 @@ void Session::Settle() {
     // Edits that begin as a page is shown begin with what this event has read. Apply says whether there are
     // any: pages keep some for principals that have gone, too.
     machine::KeepInMind(m_host.Sheet().IsModified() && (m_waitedBefore || !m_atSheet));
-    const bool stores = !StoredChanges::OfEvent(StoredChanges::Keep::Counts).Empty();
+    const bool stores = StoresSomething();
     if (const machine::Outcome written = machine::CommitEvent(); !written) {
       m_refusal = written.sentence;
       m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
@@ -191,14 +208,17 @@ void Session::Settle() {
     }
   }
   m_applied = false;
-  FollowFront();
-  if (m_valuesBefore && ValuesStamp(*m_host.Page()) != *m_valuesBefore) {
-    TellOthers("Another tab has changed this page.", false);
-  }
-  m_valuesBefore.reset();
-  RefreshOthers();
+  Safely([this] {
+    FollowFront();
+    if (m_valuesBefore && ValuesStamp(*m_host.Page()) != *m_valuesBefore) {
+      TellOthers("Another tab has changed this page.", false);
+    }
+    m_valuesBefore.reset();
+    RefreshOthers();
+  });
+  if (machine::InEvent()) machine::AbandonEvent();
   m_transfers.Settled(m_windows.size());
-  Publish();
+  Safely([this] { Publish(); });
   if (m_act == nullptr) return;
   const std::unique_ptr<Request> act = std::move(m_act);
   Answer(*act, m_refusal);
@@ -214,6 +234,7 @@ std::string Session::Notice() {
     if (!others.empty()) {
       sentences.push_back("This changes " + AllOf(others) + " too.");
       m_refresh = true;
+      m_edited.insert(others.begin(), others.end());
     }
   }
   m_waited.reset();
@@ -249,18 +270,22 @@ void Session::Publish() {
 }
 
 void Session::Answer(Request& request, const std::string& refusal) {
-  const std::string head = Dump({{"refusal", refusal},
-                                 {"notice", m_notice},
-                                 {"beeps", m_beeps},
-                                 {"opened", m_opened},
-                                 {"added", m_host.Added()}});
+  Response response{R"({"refusal":"What was done can't be shown: there is not enough memory."})"};
+  Safely([&] {
+    std::string head = Dump({{"refusal", refusal},
+                             {"notice", m_notice},
+                             {"beeps", m_beeps},
+                             {"opened", m_opened},
+                             {"added", m_host.Added()}});
+    const std::lock_guard lock(m_mutex);
+    const Response state = StateNow(request.act->tab);
+    head.back() = ',';
+    response = {head + "\"state\":" + state.text + "}", state.version};
+  });
   m_notice.clear();
   m_beeps = 0;
   m_opened.clear();
-  const std::lock_guard lock(m_mutex);
-  const Response state = StateNow(request.act->tab);
-  request.response.set_value(
-      {head.substr(0, head.size() - 1) + ",\"state\":" + state.text + "}", state.version});
+  request.response.set_value(std::move(response));
 }
 
 bool Session::TakeTurn(const Progress& progress) {
@@ -409,6 +434,8 @@ std::string Session::Do(const PersonsAct& act) {
   // Leaving an edit, as a click elsewhere does, edits nothing.
   if (act.name != "leave") m_host.ForgetCancel();
   m_waited = m_host.Waiting();
+  constexpr std::string_view kLooks[] = {"leave", "select", "only", "range", "open"};
+  if (std::ranges::find(kLooks, act.name) == std::end(kLooks)) m_edited.insert(m_host.NodePath());
   const auto shows = [this](const auto& view) { return view.second.node == m_host.NodePath(); };
   if (std::count_if(m_views.begin(), m_views.end(), shows) > 1) {
     m_valuesBefore = ValuesStamp(*m_host.Page());
@@ -420,6 +447,7 @@ std::string Session::DoAtSheet(const PersonsAct& act) {
   if (act.name == "apply") return Apply();
   if (act.name == "cancel") {
     m_host.Cancel();
+    m_edited.clear();
     PageWasShown(false);
     TellOthers("Another tab has discarded all changes.", true);
   } else if (act.name == "undoCancel") {
@@ -545,6 +573,8 @@ std::string Session::DescribePage() const {
   const CTesselPropertyPage& page = *m_host.Page();
   ordered_json json{{"problem", m_host.WhyNothingIsStored()}, {"controls", DescribeWindow(page)}};
   AddStored(page, m_shownPending, json["controls"]);
+  const bool waits = NodeWaits() || page.m_pending.contains(m_host.NodePath());
+  if (waits && Unasked(m_host.NodePath())) json["unasked"] = true;
   const std::string text = Dump(json);
   return text.substr(1, text.size() - 2);
 }

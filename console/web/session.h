@@ -138,6 +138,9 @@ class Session final : public FrontEnd {
   void NextAct();
   // The event is over: writes it, publishes the state and answers the act that waits for it.
   void Settle();
+  template <class Work>
+  void Safely(const Work& work);
+  static bool StoresSomething();
   void Publish();
   std::string Notice();
   void Answer(Request& request, const std::string& refusal);
@@ -183,6 +186,8 @@ class Session final : public FrontEnd {
   nlohmann::ordered_json DescribeAll() const;
   void PageWasShown(bool pending);
   bool NodeWaits() const;
+  // Whether a person has done nothing to the node: what waits there the page has added by itself.
+  bool Unasked(const std::string& node) const { return !m_edited.contains(node); }
   std::vector<std::string> Marks() const;
 
   Host& m_host;
@@ -203,6 +208,7 @@ class Session final : public FrontEnd {
   // What the shown page held when it was shown, to see whether its node waits for Apply.
   std::uint64_t m_shownValues = 0;
   bool m_shownPending = false;
+  std::set<std::string> m_edited;                  // nodes, since the last Apply or Cancel
   bool m_applied = false;                          // in this event
   bool m_waitedBefore = false;                     // edits, when the act began
   bool m_atSheet = true;                           // the act

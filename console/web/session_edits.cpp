@@ -53,7 +53,11 @@ ordered_json Session::Review(size_t first, size_t count) {
   machine::BeginEvent();
   const std::vector<ReviewedPage> pages = ::Review(m_host, first, count, total);
   machine::AbandonEvent();
-  return {{"total", total}, {"pages", ReviewJson(pages)}};
+  ordered_json json = ReviewJson(pages);
+  for (ordered_json& page : json) {
+    if (Unasked(page["node"])) page["unasked"] = true;
+  }
+  return {{"total", total}, {"pages", std::move(json)}};
 }
 
 // What the event at hand takes from others who have changed it since it was shown here.
@@ -138,6 +142,7 @@ std::string Session::EndApply(bool applied, const std::vector<std::string>& told
   if (applied && failures.empty()) {
     m_host.ForgetCancel();
     m_saved = SavedSentence();
+    m_edited.clear();
     m_refresh = true;
     TellOthers("Another tab has applied all changes.", true);
     PageWasShown(false);

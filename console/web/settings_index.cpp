@@ -315,11 +315,11 @@ ordered_json SettingsIndex::Find(Host& host, const std::string& text) {
       ordered_json& list = acts ? actions : settings;
       const size_t most = acts ? kMostActions : notDefault ? kMostNotDefault : kMostSettings;
       if (nodes[entry->page].empty() || list.size() >= most) continue;
-      const bool perPrincipal =
-          std::any_of(host.GetTree().Patterns().begin(), host.GetTree().Patterns().end(),
-                      [&](const Tree::Pattern& pattern) {
-                        return pattern.perPrincipal && pattern.page == host.Sheet().Pages()[entry->page];
-                      });
+      const auto& patterns = host.GetTree().Patterns();
+      const CPropertyPage* const page = host.Sheet().Pages()[entry->page];
+      const bool perPrincipal = std::any_of(patterns.begin(), patterns.end(), [page](const auto& pattern) {
+        return pattern.perPrincipal && pattern.page == page;
+      });
       list.push_back({{"node", nodes[entry->page]},
                       {"name", entry->name},
                       {"group", entry->group},

@@ -35,7 +35,7 @@ void EndBySignal(int signal) {
 // The store's file is mapped: reading beyond its end, once it was cut short, comes here.
 void EndByLostFile(int) {
   constexpr std::string_view kSentence =
-      "marrowen: The store's file was cut short or can't be read any more; nothing was stored.\n";
+      "marrowen: The file of the registry was cut short or can't be read any more; nothing was stored.\n";
   [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, kSentence.data(), kSentence.size());
   _exit(1);
 }

@@ -7,6 +7,12 @@ import { WithHelp } from './help';
 import { shownName } from './names';
 import type { State } from './state';
 
+/** How much a page has added by itself. */
+function added(state: State): string {
+  const count = state.controls.filter((control) => control.changed).length;
+  return count === 0 ? 'Something is' : count === 1 ? '1 value is' : `${count} values are`;
+}
+
 export function Page({ state, found, onHelp }: { state: State; found: string; onHelp: () => void }) {
   const crumbs = state.node.split('::');
   const title = crumbs.pop();
@@ -26,6 +32,11 @@ export function Page({ state, found, onHelp }: { state: State; found: string; on
             </button>
           </header>
           {state.asked && <Asked />}
+          {state.unasked && (
+            <p class="dim unasked" role="status">
+              {added(state)} not stored yet: the page adds what is missing, and the next Apply stores it.
+            </p>
+          )}
           {state.problem && (
             <p class="problem" role="status">
               {state.problem}

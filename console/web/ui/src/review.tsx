@@ -65,7 +65,7 @@ export function Review({ onClose }: { onClose: () => void }) {
     <Modal label="Changes that wait" onClose={onClose} wide>
       <h2>Changes that wait on {all.total.toLocaleString('en')} {all.total === 1 ? 'page' : 'pages'}</h2>
       <div class="body review">
-        {all.pages.map(({ node, settings }) => (
+        {all.pages.map(({ node, settings, unasked }) => (
           <section key={node} aria-label={node}>
             <h3>
               <button type="button" class="link" onClick={() => (onClose(), void act({ act: 'node', text: node }))}>
@@ -75,6 +75,7 @@ export function Review({ onClose }: { onClose: () => void }) {
                 Revert page
               </button>
             </h3>
+            {unasked && <p class="dim">Nobody has edited this page: it adds what is not stored yet.</p>}
             <ul>
               {settings.map((changed) => (
                 <Setting key={changed.control} node={node} changed={changed} onRevert={() => void load()} />

@@ -79,6 +79,8 @@ export interface Changed {
 
 export interface ReviewedPage {
   node: string;
+  /** Nobody has edited it. */
+  unasked?: boolean;
   settings: Changed[];
 }
 
@@ -132,6 +134,8 @@ export interface State {
   problem: string;
   window: number;
   controls: Control[];
+  /** What waits on the page it has added by itself. */
+  unasked?: boolean;
   windows: ModalWindow[];
   marks: string[];
   apply: boolean;
