@@ -49,11 +49,11 @@ export class Tab {
   }
 }
 
-/** A console on a scratch home that `prepare` has made ready, with a browser. */
+/** A console on a scratch home that `prepare` has made ready, and which names more words for the console; with a browser. */
 export async function start(prepare = () => {}) {
   const home = new Home();
-  prepare(home);
-  const console_ = await serve(home);
+  const words = prepare(home) ?? [];
+  const console_ = await serve(home, words);
   const browser = await startBrowser();
   const page = await browser.context.newPage();
   await page.goto(console_.address);
@@ -65,14 +65,14 @@ export async function start(prepare = () => {}) {
     tab: new Tab(page),
     async another(node) {
       const other = await browser.context.newPage();
-      await other.goto(console_.origin + '/' + hash(node));
+      await other.goto(this.console_.origin + '/' + hash(node));
       const tab = new Tab(other);
       await tab.heading(node.split('::').pop());
       return tab;
     },
     async stop() {
       await browser.stop();
-      await console_.stop();
+      await this.console_.stop();
       home.remove();
     },
   };

@@ -49,6 +49,7 @@ function App() {
         event.preventDefault();
         setHelp((open) => !open);
       }
+      if (event.key === 'Escape' && !document.querySelector('dialog[open]')) setHelp(false);
     };
     window.addEventListener('beforeunload', onLeave);
     window.addEventListener('keydown', onKey);

@@ -13,6 +13,8 @@ export function Modal({ label, onClose, onEnter, children, wide }: { label: stri
     dialog.showModal();
     const first = dialog.querySelector<HTMLElement>('[data-first], .controls :is(input, select, textarea, button, [tabindex="0"]):not([disabled])');
     first?.focus();
+    // What is typed takes the place of what was proposed.
+    if (first instanceof HTMLInputElement) first.select();
     return () => {
       dialog.close();
       if (before?.isConnected) before.focus();

@@ -147,10 +147,9 @@ export interface State {
   elsewhere: { count: number; text: string };
 }
 
+/** A caption as it is shown, and the key that it marks. */
 export function plain(caption: string): { text: string; key?: string } {
-  const at = caption.search(/&[^&]/);
-  return {
-    text: caption.replace(/&(.)/g, '$1'),
-    key: at < 0 ? undefined : caption[at + 1]!.toLowerCase(),
-  };
+  // "&&" is a "&" that is shown.
+  const marked = /^(?:[^&]|&&)*&([^&])/.exec(caption);
+  return { text: caption.replace(/&(.)/g, '$1'), key: marked?.[1]!.toLowerCase() };
 }

@@ -34,14 +34,13 @@ const tab = Math.random().toString(36).slice(2);
  * What only this page holds. Cookies know no port, so that any other server on this machine is sent ours; this
  * came behind the address's "#", which is sent to nobody, and is kept where only this origin's pages read.
  */
-const key = (() => {
-  const found = /^#key=([0-9a-f]{64})$/.exec(location.hash);
-  if (found) {
-    localStorage.setItem('key', found[1]!);
-    history.replaceState(null, '', location.pathname);
-  }
-  return localStorage.getItem('key') ?? '';
-})();
+const came = /^#key=([0-9a-f]{64})$/.exec(location.hash);
+if (came) {
+  localStorage.setItem('key', came[1]!);
+  history.replaceState(null, '', location.pathname);
+}
+/** Read each time: a console that starts anew has another key, which another tab may have brought. */
+const key = () => localStorage.getItem('key') ?? '';
 
 function setLine(line: Line) {
   if (store.line === line) return;
@@ -67,14 +66,14 @@ function download({ id, name }: { id: string; name: string }) {
   if (downloaded === id) return;
   downloaded = id;
   const link = document.createElement('a');
-  link.href = `/api/download?id=${id}&key=${key}`;
+  link.href = `/api/download?id=${id}&key=${key()}`;
   link.download = name;
   link.click();
   tell({ text: `${name} goes to this browser's downloads.` });
 }
 
 async function request(path: string, body?: unknown): Promise<Response> {
-  const headers = { 'X-Marrowen-Key': key };
+  const headers = { 'X-Marrowen-Key': key() };
   const sent = body === undefined ? {} : { method: 'POST', body: body instanceof Blob ? body : JSON.stringify(body) };
   const response = await fetch(path, { headers, ...sent });
   setLine(response.status === 401 ? 'closed' : 'open');
@@ -206,7 +205,7 @@ async function send(next: Act): Promise<Reply | null> {
 /** Follows the state for ever: other tabs and long work change it too. */
 export function follow() {
   // A new socket of this tab goes on where the tab is.
-  const query = new URLSearchParams({ key, tab, node: store.wanted || (store.state?.node ?? fromHash(location.hash)) });
+  const query = new URLSearchParams({ key: key(), tab, node: store.wanted || (store.state?.node ?? fromHash(location.hash)) });
   const socket = new WebSocket(`${location.origin.replace('http', 'ws')}/api/socket?${query}`);
   let opened = false;
   let settle = (_: WebSocket | null) => {};

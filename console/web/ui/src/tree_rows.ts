@@ -28,7 +28,8 @@ export function rowCount(folders: Folders, path: string): number {
   const folder = folders.get(path);
   if (!folder) return 0;
   let rows = folder.total;
-  for (const child of folder.open.values()) rows += rowCount(folders, child);
+  // One that was open may have gone since.
+  for (const [place, child] of folder.open) if (place < folder.total) rows += rowCount(folders, child);
   return rows;
 }
 
