@@ -20,6 +20,15 @@ std::string Dump(const ordered_json& json) {
   return code_page::AllToUtf8(json).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
+// What only tells of an act must not end the console where memory is scarce; the next act tells of it.
+template <class Telling>
+void Safely(const Telling& tell) {
+  try {
+    tell();
+  } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): as above
+  }
+}
+
 }  // namespace
 
 Session::Session(Host& host, const Setup& setup)
@@ -173,15 +182,6 @@ void Session::AnswerRead(Request& request) {
   }
 }
 
-// What only tells of an act must not end the console where memory is scarce; the next act tells of it.
-template <class Work>
-void Session::Safely(const Work& work) {
-  try {
-    work();
-  } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the next act tells
-  }
-}
-
 bool Session::StoresSomething() {
   try {
     return !StoredChanges::OfEvent(StoredChanges::Keep::Counts).Empty();
@@ -239,34 +239,6 @@ std::string Session::Notice() {
   }
   m_waited.reset();
   return text::Joined(sentences, " ");
-}
-
-void Session::Publish() {
-  if (m_host.Page() != nullptr) {
-    const std::string page = DescribePage();
-    for (auto& [tab, view] : m_views) {
-      if (view.node == m_host.NodePath()) view.page = page;
-    }
-  }
-  const std::string all = Dump(DescribeAll());
-  std::map<std::string, std::string> states;
-  for (const auto& [tab, view] : m_views) {
-    ordered_json own{{"node", view.node}, {"window", view.window}, {"windows", DescribeWindows(tab)}};
-    own["elsewhere"] = {{"count", view.heard}, {"text", view.lastHeard}};
-    if (!m_windows.empty() && own["windows"].empty()) own["asked"] = true;
-    const std::string fields = Dump(own);
-    states[tab] = all.substr(0, all.size() - 1) + "," + fields.substr(1, fields.size() - 2) +
-                  (view.page.empty() ? "" : "," + view.page) + "}";
-  }
-  const std::lock_guard lock(m_mutex);
-  const std::uint64_t before = m_version;
-  for (auto& [tab, state] : states) {
-    Published& published = m_published[tab];
-    if (published.state == state) continue;
-    published = {std::move(state), ++m_version};
-  }
-  if (m_version == before) return;
-  for (const auto& [follower, tell] : m_followers) tell();
 }
 
 void Session::Answer(Request& request, const std::string& refusal) {
@@ -545,62 +517,6 @@ std::string Session::GoTo(const std::string& node) {
 void Session::PageWasShown(bool pending) {
   m_shownPending = pending;
   m_shownValues = m_host.Page() == nullptr ? 0 : ValuesStamp(*m_host.Page());
-}
-
-// A page is modified as a whole; whether the node that it shows is part of it can be seen from the controls.
-bool Session::NodeWaits() const {
-  const CTesselPropertyPage* page = m_host.Page();
-  if (page == nullptr || !page->IsModified()) return false;
-  return m_shownPending || ValuesStamp(*page) != m_shownValues;
-}
-
-std::vector<std::string> Session::Marks() const {
-  std::vector<std::string> marks;
-  for (CPropertyPage* page : m_host.Sheet().Pages()) {
-    for (const auto& [target, record] : static_cast<const CTesselPropertyPage*>(page)->m_pending) {
-      // What waits for a principal that was deleted is out of a person's reach.
-      if (m_host.GetTree().Find(target)) marks.push_back(target);
-    }
-  }
-  if (NodeWaits() && std::find(marks.begin(), marks.end(), m_host.NodePath()) == marks.end()) {
-    marks.push_back(m_host.NodePath());
-  }
-  return marks;
-}
-
-// The fields of the state that tell of the page in front.
-std::string Session::DescribePage() const {
-  const CTesselPropertyPage& page = *m_host.Page();
-  ordered_json json{{"problem", m_host.WhyNothingIsStored()}, {"controls", DescribeWindow(page)}};
-  AddStored(page, m_shownPending, json["controls"]);
-  const bool waits = NodeWaits() || page.m_pending.contains(m_host.NodePath());
-  if (waits && Unasked(m_host.NodePath())) json["unasked"] = true;
-  const std::string text = Dump(json);
-  return text.substr(1, text.size() - 2);
-}
-
-// What stands above the page, for the tab that answers it.
-ordered_json Session::DescribeWindows(const std::string& tab) const {
-  ordered_json windows = ordered_json::array();
-  if (m_owner && *m_owner != tab) return windows;
-  for (const ModalWindow* window : m_windows) windows.push_back(DescribeModal(*window));
-  return windows;
-}
-
-ordered_json Session::DescribeAll() const {
-  ordered_json json{{"instance", m_setup.instance},
-                    {"notice", m_setup.notice},
-                    {"computer", m_host.GetOptions().computer},
-                    {"computers", machine::Computers()},
-                    {"configServer", m_host.GetOptions().configServerMode},
-                    {"roots", m_host.GetTree().Roots()},
-                    {"configurations", ConfigurationNames(m_host.ComputerName())},
-                    {"tree", m_host.GetTree().Changes()},
-                    {"marks", Marks()},
-                    {"apply", m_host.Sheet().IsModified()},
-                    {"download", m_transfers.Waiting()}};
-  if (m_work) json["working"] = {{"done", m_work->done}, {"unit", m_work->unit}};
-  return json;
 }
 
 }  // namespace web

@@ -138,8 +138,6 @@ class Session final : public FrontEnd {
   void NextAct();
   // The event is over: writes it, publishes the state and answers the act that waits for it.
   void Settle();
-  template <class Work>
-  void Safely(const Work& work);
   static bool StoresSomething();
   void Publish();
   std::string Notice();

@@ -9,7 +9,7 @@ let tab;
 let level;
 
 before(async () => {
-  all = await start((home) => home.run('set', compression, 'Enable Compression=on', 'Level=5'));
+  all = await start((home) => void home.run('set', compression, 'Enable Compression=on', 'Level=5'));
   tab = all.tab;
   level = tab.page.getByRole('textbox', { name: 'Level' });
 });
