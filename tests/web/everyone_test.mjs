@@ -164,7 +164,7 @@ const dialogs = {
   'a folder picker': ['Choose', async () => (await tab.show('Users::rita'), button('Browse').click())],
   'the review': ['Changes that wait on 2', async () => (await twoEdits(), button('Changes on 2 pages wait').click())],
   'a question before a discard': ['Discard the changes', async () => (await twoEdits(), tab.cancel().click())],
-  'a question before another computer': ['Edits wait', async () => (await twoEdits(), page.getByRole('combobox', { name: 'Computer' }).selectOption('branch'))],
+  'a question before another computer': ['Edits wait', async () => (await twoEdits(), page.getByRole('combobox', { name: 'Computer and configuration' }).selectOption({ label: 'branch · own settings' }))],
   'a conflict': ['Store Mine', async () => {
     await twoEdits();
     all.home.run('set', compression, 'Level=1');
