@@ -30,8 +30,7 @@ before(async () => {
     home.run('export', file, '--credentials', 'no');
     home.run('set', compression, 'Level=7');
     pages = JSON.parse(home.run('--json', 'tree')).data.filter((node) => node.page).map((node) => node.node);
-    return ['--files', home.folder];
-  });
+  }, (home) => ['--files', home.folder]);
   ({ tab } = all);
   ({ page } = tab);
   await page.emulateMedia({ reducedMotion: 'reduce' });
