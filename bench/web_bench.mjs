@@ -1,4 +1,5 @@
-// How soon the console in the browser answers, on loopback: node bench/web_bench.mjs build/release/bin/marrowen
+// How soon the console in the browser answers, on loopback: node bench/web_bench.mjs build/release/bin/marrowen [EDITS]
+// EDITS wait, 10,000 where none are named, when their review is opened. The target many_users is built before.
 process.env.MARROWEN = process.argv[2];
 const { Home, serve, startBrowser } = await import('../tests/web/console.mjs');
 
@@ -38,6 +39,90 @@ async function clicks(page) {
   });
 }
 
+/** A page on a console of its own with a hundred thousand users, of whom some wait to be stored. */
+async function onMany(measure) {
+  const home = new Home();
+  home.fillUsers(100000);
+  const console_ = await serve(home);
+  const browser = await startBrowser();
+  try {
+    const page = await browser.context.newPage();
+    await page.goto(console_.address);
+    await page.getByRole('heading', { level: 1 }).waitFor();
+    await measure(page, console_);
+  } finally {
+    await browser.stop();
+    await console_.stop();
+    home.remove();
+  }
+}
+
+// Milliseconds from each key of a search to the frame that shows what it finds.
+async function search(page) {
+  const field = page.getByRole('combobox', { name: /^Search/ });
+  const type = async (text) => {
+    await field.focus();
+    return page.evaluate(async (text) => {
+      const field = document.activeElement;
+      const shown = () => document.querySelector('#found')?.innerText ?? '';
+      const times = [];
+      for (let end = 1; end <= text.length; ++end) {
+        const before = shown();
+        const began = performance.now();
+        field.value = text.slice(0, end);
+        field.dispatchEvent(new InputEvent('input', { bubbles: true }));
+        while (shown() === before && performance.now() - began < 3000) await new Promise((done) => requestAnimationFrame(done));
+        // A key that finds what was found before it shows nothing new.
+        if (shown() !== before) times.push(performance.now() - began);
+        await new Promise((done) => setTimeout(done, 60));
+      }
+      field.value = '';
+      field.dispatchEvent(new InputEvent('input', { bubbles: true }));
+      return times;
+    }, text);
+  };
+  const times = [];
+  // The index is made when it is first asked for.
+  await type('user');
+  for (let i = 0; i < 20; ++i) times.push(...(await type(`user0${String(i * 4321).padStart(5, '0')}`)));
+  return times;
+}
+
+// Changes a setting of that many users; no page is open meanwhile that would follow each act.
+async function editMany(page, origin, count) {
+  await page.goto(`${origin}/icon.svg`);
+  await page.evaluate(async (count) => {
+    const headers = { 'X-Marrowen-Key': localStorage.getItem('key') };
+    const act = async (one) => (await fetch('/api/act', { method: 'POST', headers, body: JSON.stringify({ ...one, tab: 'bench' }) })).json();
+    let control = -1;
+    for (let i = 0; i < count; ++i) {
+      const reply = await act({ act: 'node', text: `Users::user${String(i).padStart(6, '0')}` });
+      if (control < 0) control = reply.state.controls.findIndex(({ name }) => name === 'Monitor Child Processes');
+      await act({ act: 'click', window: reply.state.window, control });
+    }
+  }, count);
+  await page.goto(origin);
+  await page.getByRole('button', { name: `Changes on ${count.toLocaleString('en')} pages wait` }).waitFor();
+}
+
+// Milliseconds from the click on what waits to the frame with the review.
+async function review(page) {
+  await page.evaluate(() => (location.hash = '#/Users'));
+  await page.getByRole('heading', { level: 1, name: 'Users' }).waitFor();
+  const times = [];
+  for (let i = 0; i < 20; ++i) {
+    times.push(await page.evaluate(async () => {
+      const began = performance.now();
+      [...document.querySelectorAll('footer button')].find((one) => one.innerText.startsWith('Changes on')).click();
+      while (!document.querySelector('dialog[open] .review')) await new Promise((done) => requestAnimationFrame(done));
+      return performance.now() - began;
+    }));
+    await page.keyboard.press('Escape');
+    await page.locator('dialog').waitFor({ state: 'detached' });
+  }
+  return times;
+}
+
 const home = new Home();
 const console_ = await serve(home);
 let browser = await startBrowser();
@@ -60,6 +145,11 @@ try {
     first.push(await page.evaluate(() => window.drawn));
   }
   row('first page, from the request to its frame', first);
+  const [whole, sent] = await page.evaluate(() => {
+    const files = [...performance.getEntriesByType('navigation'), ...performance.getEntriesByType('resource')].filter(({ name }) => !name.includes('/api/'));
+    return ['decodedBodySize', 'encodedBodySize'].map((size) => files.reduce((sum, file) => sum + file[size], 0));
+  });
+  console.log(`its files: ${sent.toLocaleString('en')} bytes compressed, ${whole.toLocaleString('en')} as they are`);
 
   const { settled, drawn } = await clicks(page);
   row('click, from the event to the new state in the page', settled);
@@ -79,3 +169,10 @@ try {
   await console_.stop();
   home.remove();
 }
+
+await onMany(async (page, console_) => {
+  const waiting = Number(process.argv[3] ?? 10000);
+  row('search of 100,000 users, from a key to its frame', await search(page));
+  await editMany(page, console_.origin, waiting);
+  row(`review of ${waiting.toLocaleString('en')} edits, from the click to its frame`, await review(page));
+});

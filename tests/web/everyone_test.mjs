@@ -30,8 +30,7 @@ before(async () => {
     home.run('export', file, '--credentials', 'no');
     home.run('set', compression, 'Level=7');
     pages = JSON.parse(home.run('--json', 'tree')).data.filter((node) => node.page).map((node) => node.node);
-    return ['--files', home.folder];
-  });
+  }, (home) => ['--files', home.folder]);
   ({ tab } = all);
   ({ page } = tab);
   await page.emulateMedia({ reducedMotion: 'reduce' });
@@ -164,7 +163,7 @@ const dialogs = {
   'a folder picker': ['Choose', async () => (await tab.show('Users::rita'), button('Browse').click())],
   'the review': ['Changes that wait on 2', async () => (await twoEdits(), button('Changes on 2 pages wait').click())],
   'a question before a discard': ['Discard the changes', async () => (await twoEdits(), tab.cancel().click())],
-  'a question before another computer': ['Edits wait', async () => (await twoEdits(), page.getByRole('combobox', { name: 'Computer' }).selectOption('branch'))],
+  'a question before another computer': ['Edits wait', async () => (await twoEdits(), page.getByRole('combobox', { name: 'Computer and configuration' }).selectOption({ label: 'branch · own settings' }))],
   'a conflict': ['Store Mine', async () => {
     await twoEdits();
     all.home.run('set', compression, 'Level=1');

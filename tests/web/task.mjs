@@ -49,11 +49,11 @@ export class Tab {
   }
 }
 
-/** A console on a scratch home that `prepare` has made ready, and which names more words for the console; with a browser. */
-export async function start(prepare = () => {}) {
+/** A console, with those words more, on a scratch home that `prepare` has made ready; with a browser. */
+export async function start(prepare = () => {}, words = (_home) => []) {
   const home = new Home();
-  const words = prepare(home) ?? [];
-  const console_ = await serve(home, words);
+  prepare(home);
+  const console_ = await serve(home, words(home));
   const browser = await startBrowser();
   const page = await browser.context.newPage();
   await page.goto(console_.address);

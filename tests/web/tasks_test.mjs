@@ -19,8 +19,7 @@ before(async () => {
     file = join(home.folder, 'kept.xml');
     home.run('export', file, '--credentials', 'no');
     home.run('set', compression, 'Level=7');
-    return ['--files', home.folder];
-  });
+  }, (home) => ['--files', home.folder]);
   ({ tab } = all);
   ({ page } = tab);
   keys = page.keyboard;

@@ -8,6 +8,9 @@ import { act, get } from './transport';
 
 const shown = (text: string | undefined) => (text ? text : 'empty');
 
+/** Its name without the number that tells it from others of the same caption. */
+const nameOf = (changed: Changed) => plain(changed.name).text.replace(/#\d+$/, '');
+
 /** "was 10", for the mark beside a control. */
 export function was(changed: Changed): string {
   if (changed.secret) return 'another password than stored';
@@ -29,7 +32,7 @@ export async function discard() {
 function Setting({ node, changed, onRevert }: { node: string; changed: Changed; onRevert: () => void }) {
   return (
     <li>
-      <span class="name">{plain(changed.name).text}</span>
+      <span class="name">{nameOf(changed)}</span>
       {changed.was === undefined ? (
         <span class="rows">
           {changed.removed?.map((row) => <del>{row}</del>)}
@@ -42,7 +45,7 @@ function Setting({ node, changed, onRevert }: { node: string; changed: Changed; 
         </span>
       )}
       {changed.alone && (
-        <button type="button" aria-label={`Revert ${plain(changed.name).text} of ${node}`} onClick={() => void revert(node, changed.control).then(onRevert)}>
+        <button type="button" aria-label={`Revert ${nameOf(changed)} of ${node}`} onClick={() => void revert(node, changed.control).then(onRevert)}>
           Revert
         </button>
       )}
