@@ -1,8 +1,9 @@
 // What waits to be applied, what was done, and the buttons of the sheet.
 
 import { useState } from 'preact/hooks';
+import { allTaken } from './confirm';
 import { Modal } from './modal';
-import { notice, showRefused, tell } from './notices';
+import { notice, tell } from './notices';
 import { discard } from './review';
 import type { State } from './state';
 import { store } from './store';
@@ -10,7 +11,7 @@ import { act } from './transport';
 
 /** An Apply that no refused text stands against; what had the focus may be gone with it. */
 export async function apply() {
-  if (store.state && showRefused(store.state.window)) return;
+  if (store.state && !(await allTaken(store.state.window))) return;
   await act({ act: 'apply' });
   if (document.activeElement === document.body) document.getElementById('page')?.focus();
 }

@@ -2,6 +2,7 @@
 
 import type { ComponentChild } from 'preact';
 import { Address } from './address';
+import { allTaken } from './confirm';
 import { EditableList } from './editable_list';
 import { Edit } from './edit';
 import { Box, Combo, Day, Slider } from './fields';
@@ -9,15 +10,14 @@ import { Sentence, useListButtons, useSentence } from './help';
 import { idOf, nameOf, type Props } from './labelled';
 import { List } from './list';
 import { Resources } from './resources';
-import { showRefused } from './notices';
 import { revert, was } from './review';
 import { plain, type Control, type Kind } from './state';
 import { store } from './store';
 import { act } from './transport';
 
 /** A press of a button or link; one that confirms waits until no text is refused. */
-function press({ control, index, window }: Props) {
-  if (!/^(cancel|close)$/i.test(plain(control.caption).text) && showRefused(window)) return;
+async function press({ control, index, window }: Props) {
+  if (!/^(cancel|close)$/i.test(plain(control.caption).text) && !(await allTaken(window))) return;
   void act({ act: 'click', window, control: index });
 }
 
@@ -33,7 +33,7 @@ function Press(props: Props<'button'>) {
       accessKey={key}
       disabled={control.disabled}
       title={says?.text}
-      onClick={() => press(props)}
+      onClick={() => void press(props)}
     >
       {text || nameOf(props)}
     </button>
@@ -43,7 +43,7 @@ function Press(props: Props<'button'>) {
 function Link(props: Props<'link'>) {
   const { control, index, window } = props;
   return (
-    <button type="button" class="link" id={idOf(window, index)} disabled={control.disabled} onClick={() => press(props)}>
+    <button type="button" class="link" id={idOf(window, index)} disabled={control.disabled} onClick={() => void press(props)}>
       {plain(control.caption).text || control.value}
     </button>
   );

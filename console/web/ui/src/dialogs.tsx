@@ -1,10 +1,10 @@
 // What stands above the page and waits for an answer: dialogs, messages and pickers, one above the other.
 
 import { useState } from 'preact/hooks';
+import { allTaken } from './confirm';
 import { Controls } from './controls';
 import { WithHelp } from './help';
 import { Modal } from './modal';
-import { showRefused } from './notices';
 import { Picker } from './picker';
 import { plain, type DialogWindow, type MessageWindow, type ModalWindow } from './state';
 import { store } from './store';
@@ -14,12 +14,12 @@ function Dialog({ modal }: { modal: DialogWindow }) {
   const { controls } = modal;
   const has = (caption: string) =>
     controls.some((control) => control.kind === 'button' && plain(control.caption).text.toLowerCase() === caption);
-  const press = (name: 'ok' | 'close' | 'enterKey') => {
-    if (name !== 'close' && showRefused(modal.window)) return;
+  const press = async (name: 'ok' | 'close' | 'enterKey') => {
+    if (name !== 'close' && !(await allTaken(modal.window))) return;
     void act({ act: name, window: modal.window });
   };
   return (
-    <Modal label={modal.caption || 'Dialog'} onClose={() => press('close')} onEnter={() => press('enterKey')} wide>
+    <Modal label={modal.caption || 'Dialog'} onClose={() => void press('close')} onEnter={() => void press('enterKey')} wide>
       <h2>{modal.caption}</h2>
       <div class="body">
         <WithHelp node={store.state?.node ?? ''} dialog={modal.caption}>
@@ -28,11 +28,11 @@ function Dialog({ modal }: { modal: DialogWindow }) {
       </div>
       {!has('cancel') && !has('close') && (
         <div class="buttons">
-          <button type="button" onClick={() => press('close')}>
+          <button type="button" onClick={() => void press('close')}>
             Cancel
           </button>
           {!has('ok') && (
-            <button type="button" class="primary" onClick={() => press('ok')}>
+            <button type="button" class="primary" onClick={() => void press('ok')}>
               OK
             </button>
           )}

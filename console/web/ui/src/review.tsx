@@ -1,9 +1,11 @@
 // All that waits to be applied, by page and setting, with what is stored; each can be put back.
 
 import { useEffect, useState } from 'preact/hooks';
+import { allTaken } from './confirm';
 import { Modal } from './modal';
 import { tell } from './notices';
 import { plain, type Changed, type ReviewedPage } from './state';
+import { store } from './store';
 import { act, get } from './transport';
 
 const shown = (text: string | undefined) => (text ? text : 'empty');
@@ -96,7 +98,7 @@ export function Review({ onClose }: { onClose: () => void }) {
         <button type="button" data-first="" onClick={onClose}>
           Close
         </button>
-        <button type="button" class="primary" onClick={() => (onClose(), void act({ act: 'apply' }))}>
+        <button type="button" class="primary" onClick={() => (onClose(), void allTaken(store.state?.window ?? 0).then((taken) => taken && act({ act: 'apply' })))}>
           Apply
         </button>
       </div>

@@ -118,6 +118,9 @@ export function act(next: Act, quiet = false): Promise<string> {
   });
 }
 
+/** Whether no act is on its way. */
+export const idle = () => worker === null;
+
 /** When every act that was done until now is answered. */
 export const settled = () => worker ?? Promise.resolve();
 
