@@ -98,7 +98,7 @@ export function Review({ onClose }: { onClose: () => void }) {
         <button type="button" data-first="" onClick={onClose}>
           Close
         </button>
-        <button type="button" class="primary" onClick={() => (onClose(), void allTaken(store.state?.window ?? 0).then((taken) => taken && act({ act: 'apply' })))}>
+        <button type="button" class="primary" onClick={() => (onClose(), void allTaken(store.state?.window ?? 0).then((taken) => (taken ? act({ act: 'apply' }) : '')))}>
           Apply
         </button>
       </div>
