@@ -278,14 +278,17 @@ struct CommandLine {
       outcome.data = {{"file", file}};
       return outcome;
     });
-    with("restore", "Put a copy in the place of its registry, which is kept", [this] {
-      std::string file = name;
-      const machine::Outcome done = machine::RestoreHome(settings.home, file);
-      Outcome outcome = done ? Outcome{} : Failed(done.sentence);
-      if (done) outcome.text = "The registry was restored from \"" + file + "\".\n";
-      outcome.data = {{"file", file}};
-      return outcome;
-    })->add_option("FILE", name, "The copy; without it the newest one");
+    with("restore", "Put a copy in the place of its registry, which is kept",
+         [this] {
+           std::string file = name;
+           const machine::Outcome done = machine::RestoreHome(settings.home, file);
+           Outcome outcome = done ? Outcome{} : Failed(done.sentence);
+           if (done) outcome.text = "The registry was restored from \"" + file + "\".\n";
+           outcome.data = {{"file", file}};
+           return outcome;
+         })
+        ->add_option("FILE", name,
+                     "The copy; without it the newest that somebody has made, else the newest of a day");
   }
 
   static bool HasValue(const CLI::App& reg) {
