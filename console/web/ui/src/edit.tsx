@@ -29,6 +29,8 @@ export function Edit(props: Props<'edit'>) {
     requestAnimationFrame(() => {
       const element = field.current;
       if (!element || document.activeElement !== element) return;
+      // Who has selected something meanwhile types over it.
+      if (element.selectionStart !== element.selectionEnd) return;
       const place = Math.max(0, element.value.length - behind);
       element.setSelectionRange(place, place);
     });
