@@ -73,8 +73,8 @@ std::string Session::DescribePage() const {
   const CTesselPropertyPage& page = *m_host.Page();
   ordered_json json{{"problem", m_host.WhyNothingIsStored()}, {"controls", DescribeWindow(page)}};
   AddStored(page, m_shownPending, json["controls"]);
-  const bool waits = NodeWaits() || page.m_pending.contains(m_host.NodePath());
-  if (waits && Unasked(m_host.NodePath())) json["unasked"] = true;
+  const auto differs = [](const ordered_json& control) { return control.contains("changed"); };
+  if (Unasked(m_host.NodePath()) && std::ranges::any_of(json["controls"], differs)) json["unasked"] = true;
   const std::string text = Dump(json);
   return text.substr(1, text.size() - 2);
 }

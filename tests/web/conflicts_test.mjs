@@ -60,3 +60,14 @@ test('what is stored is taken for the pages concerned, and all else waits', asyn
   assert.equal(stored(), '2');
   assert.equal(all.home.value('SSHD', 'SessionLimit'), '7');
 });
+
+test('what a page adds by itself is told as that, until somebody edits it', async () => {
+  const added = tab.page.getByText('1 setting is not stored yet: the page adds what is missing');
+  await tab.show('General Settings::MAC');
+  await added.waitFor();
+  await tab.page.locator('#page .row .tick').first().click();
+  await until(() => added.count(), 0);
+  await tab.cancel().click();
+  await tab.show(compression);
+  assert.equal(await tab.page.getByText('not stored yet').count(), 0);
+});

@@ -10,7 +10,7 @@ import type { State } from './state';
 /** How much a page has added by itself. */
 function added(state: State): string {
   const count = state.controls.filter((control) => control.changed).length;
-  return count === 0 ? 'Something is' : count === 1 ? '1 value is' : `${count} values are`;
+  return count === 1 ? '1 setting is' : `${count} settings are`;
 }
 
 export function Page({ state, found, onHelp }: { state: State; found: string; onHelp: () => void }) {
