@@ -2,7 +2,7 @@
 
 import { useState } from 'preact/hooks';
 import { allTaken } from './confirm';
-import { Modal } from './modal';
+import { Question } from './modal';
 import { notice, tell } from './notices';
 import { discard } from './review';
 import type { State } from './state';
@@ -58,17 +58,7 @@ export function Bar({ state, onReview }: { state: State; onReview: () => void })
         Cancel
       </button>
       {asked && (
-        <Modal label="Question" onClose={() => setAsked(false)}>
-          <p class="message">Discard the changes on {count} pages?</p>
-          <div class="buttons">
-            <button type="button" class="danger" onClick={() => (setAsked(false), void discard())}>
-              Discard
-            </button>
-            <button type="button" data-first="" onClick={() => setAsked(false)}>
-              Keep
-            </button>
-          </div>
-        </Modal>
+        <Question text={`Discard the changes on ${count} pages?`} yes="Discard" no="Keep" onYes={() => (setAsked(false), void discard())} onNo={() => setAsked(false)} />
       )}
       <button type="button" class="primary" disabled={!state.apply} title="Apply (Ctrl+S)" onClick={() => void apply()}>
         Apply

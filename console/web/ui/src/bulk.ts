@@ -37,12 +37,19 @@ async function agree(): Promise<boolean> {
   return true;
 }
 
-/** Deletes the rows of these names, about which the person was asked once. */
+/** How many rows the list has now. */
+function countOf({ window, index }: At): number {
+  const list = controlsOf(window)[index];
+  return list?.kind === 'list' ? list.count : 0;
+}
+
+/** Deletes the rows of these names, about which the person was asked once; counts those that have gone. */
 export async function removeAll(at: At, caption: string, names: string[]) {
   let done = 0;
   store.unseen = true;
   for (const name of names) {
-    if (!(await select(at, name)) || (await press(at, caption)) || !(await agree())) break;
+    const before = countOf(at);
+    if (!(await select(at, name)) || (await press(at, caption)) || !(await agree()) || countOf(at) >= before) break;
     ++done;
   }
   store.unseen = false;

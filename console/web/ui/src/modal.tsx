@@ -54,3 +54,29 @@ export function Modal({ label, onClose, onEnter, children, wide }: { label: stri
     </dialog>
   );
 }
+
+interface QuestionProps {
+  text: string;
+  /** What the dangerous answer does, and what changes nothing. */
+  yes: string;
+  no: string;
+  onYes: () => void;
+  onNo: () => void;
+}
+
+/** Asks before something is lost; Enter and Escape lose nothing. */
+export function Question({ text, yes, no, onYes, onNo }: QuestionProps) {
+  return (
+    <Modal label="Question" onClose={onNo}>
+      <p class="message">{text}</p>
+      <div class="buttons">
+        <button type="button" class="danger" onClick={onYes}>
+          {yes}
+        </button>
+        <button type="button" data-first="" onClick={onNo}>
+          {no}
+        </button>
+      </div>
+    </Modal>
+  );
+}

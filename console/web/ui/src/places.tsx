@@ -1,7 +1,7 @@
 // Which computer, and its own settings or a configuration.
 
 import { useState } from 'preact/hooks';
-import { Modal } from './modal';
+import { Question } from './modal';
 import type { State } from './state';
 import { store } from './store';
 import { switchTo } from './transport';
@@ -43,17 +43,7 @@ export function Places({ state, root, onRoot }: { state: State; root: string; on
         ))}
       </select>
       {asked && (
-        <Modal label="Question" onClose={() => (setAsked(null), store.changed())}>
-          <p class="message">Edits wait to be applied. Drop them and go on?</p>
-          <div class="buttons">
-            <button type="button" data-first="" onClick={() => (setAsked(null), store.changed())}>
-              Stay
-            </button>
-            <button type="button" class="danger" onClick={() => void change(asked, true)}>
-              Drop edits
-            </button>
-          </div>
-        </Modal>
+        <Question text="Edits wait to be applied. Drop them and go on?" yes="Drop edits" no="Stay" onYes={() => void change(asked, true)} onNo={() => (setAsked(null), store.changed())} />
       )}
     </div>
   );

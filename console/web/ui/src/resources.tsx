@@ -5,8 +5,8 @@ import { useEffect, useRef, useState } from 'preact/hooks';
 import { moveTo, press, removeAll } from './bulk';
 import type { SettingHelp } from './help_texts';
 import { useRows, type ListProps, type Sort } from './list_rows';
-import { Modal } from './modal';
-import { shownName, warningOf } from './names';
+import { Question } from './modal';
+import { ResourceBar, ResourceHead, ResourceRow } from './resource_parts';
 import { reveal, rowHeight, stepOf } from './rows';
 import { store } from './store';
 import { act } from './transport';
@@ -86,7 +86,6 @@ export function Resources(props: Props) {
   async function move(to: number) {
     setMoving(false);
     if (active >= 0 && ranked) await moveTo({ window, index }, says.rank, active, Math.max(0, Math.min(total - 1, to)));
-    setActive(store.state ? Math.max(0, Math.min(total - 1, to)) : -1);
     box.current?.focus();
   }
 
@@ -105,75 +104,31 @@ export function Resources(props: Props) {
 
   const drawn = [];
   for (let position = first; position <= last; ++position) {
-    const name = nameAt(position);
-    const selected = position === active;
     drawn.push(
-      <div
+      <ResourceRow
         key={position}
         id={`w${window}c${index}r${position}`}
-        role="row"
-        aria-rowindex={position + 2}
-        aria-selected={selected || picked.has(name ?? '')}
-        class={'row' + (selected ? ' selected active' : '')}
-        style={{ transform: `translateY(${position * rowHeight}px)` }}
-        draggable={ranked}
+        {...{ says, position, ranked, name: nameAt(position), selected: position === active, picked: picked.has(nameAt(position) ?? '') }}
         onClick={(event) => click(position, event)}
-        onDblClick={() => open(position)}
-        onDragStart={() => void choose(position)}
-        onDragOver={(event) => ranked && event.preventDefault()}
-        onDrop={(event) => (event.preventDefault(), void move(position))}
-      >
-        <span role="gridcell" class="picks">
-          <span class={'tick' + (picked.has(name ?? '') ? ' on' : '')} title={`Pick ${name}`} onClick={(event) => (event.stopPropagation(), pick(position, !picked.has(name ?? '')))} />
-        </span>
-        {says.rank.length > 0 && (
-          <span role="gridcell" class="rank dim">
-            {ranked ? position + 1 : ''}
-          </span>
-        )}
-        <span role="gridcell" class="cell">
-          <span class="opens" title={`Open the settings of ${name}`} onClick={(event) => (event.stopPropagation(), open(position))}>
-            {name === undefined ? '…' : shownName(name)}
-          </span>
-          {warningOf(name ?? '') && <span class="warning">⚠ {warningOf(name ?? '')}</span>}
-        </span>
-        <span role="gridcell" class="acts">
-          {[copies, deletes].map((button) => button && (
-            <button type="button" tabIndex={-1} aria-label={`${button.split(" ")[0]} ${name}`} onClick={(event) => (event.stopPropagation(), void choose(position).then(() => press(props, button)))}>
-              {button.split(' ')[0]}
-            </button>
-          ))}
-        </span>
-      </div>,
+        onOpen={() => open(position)}
+        onPick={() => pick(position, !picked.has(nameAt(position) ?? ''))}
+        onChoose={() => choose(position)}
+        onPress={(button) => void press(props, button)}
+        onDrop={() => void move(position)}
+      />,
     );
   }
   return (
     <div class={'list resources' + (says.rank.length ? ' ranks' : '')}>
-      <div class="filter">
-        <input type="search" placeholder="Filter" aria-label={`Filter ${label}`} value={filter} onInput={(event) => setFilter(event.currentTarget.value)} />
-        <span class="dim">{total === control.count ? total.toLocaleString('en') : `${total.toLocaleString('en')} of ${control.count.toLocaleString('en')}`}</span>
-        <span class="buttons-of">
-          {makes && <button type="button" onClick={() => void press(props, makes)}>{makes}</button>}
-          {copies && <button type="button" disabled={picked.size > 1 || active < 0} onClick={() => void press(props, copies)}>{copies}</button>}
-          {deletes && (
-            <button type="button" disabled={chosen.length === 0} onClick={remove}>
-              {picked.size > 1 ? `${deletes} (${picked.size})` : deletes}
-            </button>
-          )}
-          {says.rank.map((button, i) => (
-            <button type="button" disabled={!ranked || active < 0} onClick={() => void move(active + (i ? 1 : -1))}>{button}</button>
-          ))}
-          {says.rank.length > 0 && <button type="button" disabled={!ranked || active < 0} onClick={() => setMoving(!moving)}>Move to…</button>}
-        </span>
-        {moving && (
-          <form class="moves" onSubmit={(event) => (event.preventDefault(), void move(Number(new FormData(event.currentTarget).get('rank')) - 1))}>
-            <label>
-              Rank <input name="rank" inputMode="numeric" autoComplete="off" value={active + 1} ref={(field) => field?.select()} />
-            </label>
-            <button type="submit">Move</button>
-          </form>
-        )}
-      </div>
+      <ResourceBar
+        {...{ label, says, filter, total, moving, ranked, picked: picked.size, any: chosen.length > 0, count: control.count, rank: active + 1 }}
+        onFilter={setFilter}
+        onMake={() => void press(props, makes!)}
+        onCopy={() => void press(props, copies!)}
+        onDelete={remove}
+        onMoving={() => setMoving(!moving)}
+        onMove={(rank) => void move(rank - 1)}
+      />
       <div
         ref={box}
         class={'scroller' + (rows.fresh ? '' : ' stale')}
@@ -187,39 +142,12 @@ export function Resources(props: Props) {
         onScroll={(event) => setTop(event.currentTarget.scrollTop)}
         onKeyDown={onKey}
       >
-        <div role="rowgroup" class="head">
-          <div role="row" class="row" aria-rowindex={1}>
-            <span role="columnheader">
-              <span class="unseen">Picked</span>
-            </span>
-            {says.rank.length > 0 && <span role="columnheader">Rank</span>}
-            <span role="columnheader" aria-sort={sort === 'up' ? 'ascending' : sort === 'down' ? 'descending' : 'none'}>
-              <button type="button" class="sorts" onClick={() => setSort(sort === '' ? 'up' : sort === 'up' ? 'down' : '')}>
-                Name {sort === 'up' ? '↑' : sort === 'down' ? '↓' : ''}
-              </button>
-            </span>
-            <span role="columnheader">
-              <span class="unseen">Acts</span>
-            </span>
-          </div>
-        </div>
+        <ResourceHead ranks={says.rank.length > 0} sort={sort} onSort={setSort} />
         <div class="rows" role="rowgroup" style={{ height: `${total * rowHeight}px` }}>
           {drawn}
         </div>
         {asked && deletes && (
-          <Modal label="Question" onClose={() => setAsked(false)}>
-            <p class="message">
-              {deletes.replace(/ .*/, '')} {picked.size.toLocaleString('en')} of {label}?
-            </p>
-            <div class="buttons">
-              <button type="button" class="danger" onClick={() => (setAsked(false), void removeAll(props, deletes, chosen))}>
-                Delete
-              </button>
-              <button type="button" data-first="" onClick={() => setAsked(false)}>
-                Keep
-              </button>
-            </div>
-          </Modal>
+          <Question text={`${deletes.replace(/ .*/, '')} ${picked.size.toLocaleString('en')} of ${label}?`} yes="Delete" no="Keep" onYes={() => (setAsked(false), void removeAll(props, deletes, chosen))} onNo={() => setAsked(false)} />
         )}
         {total === 0 && <p class="empty dim">{filter ? 'No entry holds this text' : `None yet. “${makes}” adds one.`}</p>}
       </div>

@@ -159,7 +159,7 @@ function open(link: string) {
   }
 }
 
-/** Asks for another computer or mode; 'unsaved' when edits wait and are not to be dropped. */
+/** Asks for another computer or mode; 'unsaved' when edits wait and are not to be dropped, else the refusal. */
 export async function switchTo(computer: string, configServer: boolean, drop: boolean): Promise<string> {
   try {
     const reply = (await (await request('/api/switch', { computer, configServer, drop })).json()) as {
@@ -170,7 +170,7 @@ export async function switchTo(computer: string, configServer: boolean, drop: bo
     return reply.unsaved ? 'unsaved' : (reply.refusal ?? '');
   } catch {
     setLine('lost');
-    return '';
+    return 'The console does not answer.';
   }
 }
 
