@@ -1,5 +1,8 @@
 #include "console/captions.h"
 
+#include <algorithm>
+
+#include "console/help.h"
 #include "platform/text.h"
 
 namespace {
@@ -7,33 +10,27 @@ namespace {
 constexpr std::string_view kHive = "hkey_local_machine\\";
 constexpr char kAnyone[] = "\x01";  // no principal's name, to find where a name stands in the key
 
-std::string Joined(const std::string& root, const std::string& path) {
-  return root.empty() ? path : root + "::" + path;
-}
-
 }  // namespace
 
 Captions::Captions(const Host& host) {
   const Tree& tree = host.GetTree();
   for (const std::string& root : tree.Roots()) {
     for (const Tree::Pattern& pattern : tree.Patterns()) {
-      const std::string node = Joined(root, pattern.head) +
+      const std::string node = Under(root, pattern.head) +
                                (pattern.perPrincipal ? std::string("::") + kAnyone + pattern.suffix : "");
       std::string key = text::Lower(pattern.page->StoredAt(node));
       if (key.empty()) continue;
-      Where where{key, "", pattern.perPrincipal, root, &pattern, {}};
+      Where where{key, "", 0, root, &pattern, {}};
       if (const size_t name = key.find(kAnyone); name != std::string::npos) {
         where.prefix = key.substr(0, name);
-        where.suffix = key.substr(name + 1);
-        // One key has the name twice: what stands behind the first one is told by the page's node.
-        if (const size_t again = where.suffix.find(kAnyone); again != std::string::npos) continue;
+        where.suffix = key.substr(key.rfind(kAnyone) + 1);
+        where.names = static_cast<size_t>(std::ranges::count(key, kAnyone[0]));
       }
       for (size_t i = 0; i < pattern.page->Controls().size(); ++i) {
         const CWnd& control = *pattern.page->Controls()[i];
         if (control.storedAs.empty()) continue;
-        std::string name = pattern.page->NameOf(i);
+        std::string name(BareName(pattern.page->NameOf(i)));
         std::erase(name, '&');
-        while (name.ends_with(':') || name.ends_with(' ')) name.pop_back();
         where.settings.emplace_back(text::Lower(control.storedAs), name.substr(0, name.find('#')));
       }
       m_places.push_back(std::move(where));
@@ -48,17 +45,21 @@ std::optional<Captions::Place> Captions::Of(std::string_view key, std::string_vi
   const std::string name = text::Lower(value);
   std::optional<Place> found;
   for (const Where& where : m_places) {
-    const bool fits = where.perPrincipal ? path.size() > where.prefix.size() + where.suffix.size() &&
-                                               path.starts_with(where.prefix) && path.ends_with(where.suffix)
-                                         : path == where.prefix;
+    const size_t around = where.prefix.size() + where.suffix.size();
+    const bool fits = where.names == 0 ? path == where.prefix
+                                       : path.size() > around && path.starts_with(where.prefix) &&
+                                             path.ends_with(where.suffix);
     if (!fits) continue;
-    const std::string_view spelled = key.substr(kHive.size() + where.prefix.size());
-    std::string principal(where.perPrincipal ? spelled.substr(0, spelled.size() - where.suffix.size()) : "");
-    if (principal.find('\\') != std::string::npos) continue;
+    const std::string_view names = key.substr(kHive.size() + where.prefix.size(), path.size() - around);
+    std::string principal(where.names == 0 ? "" : names.substr(0, names.size() / where.names));
+    if (principal.find('\\') != std::string::npos ||
+        (where.names == 2 && !text::EqualNoCase(names, principal + principal))) {
+      continue;
+    }
     // A "\" can't stand in a key's name.
     principal = text::Replaced(std::move(principal), "?", "\\");
-    const std::string node = Joined(where.root, where.pattern->head) +
-                             (where.perPrincipal ? "::" + principal + where.pattern->suffix : "");
+    const std::string node = Under(where.root, where.pattern->head) +
+                             (where.names > 0 ? "::" + principal + where.pattern->suffix : "");
     for (const auto& [stored, setting] : where.settings) {
       if (stored == name) return Place{node, setting};
     }

@@ -26,8 +26,8 @@ class Captions {
   struct Where {
     std::string prefix;  // of the key before the principal's name, in lower case; the whole key without one
     std::string suffix;  // behind the name
-    bool perPrincipal = false;
-    std::string root;                                           // the configuration
+    size_t names = 0;    // how often the principal's name stands there, one behind the other
+    std::string root;    // the configuration
     const Tree::Pattern* pattern = nullptr;                     // of the page's nodes
     std::vector<std::pair<std::string, std::string>> settings;  // by value, in lower case
   };

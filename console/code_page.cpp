@@ -57,7 +57,12 @@ std::string ToUtf8(std::string_view text) {
   return page == CP_UTF8 || IsPlain(text) ? std::string(text) : Narrowed(CP_UTF8, Widened(page, text));
 }
 
-ordered_json AllToUtf8(const ordered_json& json) { return Each(json, ToUtf8); }
+std::string Dump(const ordered_json& json, int indent) {
+  const auto dump = [indent](const ordered_json& one) {
+    return one.dump(indent, ' ', false, ordered_json::error_handler_t::replace);
+  };
+  return used == CP_UTF8 ? dump(json) : dump(Each(json, ToUtf8));
+}
 
 ordered_json AllFromUtf8(const ordered_json& json) {
   return Each(json, [](std::string_view text) {

@@ -20,7 +20,8 @@ bool IsPlain(std::string_view text);
 
 // What the code page lacks becomes the replacement character.
 std::string ToUtf8(std::string_view text);
-nlohmann::ordered_json AllToUtf8(const nlohmann::ordered_json& json);
+// JSON as a program reads it: in UTF-8, other bytes of which become U+FFFD. Without `indent` on one line.
+std::string Dump(const nlohmann::ordered_json& json, int indent = -1);
 
 // Nothing where the code page lacks a character, with one sentence in `why`, which is in that code page.
 std::optional<std::string> FromUtf8(std::string_view text, std::string& why);

@@ -105,6 +105,4 @@ std::string PrintControls(const CDialog& dialog) {
   return text;
 }
 
-std::string DumpJson(const ordered_json& json) {
-  return code_page::AllToUtf8(json).dump(2, ' ', false, ordered_json::error_handler_t::replace);
-}
+std::string DumpJson(const ordered_json& json) { return code_page::Dump(json, 2); }

@@ -8,12 +8,6 @@ using nlohmann::ordered_json;
 
 namespace {
 
-// Names of controls end in ":" or a blank here and there, which the files leave off.
-std::string_view Bare(std::string_view name) {
-  while (!name.empty() && (name.back() == ' ' || name.back() == ':')) name.remove_suffix(1);
-  return name;
-}
-
 ordered_json Names(const std::string& list) {
   return list.empty() ? ordered_json::array()
                       : ordered_json(text::Split(text::Replaced(list, ", ", ","), ','));
@@ -63,9 +57,14 @@ void TakeFile(std::string_view text, std::vector<PageHelp>& all) {
 
 }  // namespace
 
+std::string_view BareName(std::string_view name) {
+  while (!name.empty() && (name.back() == ' ' || name.back() == ':')) name.remove_suffix(1);
+  return name;
+}
+
 const SettingHelp* PageHelp::Of(std::string_view name) const {
   const auto found = std::find_if(settings.begin(), settings.end(), [name](const SettingHelp& setting) {
-    return text::EqualNoCase(Bare(setting.name), Bare(name));
+    return text::EqualNoCase(BareName(setting.name), BareName(name));
   });
   return found == settings.end() ? nullptr : &*found;
 }
@@ -100,7 +99,7 @@ const PageHelp* HelpOf(const Tree& tree, std::string_view node, std::string_view
 ordered_json HelpJson(const PageHelp& help) {
   ordered_json settings = ordered_json::object();
   for (const SettingHelp& setting : help.settings) {
-    settings[std::string(Bare(setting.name))] = {
+    settings[std::string(BareName(setting.name))] = {
         {"text", setting.text},     {"default", setting.byDefault}, {"under", setting.under},
         {"danger", setting.danger}, {"rows", Names(setting.rows)},  {"rank", Names(setting.rank)}};
   }

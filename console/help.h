@@ -17,6 +17,9 @@
 // The files, whole.
 std::span<const std::string_view> HelpTexts();
 
+// Names of controls end in ":" or a blank here and there, which the files leave off.
+std::string_view BareName(std::string_view name);
+
 struct SettingHelp {
   std::string name;       // as a command calls the control
   std::string text;       // what it does, and what empty means

@@ -9,11 +9,6 @@ namespace {
 constexpr std::string_view kSeparator = "::";
 constexpr std::string_view kAnyPrincipal = "::*";
 
-std::string Under(std::string_view root, std::string_view path) {
-  if (root.empty()) return std::string(path);
-  return std::string(root) + std::string(kSeparator) + std::string(path);
-}
-
 // As the lists of users and ranges sort.
 bool StandsBefore(const std::string& a, const std::string& b) { return text::CompareNoCase(a, b) < 0; }
 
@@ -24,6 +19,11 @@ std::string_view ParentOf(std::string_view path) {
 }
 
 }  // namespace
+
+std::string Under(std::string_view root, std::string_view path) {
+  if (root.empty()) return std::string(path);
+  return std::string(root) + std::string(kSeparator) + std::string(path);
+}
 
 Tree::Tree(const std::vector<CTesselPropertyPage*>& pages, std::vector<std::string> roots)
     : m_roots(std::move(roots)) {

@@ -20,6 +20,9 @@ struct TreeNode {
   CTesselPropertyPage* page = nullptr;  // null for a node that only holds others
 };
 
+// The path below a configuration; as it is below an empty one.
+std::string Under(std::string_view root, std::string_view path);
+
 class Tree {
  public:
   // `roots` are the names of the configurations, or one empty name for the computer's own settings.

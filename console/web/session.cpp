@@ -16,10 +16,6 @@ using nlohmann::ordered_json;
 namespace web {
 namespace {
 
-std::string Dump(const ordered_json& json) {
-  return code_page::AllToUtf8(json).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-}
-
 // What only tells of an act must not end the console where memory is scarce; the next act tells of it.
 template <class Telling>
 void Safely(const Telling& tell) {
@@ -175,10 +171,10 @@ std::string Session::DoSafely(const PersonsAct& act) {
 
 void Session::AnswerRead(Request& request) {
   try {
-    request.response.set_value({Dump(request.read())});
+    request.response.set_value({code_page::Dump(request.read())});
   } catch (const std::exception& error) {
     request.response.set_value(
-        {Dump({{"refusal", std::string("The console can't do that: ") + error.what()}})});
+        {code_page::Dump({{"refusal", std::string("The console can't do that: ") + error.what()}})});
   }
 }
 
@@ -198,7 +194,7 @@ void Session::Settle() {
     // Edits that begin as a page is shown begin with what this event has read. Apply says whether there are
     // any: pages keep some for principals that have gone, too.
     machine::KeepInMind(m_host.Sheet().IsModified() && (m_waitedBefore || !m_atSheet));
-    const bool stores = StoresSomething();
+    const bool stores = m_applied || StoresSomething();
     if (const machine::Outcome written = machine::CommitEvent(); !written) {
       m_refusal = written.sentence;
       m_applied ? m_host.TakeBackApply() : m_host.FollowStore();
@@ -244,11 +240,11 @@ std::string Session::Notice() {
 void Session::Answer(Request& request, const std::string& refusal) {
   Response response{R"({"refusal":"What was done can't be shown: there is not enough memory."})"};
   Safely([&] {
-    std::string head = Dump({{"refusal", refusal},
-                             {"notice", m_notice},
-                             {"beeps", m_beeps},
-                             {"opened", m_opened},
-                             {"added", m_host.Added()}});
+    std::string head = code_page::Dump({{"refusal", refusal},
+                                        {"notice", m_notice},
+                                        {"beeps", m_beeps},
+                                        {"opened", m_opened},
+                                        {"added", m_host.Added()}});
     const std::lock_guard lock(m_mutex);
     const Response state = StateNow(request.act->tab);
     head.back() = ',';
@@ -489,34 +485,6 @@ std::string Session::AddToUpload(unsigned window, const std::string& tab, std::u
     return "Nothing asks for a file.";
   }
   return m_transfers.AddToUpload(window, tab, at, bytes);
-}
-
-std::string Session::FirstNode() const {
-  std::string path;
-  for (;;) {
-    size_t total = 0;
-    const auto children = m_host.GetTree().Children(path, 0, 1, total);
-    if (children.empty()) return {};
-    if (children.front().node.page != nullptr) return children.front().node.path;
-    path = children.front().node.path;
-  }
-}
-
-std::string Session::GoTo(const std::string& node) {
-  // The node that is shown already stays as it is, as in any tree.
-  if (m_host.Page() != nullptr && node == m_host.NodePath()) return {};
-  KeepSelections();
-  const auto found = m_host.GetTree().Find(node);
-  const bool pending = found && found->page != nullptr && found->page->m_pending.contains(node);
-  std::string why;
-  if (!m_host.Select(node, why)) return why;
-  PageWasShown(pending);
-  return {};
-}
-
-void Session::PageWasShown(bool pending) {
-  m_shownPending = pending;
-  m_shownValues = m_host.Page() == nullptr ? 0 : ValuesStamp(*m_host.Page());
 }
 
 }  // namespace web

@@ -100,15 +100,19 @@ Session::Conflict Session::ConflictNow() const {
 // The pages of these nodes show what is stored; all else waits on.
 void Session::TakeStored(const std::set<std::string>& nodes) {
   const std::string shown = m_host.NodePath();
+  bool all = true;
   for (const std::string& node : nodes) {
-    if (!GoTo(node).empty()) continue;
-    m_host.Page()->Revert(std::nullopt);
+    const bool reached = GoTo(node).empty();
+    if (reached) m_host.Page()->Revert(std::nullopt);
+    all = all && reached;
   }
   machine::AcceptChanges();
   GoTo(m_host.GetTree().NearestAbove(shown));
   PageWasShown(m_host.Page() != nullptr && m_host.Page()->m_pending.contains(m_host.NodePath()));
   m_refresh = true;
-  m_saved = "The pages show what is stored now; what waits on others still waits.";
+  if (!all) return;
+  m_saved = "The pages show what is stored now.";
+  if (m_host.Sheet().IsModified()) m_saved += " What waits on others still waits.";
 }
 
 // An Apply is whole or not at all. What a page tells waits for its end, since the answer to a message would

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "console/code_page.h"
 #include "console/web/describe_window.h"
 #include "console/web/session.h"
 #include "platform/machine.h"
@@ -9,13 +10,6 @@
 using nlohmann::ordered_json;
 
 namespace web {
-namespace {
-
-std::string Dump(const ordered_json& json) {
-  return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-}
-
-}  // namespace
 
 void Session::Publish() {
   if (m_host.Page() != nullptr) {
@@ -24,13 +18,13 @@ void Session::Publish() {
       if (view.node == m_host.NodePath()) view.page = page;
     }
   }
-  const std::string all = Dump(DescribeAll());
+  const std::string all = code_page::Dump(DescribeAll());
   std::map<std::string, std::string> states;
   for (const auto& [tab, view] : m_views) {
     ordered_json own{{"node", view.node}, {"window", view.window}, {"windows", DescribeWindows(tab)}};
     own["elsewhere"] = {{"count", view.heard}, {"text", view.lastHeard}};
     if (!m_windows.empty() && own["windows"].empty()) own["asked"] = true;
-    const std::string fields = Dump(own);
+    const std::string fields = code_page::Dump(own);
     states[tab] = all.substr(0, all.size() - 1) + "," + fields.substr(1, fields.size() - 2) +
                   (view.page.empty() ? "" : "," + view.page) + "}";
   }
@@ -75,7 +69,7 @@ std::string Session::DescribePage() const {
   AddStored(page, m_shownPending, json["controls"]);
   const auto differs = [](const ordered_json& control) { return control.contains("changed"); };
   if (Unasked(m_host.NodePath()) && std::ranges::any_of(json["controls"], differs)) json["unasked"] = true;
-  const std::string text = Dump(json);
+  const std::string text = code_page::Dump(json);
   return text.substr(1, text.size() - 2);
 }
 

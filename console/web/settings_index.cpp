@@ -41,12 +41,12 @@ std::vector<ordered_json> ShownBy(Host& host) {
   return shown;
 }
 
-// Takes all values from the keys that the pages show.
-void EmptyKeys(Host& host) {
+// Takes all values from the keys that the pages show; false where that can't be done.
+bool EmptyKeys(Host& host) {
   for (CPropertyPage* one : host.Sheet().Pages()) {
     auto& page = static_cast<CTesselPropertyPage&>(*one);
-    HKEY key = nullptr;
     const CString path = page.StoredAt(host.GetTree().NodeOf(page, {}));
+    HKEY key = nullptr;
     if (path.empty() ||
         RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS) {
       continue;
@@ -54,11 +54,12 @@ void EmptyKeys(Host& host) {
     const UniqueKey owned(key);
     char name[16384];
     DWORD size = sizeof name;
-    while (RegEnumValueA(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
-           RegDeleteValueA(key, name) == ERROR_SUCCESS) {
+    while (RegEnumValueA(key, 0, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS) {
+      if (RegDeleteValueA(key, name) != ERROR_SUCCESS) return false;
       size = sizeof name;
     }
   }
+  return true;
 }
 
 // Nothing that it opened or showed is written: the process ends within the event.
@@ -71,9 +72,10 @@ void Tell(const std::string& home, const Host::Options& options) {
   // It is the first look, since some pages go on showing what they have shown where a value is missing.
   std::vector<ordered_json> defaults;
   if (!machine::WritesCountAtOnce()) {
+    // Who searches waits for this, and this not for a program that writes.
+    machine::SetWaitTeller([](const std::string&, int) { return false; });
     machine::BeginEvent();
-    EmptyKeys(*host);
-    defaults = ShownBy(*host);
+    if (EmptyKeys(*host)) defaults = ShownBy(*host);
     machine::AbandonEvent();
     host->Cancel();
   }
@@ -95,8 +97,7 @@ void Tell(const std::string& home, const Host::Options& options) {
       all.push_back(std::move(json));
     }
   }
-  std::cout << code_page::AllToUtf8(all).dump(-1, ' ', false, ordered_json::error_handler_t::replace)
-            << std::endl;
+  std::cout << code_page::Dump(all) << std::endl;
 }
 
 std::string LowerRows(const ordered_json& control) {
@@ -112,7 +113,8 @@ std::string LowerRows(const ordered_json& control) {
 }
 
 std::string TitleOf(const std::string& node) {
-  return node.substr(node.rfind("::") + (node.rfind("::") == std::string::npos ? 1 : 2));
+  const size_t end = node.rfind("::");
+  return end == std::string::npos ? node : node.substr(end + 2);
 }
 
 }  // namespace
@@ -200,11 +202,11 @@ const std::vector<SettingsIndex::Folder>& SettingsIndex::Folders(const Host& hos
   for (const std::string& root : tree.Roots()) {
     for (const PrincipalFolder& folder : kPrincipalFolders) {
       Folder& one = m_folders.emplace_back();
-      one.path = (root.empty() ? "" : root + "::") + std::string(folder.title);
+      one.path = Under(root, folder.title);
+      one.title = folder.title;
       size_t total = 0;
       for (Tree::Child& child : tree.Children(one.path, 0, SIZE_MAX, total)) {
-        one.at.push_back(static_cast<std::uint32_t>(one.lower.size()));
-        one.lower += text::Lower(child.label) + "\n";
+        one.lower.push_back(text::Lower(child.label));
         one.names.push_back(std::move(child.label));
       }
     }
@@ -225,10 +227,7 @@ void SettingsIndex::AddPeople(const Query& query, const Folder& folder, const st
                               size_t most, ordered_json& found) const {
   std::vector<std::pair<int, size_t>> best;
   for (size_t i = 0; i < folder.names.size() && best.size() < 1000; ++i) {
-    const size_t end = i + 1 < folder.at.size() ? folder.at[i + 1] : folder.lower.size();
-    const std::string_view lower =
-        std::string_view(folder.lower).substr(folder.at[i], end - folder.at[i] - 1);
-    if (query.IsIn(lower)) best.emplace_back(-query.Score({{lower, 1, false}}), i);
+    if (query.IsIn(folder.lower[i])) best.emplace_back(-query.Score({{folder.lower[i], 1, false}}), i);
   }
   std::stable_sort(best.begin(), best.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   for (size_t i = 0; i < best.size() && i < most; ++i) {
@@ -239,14 +238,10 @@ void SettingsIndex::AddPeople(const Query& query, const Folder& folder, const st
 ordered_json SettingsIndex::FindPeople(Host& host, const std::string& text, size_t page) {
   ordered_json found = ordered_json::array();
   const Query query(text);
+  if (page >= host.Sheet().Pages().size()) return found;
   for (const Folder& folder : Folders(host)) {
     for (const Tree::Pattern& pattern : host.GetTree().Patterns()) {
-      if (!pattern.perPrincipal || page >= host.Sheet().Pages().size() ||
-          pattern.page != host.Sheet().Pages()[page] || !folder.path.ends_with(pattern.head)) {
-        continue;
-      }
-      const size_t before = folder.path.size() - pattern.head.size();
-      if (before == 0 || folder.path.substr(0, before).ends_with("::"))
+      if (pattern.perPrincipal && pattern.page == host.Sheet().Pages()[page] && pattern.head == folder.title)
         AddPeople(query, folder, pattern.suffix, kMostPeople, found);
     }
   }

@@ -63,9 +63,9 @@ class SettingsIndex {
   };
   struct Folder {
     std::string path;
+    std::string_view title;
     std::vector<std::string> names;
-    std::string lower;              // all of them, each before a line end
-    std::vector<std::uint32_t> at;  // where each begins in `lower`
+    std::vector<std::string> lower;
   };
 
   void Start();

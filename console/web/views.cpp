@@ -1,5 +1,6 @@
 #include "console/web/views.h"
 
+#include "console/web/describe_window.h"
 #include "console/web/session.h"
 #include "platform/machine.h"
 
@@ -64,7 +65,7 @@ void Session::Close(const std::string& tab) {
 std::string Session::NodeNear(const std::string& node) const {
   const Tree& tree = m_host.GetTree();
   std::string near = tree.NearestAbove(node);
-  if (near.empty() && !tree.Roots().empty()) near = tree.NearestAbove(tree.Roots().front() + "::" + node);
+  if (near.empty() && !tree.Roots().empty()) near = tree.NearestAbove(Under(tree.Roots().front(), node));
   const std::optional<TreeNode> found = tree.Find(near);
   return found && found->page != nullptr ? near : "";
 }
@@ -72,17 +73,18 @@ std::string Session::NodeNear(const std::string& node) const {
 // It begins where the tab says that it is, else where a person has acted last.
 void Session::OpenView(const std::string& tab, const std::string& node) {
   const bool isNew = !m_views.contains(tab);
-  m_acting = tab;
   View& view = m_views[tab];
   ++view.sockets;
   if (isNew) {
-    view.node = m_host.NodePath();
     view.window = ++m_lastWindow;
-    const std::string near = NodeNear(node);
-    if (!near.empty() && m_windows.empty()) {
-      view.node = near;
+    view.node = NodeNear(node);
+    // While an act is at work or asks, pages stay as they are.
+    if (!view.node.empty() && m_windows.empty() && !machine::InEvent()) {
+      m_acting = tab;
       InOwnEvent([&] { BringToFront(tab); });
-    } else {
+    }
+    if (m_front != tab) {
+      view.node = m_views[m_front].node;
       view.page = m_views[m_front].page;
     }
   }
@@ -111,7 +113,7 @@ void Session::CloseView(const std::string& tab) {
 // Shows what a tab wants to see, between two acts.
 void Session::InOwnEvent(const std::function<void()>& show) {
   if (machine::InEvent()) return;
-  m_host.BeginEvent();
+  machine::BeginEvent();
   const bool waited = m_host.Sheet().IsModified();
   show();
   machine::KeepInMind(m_host.Sheet().IsModified() && waited);
@@ -173,6 +175,34 @@ void Session::RefreshOthers() {
     }
     BringToFront(front);
   });
+}
+
+std::string Session::FirstNode() const {
+  std::string path;
+  for (;;) {
+    size_t total = 0;
+    const auto children = m_host.GetTree().Children(path, 0, 1, total);
+    if (children.empty()) return {};
+    if (children.front().node.page != nullptr) return children.front().node.path;
+    path = children.front().node.path;
+  }
+}
+
+std::string Session::GoTo(const std::string& node) {
+  // The node that is shown already stays as it is, as in any tree.
+  if (m_host.Page() != nullptr && node == m_host.NodePath()) return {};
+  KeepSelections();
+  const auto found = m_host.GetTree().Find(node);
+  const bool pending = found && found->page != nullptr && found->page->m_pending.contains(node);
+  std::string why;
+  if (!m_host.Select(node, why)) return why;
+  PageWasShown(pending);
+  return {};
+}
+
+void Session::PageWasShown(bool pending) {
+  m_shownPending = pending;
+  m_shownValues = m_host.Page() == nullptr ? 0 : ValuesStamp(*m_host.Page());
 }
 
 }  // namespace web

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "console/captions.h"
 #include "console/key_name.h"
 #include "platform/machine.h"
 #include "store/registry_object.h"
@@ -78,6 +79,34 @@ TEST_F(HostTest, NewUsersSettingsAreDroppedByCancelThoughNoPageOfTheirsWasShown)
   for (const CPropertyPage* page : host->Sheet().Pages()) {
     EXPECT_TRUE(static_cast<const CTesselPropertyPage*>(page)->m_pending.empty()) << page->Title();
   }
+}
+
+TEST_F(HostTest, NamesStoredValuesAsThePagesDo) {
+  const auto host = Start();
+  const Captions captions(*host);
+  const std::string server = std::string("HKEY_LOCAL_MACHINE\\") + kServer;
+  struct {
+    std::string key;
+    const char* value;
+    const char* node;
+    const char* setting;
+  } const cases[] = {
+      {server, "compressionlevel", "General Settings::Compression", "Level"},
+      {server, "SessionLimit", "General Settings", "Maximum Connections"},
+      {server + R"(\Users\CORP?rita)", "HomeDir", R"(Users::CORP\rita)", "Home Directory"},
+      {server + R"(\IPs\10.0.0.1-10.0.0.9)", "HomeDir", "IP Range::10.0.0.1-10.0.0.9", "Home Directory"},
+      // Where the server looks for it: the name twice.
+      {server + R"(\Users\ritarita)", "DefaultFwdAccess", "Users::rita::Forwarding Control",
+       "Granted Access"},
+      {server + R"(\Users\rita)", "NoPageKnowsThis", "Users::rita", ""},
+  };
+  for (const auto& [key, value, node, setting] : cases) {
+    const auto place = captions.Of(key, value);
+    ASSERT_TRUE(place) << key << value;
+    EXPECT_EQ(place->node, node) << value;
+    EXPECT_EQ(place->setting, setting) << value;
+  }
+  EXPECT_FALSE(captions.Of(R"(HKEY_LOCAL_MACHINE\Software\Other)", "HomeDir"));
 }
 
 TEST_F(HostTest, SaysWhereTheServersSettingsAreMissing) {
