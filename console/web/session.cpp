@@ -240,11 +240,12 @@ std::string Session::Notice() {
 void Session::Answer(Request& request, const std::string& refusal) {
   Response response{R"({"refusal":"What was done can't be shown: there is not enough memory."})"};
   Safely([&] {
-    std::string head = code_page::Dump({{"refusal", refusal},
-                                        {"notice", m_notice},
-                                        {"beeps", m_beeps},
-                                        {"opened", m_opened},
-                                        {"added", m_host.Added()}});
+    std::string head =
+        code_page::Dump({{"refusal", refusal},
+                         {"notice", m_notice},
+                         {"beeps", m_beeps},
+                         {"opened", m_opened},
+                         {"added", refusal.empty() ? m_host.Added() : std::vector<std::string>()}});
     const std::lock_guard lock(m_mutex);
     const Response state = StateNow(request.act->tab);
     head.back() = ',';
