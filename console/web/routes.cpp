@@ -174,8 +174,8 @@ Site MakeSite(Gate& gate, Session& session, SettingsIndex& index, const SwitchHo
     return OpenTab(session, request, std::move(wake));
   };
   AddBundle(site.routes);
-  const auto state = [&session](const Request& request) {
-    return Json(session.StateAfter(request.Field("tab"), 0).value_or(Session::Response{"{}"}).text);
+  const auto state = [&session](const Request&) {
+    return Json(session.StateAfter("", 0).value_or(Session::Response{"{}"}).text);
   };
   site.routes.push_back({"GET", "/api/state", state, false});
   const auto add = [&](const char* method, const char* path, Response (*answer)(Session&, const Request&)) {

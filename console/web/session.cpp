@@ -107,6 +107,8 @@ Session::Response Session::StateNow(const std::string& tab) const {
 
 std::optional<Session::Response> Session::StateAfter(const std::string& tab, std::uint64_t version) const {
   const std::lock_guard lock(m_mutex);
+  // Until its page stands, a tab that was opened would be told of another one's.
+  if (!m_published.contains(tab)) return std::nullopt;
   Response now = StateNow(tab);
   if (now.version == 0 || version == now.version) return std::nullopt;
   return now;
@@ -240,12 +242,13 @@ std::string Session::Notice() {
 void Session::Answer(Request& request, const std::string& refusal) {
   Response response{R"({"refusal":"What was done can't be shown: there is not enough memory."})"};
   Safely([&] {
-    std::string head =
-        code_page::Dump({{"refusal", refusal},
-                         {"notice", m_notice},
-                         {"beeps", m_beeps},
-                         {"opened", m_opened},
-                         {"added", refusal.empty() ? m_host.Added() : std::vector<std::string>()}});
+    // A refused act has made nobody, and one at the sheet only brings back who was there.
+    const bool makes = refusal.empty() && request.act->window != 0;
+    std::string head = code_page::Dump({{"refusal", refusal},
+                                        {"notice", m_notice},
+                                        {"beeps", m_beeps},
+                                        {"opened", m_opened},
+                                        {"added", makes ? m_host.Added() : std::vector<std::string>()}});
     const std::lock_guard lock(m_mutex);
     const Response state = StateNow(request.act->tab);
     head.back() = ',';

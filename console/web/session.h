@@ -72,8 +72,8 @@ class Session final : public FrontEnd {
   Response Act(PersonsAct act);
   // What `work` returns, run on the page thread between two acts or while one waits for a person.
   std::string Read(std::function<nlohmann::ordered_json()> work);
-  // The state of the tab that was published last; nothing if none was, or that version. Tabs that are not
-  // open share one state.
+  // The state of the tab that was published last; nothing if none was, or that version. Those without a name
+  // share one state.
   std::optional<Response> StateAfter(const std::string& tab, std::uint64_t version) const;
   // From Open to Close the tab has a node of its own, at first `node` where there is one. Neither waits.
   void Open(const std::string& tab, const std::string& node);

@@ -219,10 +219,25 @@ test('choosing another configuration shows the same page of it', async () => {
   await until(() => page.locator('.crumbs').innerText(), 'site-b › General Settings');
   await page.getByRole('heading', { level: 1, name: 'Compression' }).waitFor();
   await until(() => page.title(), 'Compression – site-b – Marrowen');
-  await until(() => page.evaluate(() => location.hash), hash(`site-b::${compression}`));
+  const address = () => page.evaluate(() => location.hash);
+  await until(address, hash(compression) + '?configuration=site-b');
+  // The way back leads over configurations, too, and all that tells where one is goes along.
+  const chosen = () => place.locator('option:checked').innerText();
+  await page.goBack();
+  await until(chosen, 'This computer · site-a');
+  await until(() => page.title(), 'Compression – site-a – Marrowen');
   await place.selectOption({ label: 'This computer · own settings' });
   await until(() => page.title(), 'Compression – Marrowen');
-  await until(() => page.evaluate(() => location.hash), hash(compression));
+  await until(address, hash(compression));
+  // An address that was kept, or that somebody has sent.
+  await page.evaluate((to) => (location.hash = to), hash(compression) + '?computer=nowhere');
+  await until(address, hash(compression));
+  await page.getByRole('status').getByText('nowhere').waitFor();
+  await page.evaluate((to) => (location.hash = to), hash('Banner') + '?computer=branch');
+  await until(() => page.title(), 'Banner – branch – Marrowen');
+  await until(chosen, 'branch · own settings');
+  await page.goBack();
+  await until(() => page.title(), 'Compression – Marrowen');
   said.length = 0;
 });
 

@@ -41,12 +41,17 @@ test('a range of one address is shown as it, and one that ends before it begins 
   ]);
 });
 
-test('an address leads back to the path that it was made of, and a broken one nowhere', () => {
+test('an address leads back to the page, configuration and computer that it was made of, a broken one nowhere', () => {
+  const places = [{ computer: '', configServer: false }, { computer: 'mail 1&x', configServer: false }, { computer: '', configServer: true }, { computer: 'é', configServer: true }];
   for (const node of ['Users::100%', 'Users::50%25::Client', 'IP Range::10.0.0.0/24', 'Groups::DOMAIN\\Größe é', 'Users::#?&=+ 😀']) {
-    assert.equal(fromHash(toHash(node)), node);
-    assert.equal(new URL(toHash(node), 'http://localhost/').hash, toHash(node), 'browsers leave it as it is');
+    for (const place of places) {
+      const address = toHash({ node, ...place });
+      assert.deepEqual(fromHash(address), { node, ...place });
+      assert.equal(new URL(address, 'http://localhost/').hash, address, 'browsers leave it as it is');
+    }
   }
-  table(fromHash, ['#/Users/100%', '#/%E9', '#key=00', '#', ''].map((hash) => [hash, '']));
+  assert.equal(toHash({ node: 'site-b::General Settings', computer: 'mail1', configServer: true }), '#/General%20Settings?computer=mail1&configuration=site-b');
+  table(fromHash, ['#/Users/100%', '#/%E9', '#key=00', '#', ''].map((hash) => [hash, null]));
 });
 
 test('keys lead to a row that is there', () => {

@@ -2,6 +2,7 @@
 import assert from 'node:assert/strict';
 import { Home, patience, serve, startBrowser } from './console.mjs';
 
+/** The address of a page of the own settings of the computer that the console runs on. */
 export const hash = (node) => `#/${node.split('::').map(encodeURIComponent).join('/')}`;
 
 /** Waits until what is asked for is as wanted. */

@@ -22,7 +22,6 @@ function App() {
   const [help, setHelp] = useState(false);
   const [review, setReview] = useState(false);
   const [found, setFound] = useState('');
-  const [chosenRoot, setRoot] = useState('');
   useAddress(state);
   // What a person has made on the page of a list is opened.
   store.added = (node) => {
@@ -73,10 +72,7 @@ function App() {
   }, [found]);
 
   const root = state?.configServer
-    ? (state.roots.find((name) => name === chosenRoot) ??
-      state.roots.find((name) => state.node.startsWith(`${name}::`)) ??
-      state.roots[0] ??
-      '')
+    ? (state.roots.find((name) => `${state.node}::`.startsWith(`${name}::`)) ?? state.roots[0] ?? '')
     : '';
   // Most acts leave the tree as it is, and then it is not drawn again.
   const tree = useMemo(
@@ -96,7 +92,6 @@ function App() {
   }
   /** The same page of the other configuration, or what is nearest to it above. */
   async function chooseRoot(name: string) {
-    setRoot(name);
     const parts = store.state?.node.split('::').slice(1) ?? [];
     while (parts.length && (await act({ act: 'node', text: [name, ...parts].join('::') }, true))) parts.pop();
   }
@@ -128,7 +123,7 @@ function App() {
           <span>Marrowen</span>
         </span>
         <Search onChosen={(one) => void jump(one)} actions={actions} />
-        <Places state={state} root={root} onRoot={(name, comes) => (comes ? setRoot(name) : void chooseRoot(name))} />
+        <Places state={state} root={root} onRoot={(name) => void chooseRoot(name)} />
       </header>
       <nav aria-label="Settings" onKeyDown={(event) => event.key === 'Escape' && setDrawer(false)}>
         {tree}

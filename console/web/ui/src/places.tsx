@@ -12,19 +12,18 @@ type Place = [computer: string, configuration: string | null];
 const valueOf = (place: Place) => JSON.stringify(place);
 const nameOf = (computer: string) => computer || 'This computer';
 
-export function Places({ state, root, onRoot }: { state: State; root: string; onRoot: (root: string, comes: boolean) => void }) {
+export function Places({ state, root, onRoot }: { state: State; root: string; onRoot: (root: string) => void }) {
   const [asked, setAsked] = useState<Place | null>(null);
   async function change(place: Place, drop = false) {
     const [computer, configuration] = place;
     const same = computer === state.computer && (configuration !== null) === state.configServer;
-    if (same) return configuration && onRoot(configuration, false);
+    if (same) return configuration && onRoot(configuration);
     // The same page of it, as soon as it is there.
     const page = state.configServer ? state.node.split('::').slice(1).join('::') : state.node;
     store.wanted = configuration ? `${configuration}::${page}` : page;
     const answer = await switchTo(computer, configuration !== null, drop);
     setAsked(answer === 'unsaved' ? place : null);
     if (answer) store.wanted = '';
-    else onRoot(configuration ?? '', true);
     store.changed();
   }
   const choices = (computer: string): [string, Place][] => {

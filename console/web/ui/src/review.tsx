@@ -55,14 +55,18 @@ function Setting({ node, changed, onRevert }: { node: string; changed: Changed; 
   );
 }
 
+/** So many pages are asked for at once. */
+const atOnce = 200;
+
 export function Review({ onClose }: { onClose: () => void }) {
   const [all, setAll] = useState<{ total: number; pages: ReviewedPage[] } | null>(null);
   const [sure, setSure] = useState(false);
-  const load = async () => {
-    const answer = await get<{ total: number; pages: ReviewedPage[]; refusal?: string }>('/api/review', { first: 0, count: 200 });
+  const load = async (more = 0) => {
+    const first = more && (all?.pages.length ?? 0);
+    const answer = await get<{ total: number; pages: ReviewedPage[]; refusal?: string }>('/api/review', { first, count: more || Math.max(atOnce, all?.pages.length ?? 0) });
     if (answer?.refusal) tell({ text: answer.refusal, error: true });
-    if (answer?.total) setAll(answer);
-    else onClose();
+    if (!answer?.total) onClose();
+    else setAll(first ? { ...answer, pages: [...(all?.pages ?? []), ...answer.pages] } : answer);
   };
   useEffect(() => void load(), []);
   if (!all) return null;
@@ -76,7 +80,7 @@ export function Review({ onClose }: { onClose: () => void }) {
               <button type="button" class="link" onClick={() => (onClose(), void act({ act: 'node', text: node }))}>
                 {node.split('::').join(' › ')}
               </button>
-              <button type="button" aria-label={`Revert all of ${node}`} onClick={() => void revert(node).then(load)}>
+              <button type="button" aria-label={`Revert all of ${node}`} onClick={() => void revert(node).then(() => load())}>
                 Revert page
               </button>
             </h3>
@@ -89,7 +93,11 @@ export function Review({ onClose }: { onClose: () => void }) {
             </ul>
           </section>
         ))}
-        {all.total > all.pages.length && <p class="dim">The first {all.pages.length} pages are shown.</p>}
+        {all.total > all.pages.length && (
+          <button type="button" onClick={() => void load(atOnce)}>
+            Show {Math.min(atOnce, all.total - all.pages.length)} more of {(all.total - all.pages.length).toLocaleString('en')} pages
+          </button>
+        )}
       </div>
       <div class="buttons">
         <button type="button" class={'aside' + (sure ? ' danger' : '')} onClick={() => (sure ? (onClose(), void discard()) : setSure(true))}>

@@ -64,12 +64,14 @@ function Option({ one, words, id, active, onChoose }: { one: Found; words: strin
   );
 }
 
-/** What answers the text, once it has stood for a moment. */
+/** What answers the text; what is typed meanwhile is asked for when the answer is there. */
 function useAnswers(text: string, setting: Found | null, actions: Found[]) {
   const [groups, setGroups] = useState<Groups | null>(null);
   const answered = useRef('');
+  const asking = useRef(false);
   const asked = `${setting?.page ?? ''}/${text.trim()}`;
   async function ask(): Promise<Groups | null> {
+    if (!text.trim() && !setting) return null;
     if (setting) {
       const people = await get<Found[]>('/api/find', { text: text.trim(), page: setting.page ?? 0 });
       return people && { pages: [], settings: [], people, actions: [] };
@@ -80,22 +82,23 @@ function useAnswers(text: string, setting: Found | null, actions: Found[]) {
     const own = actions.filter(({ name }) => words.every((word) => name!.toLowerCase().includes(word)));
     return { ...found, actions: [...own, ...found.actions] };
   }
-  useEffect(() => {
-    if (!text.trim() && !setting) return setGroups(null);
-    let current = true;
-    const timer = setTimeout(async () => {
-      const found = await ask();
-      if (!current || !found) return;
-      answered.current = asked;
+  const latest = useRef({ asked, ask });
+  latest.current = { asked, ask };
+  async function follow() {
+    if (asking.current) return;
+    asking.current = true;
+    for (let done = ''; done !== latest.current.asked; ) {
+      const next = latest.current;
+      done = next.asked;
+      const found = await next.ask();
+      if (found) answered.current = done;
       setGroups(found);
-    }, 30);
-    return () => {
-      current = false;
-      clearTimeout(timer);
-    };
-  }, [asked]);
+    }
+    asking.current = false;
+  }
+  useEffect(() => void follow(), [asked]);
   /** The answer to just this text, also where it has not come yet. */
-  const now = async () => (answered.current === asked ? groups : text.trim() || setting ? ask() : null);
+  const now = async () => (answered.current === asked ? groups : ask());
   return { groups, now, clear: () => setGroups(null) };
 }
 

@@ -208,7 +208,7 @@ async function send(next: Act): Promise<Reply | null> {
 /** Follows the state for ever: other tabs and long work change it too. */
 export function follow() {
   // A new socket of this tab goes on where the tab is.
-  const query = new URLSearchParams({ key: key(), tab, node: store.wanted || (store.state?.node ?? fromHash(location.hash)) });
+  const query = new URLSearchParams({ key: key(), tab, node: store.wanted || (store.state?.node ?? fromHash(location.hash)?.node ?? '') });
   const socket = new WebSocket(`${location.origin.replace('http', 'ws')}/api/socket?${query}`);
   let opened = false;
   let settle = (_: WebSocket | null) => {};
@@ -233,7 +233,7 @@ export function follow() {
     if (opened) return;
     settle(null);
     // Whether this browser is let in is told to requests alone.
-    await get('/api/state', { tab });
+    await get('/api/state', {});
     if (store.line !== 'closed') setLine('lost');
     setTimeout(follow, store.line === 'closed' ? 3000 : 700);
   };
