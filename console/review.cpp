@@ -40,6 +40,15 @@ std::vector<std::string> RowsBesides(std::string_view some, std::string_view oth
   return besides;
 }
 
+// The rows that are ticked, without that word.
+std::string Ticked(std::string_view shown) {
+  std::string ticked;
+  for (const std::string_view row : Lines(shown)) {
+    if (row.starts_with("on ")) ticked += std::string(row.substr(3)) + "\n";
+  }
+  return ticked;
+}
+
 bool IsList(ControlKind kind) {
   return kind == ControlKind::ListBox || kind == ControlKind::ListView || kind == ControlKind::EditableList;
 }
@@ -63,8 +72,11 @@ std::optional<ReviewedSetting> CompareSetting(const CTesselPropertyPage& page, s
     setting.secret = true;
   } else if (IsList(window.Kind())) {
     setting.list = true;
-    setting.added = RowsBesides(shown, stored);
-    setting.removed = RowsBesides(stored, shown);
+    setting.ticks = window.HasCheckBoxes();
+    const std::string before = setting.ticks ? Ticked(stored) : stored;
+    const std::string after = setting.ticks ? Ticked(shown) : shown;
+    setting.added = RowsBesides(after, before);
+    setting.removed = RowsBesides(before, after);
   } else {
     setting.was = stored;
     setting.now = shown;
@@ -96,6 +108,7 @@ ordered_json ReviewJson(const ReviewedSetting& setting) {
   } else if (setting.list) {
     json["added"] = setting.added;
     json["removed"] = setting.removed;
+    if (setting.ticks) json["ticks"] = true;
   } else {
     json["was"] = setting.was;
     json["now"] = setting.now;

@@ -17,8 +17,10 @@ struct ReviewedSetting {
   bool alone = false;   // it can be put back by itself
   std::string was;
   std::string now;
-  // Of a list: the rows that came and went. Both empty where they stand in another order.
+  // Of a list: the rows that came and went; of one with check boxes those that are ticked now, and no more.
+  // Both empty where they stand in another order.
   bool list = false;
+  bool ticks = false;
   std::vector<std::string> added;
   std::vector<std::string> removed;
 };

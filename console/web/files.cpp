@@ -79,6 +79,14 @@ bool FileRoots::AllowsFile(std::string_view path) const {
   return path.find('.') != std::string_view::npos || Allows(std::string(path) + ".xml");
 }
 
+bool FileRoots::HasFile(std::string_view path) const {
+  fs::path place;
+  std::error_code error;
+  if (RootOf(path, place) == nullptr) return false;
+  if (fs::exists(place, error)) return true;
+  return path.find('.') == std::string_view::npos && HasFile(std::string(path) + ".xml");
+}
+
 ordered_json FileRoots::List(std::string_view path) const {
   ordered_json list{
       {"path", path}, {"parent", ""}, {"folders", ordered_json::array()}, {"files", ordered_json::array()}};

@@ -30,6 +30,8 @@ class FileRoots {
   bool Allows(std::string_view path) const;
   // Whether a page may open it as a file, or as the file that it makes of a name without an ending.
   bool AllowsFile(std::string_view path) const;
+  // Whether there is such a file, or the one that a page makes of a name without an ending.
+  bool HasFile(std::string_view path) const;
 
  private:
   // The root that the path lies under, with its real place; null for none.

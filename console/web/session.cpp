@@ -473,6 +473,9 @@ std::string Session::DoAtPicker(ModalWindow& window, const PersonsAct& act) {
       return "\"" + act.text + "\" is no " + (isFile ? "file" : "folder") +
              " in the folders of this console.";
     }
+    if (transfers && !window.request.save && !m_files.HasFile(act.text)) {
+      return "There is no file \"" + act.text + "\".";
+    }
     window.path = act.text;
   } else if (act.name != "close") {
     return "There is no act \"" + act.name + "\".";

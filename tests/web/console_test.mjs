@@ -5,7 +5,7 @@ import { createRequire } from 'node:module';
 import { join } from 'node:path';
 import { after, before, beforeEach, test } from 'node:test';
 import { Home, serve, startBrowser } from './console.mjs';
-import { hash, until } from './task.mjs';
+import { goTo, hash, until } from './task.mjs';
 
 const axe = readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
 const compression = 'General Settings::Compression';
@@ -48,7 +48,7 @@ const level = () => page.getByRole('textbox', { name: 'Level' });
 const slider = () => page.getByRole('slider');
 
 async function show(node) {
-  await page.evaluate((to) => (location.hash = to), hash(node));
+  await page.evaluate(goTo, hash(node));
   await page.getByRole('heading', { level: 1, name: node.split('::').pop(), exact: true }).waitFor();
 }
 

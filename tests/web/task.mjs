@@ -5,6 +5,9 @@ import { Home, patience, serve, startBrowser } from './console.mjs';
 /** The address of a page of the own settings of the computer that the console runs on. */
 export const hash = (node) => `#/${node.split('::').map(encodeURIComponent).join('/')}`;
 
+/** In the page: to that address, of the computer that is shown. */
+export const goTo = (to) => (location.hash = to + (/\?.*/.exec(location.hash)?.[0] ?? ''));
+
 /** Waits until what is asked for is as wanted. */
 export async function until(what, wanted) {
   for (const end = Date.now() + patience; Date.now() < end; ) {
@@ -25,7 +28,7 @@ export class Tab {
   }
   async show(node) {
     await this.front();
-    await this.page.evaluate((to) => (location.hash = to), hash(node));
+    await this.page.evaluate(goTo, hash(node));
     await this.heading(node.split('::').pop());
   }
   heading(name) {

@@ -1,6 +1,6 @@
 // Every control that a window can have, drawn from what the state says of it, in the window's order.
 
-import type { ComponentChild } from 'preact';
+import { Fragment, type ComponentChild } from 'preact';
 import { Address } from './address';
 import { allTaken } from './confirm';
 import { EditableList } from './editable_list';
@@ -11,7 +11,7 @@ import { idOf, nameOf, type Props } from './labelled';
 import { List } from './list';
 import { Resources } from './resources';
 import { revert, was } from './review';
-import { plain, type Control, type Kind } from './state';
+import { plain, type Control, type Kind, type OfKind } from './state';
 import { store } from './store';
 import { act } from './transport';
 
@@ -65,6 +65,9 @@ function Rows(props: Props<'list' | 'table'>) {
   );
 }
 
+/** A text that nobody types, without a name of its own. */
+const explains = (control: OfKind<'edit'>) => control.readOnly && control.multiLine && plain(control.caption).text === '';
+
 /** How each kind is drawn; one that is missing does not compile. */
 const kinds: { [K in Exclude<Kind, 'group'>]: (props: Props<K>) => ComponentChild } = {
   text: ({ control }) => <p class="note">{plain(control.caption).text}</p>,
@@ -73,7 +76,7 @@ const kinds: { [K in Exclude<Kind, 'group'>]: (props: Props<K>) => ComponentChil
   button: Press,
   'check box': Box,
   'radio button': Box,
-  edit: Edit,
+  edit: (props) => (explains(props.control) ? <p class="note">{props.control.value}</p> : <Edit {...props} />),
   'drop-down list': Combo,
   slider: Slider,
   address: Address,
@@ -89,6 +92,8 @@ function One(props: Props) {
   return <>{Drawn(props)}</>;
 }
 
+const withButtons = 'grow edit';
+
 /** Controls that share a line with their neighbours; a button belongs to the edit that it follows. */
 function widthOf(control: Control, next: Control | undefined): string {
   switch (control.kind) {
@@ -101,7 +106,7 @@ function widthOf(control: Control, next: Control | undefined): string {
     case 'edit':
       if (control.multiLine) return 'wide';
       if (control.spin || control.takes) return 'short';
-      return next?.kind === 'button' && next.group === control.group ? 'grow edit' : 'wide';
+      return next?.kind === 'button' ? withButtons : 'wide';
     case 'address':
     case 'date':
       return 'short';
@@ -128,17 +133,35 @@ function Mark({ control, node }: { control: Control; node: string }) {
 
 const isSetting = (control: Control) => !/^(button|link|picture|text|slider|group)$/.test(control.kind);
 
-function Cell({ props, next, found }: { props: Props; next: Control | undefined; found: string | undefined }) {
+/** What stands below a control, or below the line that it shares with its buttons. */
+function Below({ control }: { control: Control }) {
+  return (
+    <>
+      <Mark control={control} node={store.state?.node ?? ''} />
+      {isSetting(control) && <Sentence name={control.name} />}
+    </>
+  );
+}
+
+function BelowLine({ control }: { control: Control }) {
+  const under = useSentence(control.name)?.under;
+  return (
+    <div class={'control wide below' + (under ? ' under' : '')}>
+      <Below control={control} />
+    </div>
+  );
+}
+
+function Cell({ props, width: asked, found }: { props: Props; width: string; found: string | undefined }) {
   const { control } = props;
   const says = useSentence(control.name);
   const own = isSetting(control);
-  const width = own && says && widthOf(control, next) === 'short' ? 'wide small' : widthOf(control, next);
+  const width = own && says && asked === 'short' ? 'wide small' : asked;
   const classes = ['control', width, control.disabled && 'disabled', control.changed && 'edited', own && says?.under && 'under', found && found === control.name && 'found'];
   return (
     <div class={classes.filter(Boolean).join(' ')}>
       <One {...props} />
-      <Mark control={control} node={store.state?.node ?? ''} />
-      {own && <Sentence name={control.name} />}
+      {width !== withButtons && <Below control={control} />}
     </div>
   );
 }
@@ -154,10 +177,13 @@ interface ControlsProps {
 export function Controls({ controls, window, title, group = -1, found }: ControlsProps) {
   // Those that a list shows among its rows.
   const drawnByLists = useListButtons(controls);
+  const shown = [...controls.entries()].filter(
+    ([, control]) => !control.hidden && control.group === group && !(control.kind === 'button' && drawnByLists.has(plain(control.caption).text)),
+  );
+  let above: Control | undefined; // whose buttons stand beside it
   return (
     <div class="controls">
-      {controls.map((control, index) => {
-        if (control.hidden || control.group !== group || (control.kind === 'button' && drawnByLists.has(plain(control.caption).text))) return null;
+      {shown.map(([index, control], at) => {
         if (control.kind === 'group') {
           return (
             <fieldset key={index} class="wide">
@@ -166,7 +192,17 @@ export function Controls({ controls, window, title, group = -1, found }: Control
             </fieldset>
           );
         }
-        return <Cell key={index} props={{ control, index, window, title }} next={controls[index + 1]} found={found} />;
+        const next = shown[at + 1]?.[1];
+        const width = widthOf(control, next);
+        if (width === withButtons) above = control;
+        const field = next?.kind === 'button' ? undefined : above;
+        if (field) above = undefined;
+        return (
+          <Fragment key={index}>
+            <Cell props={{ control, index, window, title }} width={width} found={found} />
+            {field && <BelowLine control={field} />}
+          </Fragment>
+        );
       })}
     </div>
   );

@@ -18,8 +18,8 @@ export function was(changed: Changed): string {
   if (changed.secret) return 'another password than stored';
   if (changed.was !== undefined) return `was ${changed.was === 'on' || changed.was === 'off' ? changed.was : shown(changed.was)}`;
   const parts = [];
-  if (changed.added?.length) parts.push(`${changed.added.length} added`);
-  if (changed.removed?.length) parts.push(`${changed.removed.length} taken out`);
+  if (changed.added?.length) parts.push(`${changed.added.length} ${changed.ticks ? 'ticked' : 'added'}`);
+  if (changed.removed?.length) parts.push(`${changed.removed.length} ${changed.ticks ? 'unticked' : 'taken out'}`);
   return parts.length ? parts.join(', ') : 'in another order';
 }
 

@@ -75,6 +75,8 @@ export interface Changed {
   secret?: boolean;
   added?: string[];
   removed?: string[];
+  /** Its rows are ticked and unticked. */
+  ticks?: boolean;
 }
 
 export interface ReviewedPage {
