@@ -2,6 +2,7 @@
 // EDITS wait, 10,000 where none are named, when their review is opened. The target many_users is built before.
 process.env.MARROWEN = process.argv[2];
 const { Home, serve, startBrowser } = await import('../tests/web/console.mjs');
+const { editMany } = await import('../tests/web/task.mjs');
 
 const percentile = (times, share) => [...times].sort((a, b) => a - b)[Math.min(times.length - 1, Math.floor(times.length * share))];
 const row = (what, times) =>
@@ -86,23 +87,6 @@ async function search(page) {
   await type('user');
   for (let i = 0; i < 20; ++i) times.push(...(await type(`user0${String(i * 4321).padStart(5, '0')}`)));
   return times;
-}
-
-// Changes a setting of that many users; no page is open meanwhile that would follow each act.
-async function editMany(page, origin, count) {
-  await page.goto(`${origin}/icon.svg`);
-  await page.evaluate(async (count) => {
-    const headers = { 'X-Marrowen-Key': localStorage.getItem('key') };
-    const act = async (one) => (await fetch('/api/act', { method: 'POST', headers, body: JSON.stringify({ ...one, tab: 'bench' }) })).json();
-    let control = -1;
-    for (let i = 0; i < count; ++i) {
-      const reply = await act({ act: 'node', text: `Users::user${String(i).padStart(6, '0')}` });
-      if (control < 0) control = reply.state.controls.findIndex(({ name }) => name === 'Monitor Child Processes');
-      await act({ act: 'click', window: reply.state.window, control });
-    }
-  }, count);
-  await page.goto(origin);
-  await page.getByRole('button', { name: `Changes on ${count.toLocaleString('en')} pages wait` }).waitFor();
 }
 
 // Milliseconds from the click on what waits to the frame with the review.

@@ -4,6 +4,7 @@ import { writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { Home, serve, startBrowser } from './console.mjs';
+import { editMany } from './task.mjs';
 
 const count = 100000;
 let home;
@@ -111,6 +112,22 @@ test('an import tells how far it has come, and leaves the settings as they were 
     assert.equal(stored?.replace('\0', ''), stage === 'all' ? 'no' : undefined, stage);
     assert.deepEqual(home.temporaryFiles(), []);
   }
+});
+
+test('a review of many pages shows the rest of them on demand', async () => {
+  await editMany(page, console_.origin, 203);
+  await page.getByRole('button', { name: 'Changes on 203 pages wait' }).click();
+  const dialog = page.locator('dialog[open]');
+  await dialog.getByRole('region', { name: 'Users::user000199' }).waitFor();
+  assert.equal(await dialog.getByRole('region').count(), 200);
+  await dialog.getByRole('button', { name: 'Show 3 more' }).click();
+  await dialog.getByRole('region', { name: 'Users::user000202' }).waitFor();
+  await dialog.getByRole('button', { name: 'Revert all of Users::user000202' }).click();
+  await page.getByText('Changes that wait on 202 pages').waitFor();
+  assert.equal(await dialog.getByRole('region').count(), 202);
+  await dialog.getByRole('button', { name: 'Discard all…' }).click();
+  await dialog.getByRole('button', { name: 'Discard everything' }).click();
+  await dialog.waitFor({ state: 'detached' });
 });
 
 test('an export tells how far it has come, and a cancelled one leaves no file', async () => {

@@ -8,6 +8,23 @@ export const hash = (node) => `#/${node.split('::').map(encodeURIComponent).join
 /** In the page: to that address, of the computer that is shown. */
 export const goTo = (to) => (location.hash = to + (/\?.*/.exec(location.hash)?.[0] ?? ''));
 
+/** Changes a setting of that many users; no page is open meanwhile that would follow each act. */
+export async function editMany(page, origin, count) {
+  await page.goto(`${origin}/icon.svg`);
+  await page.evaluate(async (count) => {
+    const headers = { 'X-Marrowen-Key': localStorage.getItem('key') };
+    const act = async (one) => (await fetch('/api/act', { method: 'POST', headers, body: JSON.stringify({ ...one, tab: 'many' }) })).json();
+    let control = -1;
+    for (let i = 0; i < count; ++i) {
+      const reply = await act({ act: 'node', text: `Users::user${String(i).padStart(6, '0')}` });
+      if (control < 0) control = reply.state.controls.findIndex(({ name }) => name === 'Monitor Child Processes');
+      await act({ act: 'click', window: reply.state.window, control });
+    }
+  }, count);
+  await page.goto(origin);
+  await page.getByRole('button', { name: `Changes on ${count.toLocaleString('en')} pages wait` }).waitFor();
+}
+
 /** Waits until what is asked for is as wanted. */
 export async function until(what, wanted) {
   for (const end = Date.now() + patience; Date.now() < end; ) {

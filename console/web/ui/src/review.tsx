@@ -70,6 +70,7 @@ export function Review({ onClose }: { onClose: () => void }) {
   };
   useEffect(() => void load(), []);
   if (!all) return null;
+  const left = all.total - all.pages.length;
   return (
     <Modal label="Changes that wait" onClose={onClose} wide>
       <h2>Changes that wait on {all.total.toLocaleString('en')} {all.total === 1 ? 'page' : 'pages'}</h2>
@@ -93,9 +94,9 @@ export function Review({ onClose }: { onClose: () => void }) {
             </ul>
           </section>
         ))}
-        {all.total > all.pages.length && (
+        {left > 0 && (
           <button type="button" onClick={() => void load(atOnce)}>
-            Show {Math.min(atOnce, all.total - all.pages.length)} more of {(all.total - all.pages.length).toLocaleString('en')} pages
+            {left > atOnce ? `Show ${atOnce} more of ${left.toLocaleString('en')} pages` : `Show ${left} more`}
           </button>
         )}
       </div>
