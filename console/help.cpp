@@ -96,6 +96,11 @@ const PageHelp* HelpOf(const Tree& tree, std::string_view node, std::string_view
   return found;
 }
 
+std::optional<size_t> HelpNumber(const PageHelp* help) {
+  if (help == nullptr) return std::nullopt;
+  return static_cast<size_t>(help - AllHelp().data());
+}
+
 ordered_json HelpJson(const PageHelp& help) {
   ordered_json settings = ordered_json::object();
   for (const SettingHelp& setting : help.settings) {

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -48,6 +49,9 @@ const std::vector<PageHelp>& AllHelp();
 
 // Of the page that serves the node, or a dialog of it; null where there is none.
 const PageHelp* HelpOf(const Tree& tree, std::string_view node, std::string_view dialog = {});
+
+// Its place in AllHelp; nothing for null.
+std::optional<size_t> HelpNumber(const PageHelp* help);
 
 // {"title", "about", "settings": {NAME: {"text", "default", "under", "danger", "rows", "rank"}}}
 nlohmann::ordered_json HelpJson(const PageHelp& help);

@@ -116,12 +116,12 @@ Response ReadReview(Session& session, const Request& request) {
   return Json(session.Read([&] { return session.Review(first, count); }));
 }
 
-Response ReadHelp(Session& session, const Request& request) {
-  const std::string node = request.Field("node");
-  const std::string dialog = request.Field("dialog");
-  return Json(session.Read([&]() -> ordered_json {
-    const PageHelp* const help = HelpOf(session.GetHost().GetTree(), node, dialog);
-    return help == nullptr ? ordered_json(nullptr) : HelpJson(*help);
+// All of it at once: a page that is gone to has its help there already.
+Response ReadHelp(Session& session, const Request&) {
+  return Json(session.Read([] {
+    ordered_json all = ordered_json::array();
+    for (const PageHelp& help : AllHelp()) all.push_back(HelpJson(help));
+    return all;
   }));
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "console/code_page.h"
+#include "console/help.h"
 #include "console/web/describe_window.h"
 #include "console/web/session.h"
 #include "platform/machine.h"
@@ -67,6 +68,7 @@ std::string Session::DescribePage() const {
   const CTesselPropertyPage& page = *m_host.Page();
   ordered_json json{{"problem", m_host.WhyNothingIsStored()}, {"controls", DescribeWindow(page)}};
   AddStored(page, m_shownPending, json["controls"]);
+  if (const auto help = HelpNumber(HelpOf(m_host.GetTree(), m_host.NodePath()))) json["help"] = *help;
   const auto differs = [](const ordered_json& control) { return control.contains("changed"); };
   if (Unasked(m_host.NodePath()) && std::ranges::any_of(json["controls"], differs)) json["unasked"] = true;
   const std::string text = code_page::Dump(json);
@@ -77,7 +79,12 @@ std::string Session::DescribePage() const {
 ordered_json Session::DescribeWindows(const std::string& tab) const {
   ordered_json windows = ordered_json::array();
   if (m_owner && *m_owner != tab) return windows;
-  for (const ModalWindow* window : m_windows) windows.push_back(DescribeModal(*window));
+  for (const ModalWindow* window : m_windows) {
+    ordered_json& json = windows.emplace_back(DescribeModal(*window));
+    if (window->kind != ModalWindow::Kind::Dialog) continue;
+    const PageHelp* const help = HelpOf(m_host.GetTree(), m_host.NodePath(), window->dialog->Caption());
+    if (const auto number = HelpNumber(help)) json["help"] = *number;
+  }
   return windows;
 }
 

@@ -1,11 +1,12 @@
 // The console: the computer and the search above, the tree beside, the page, and what waits to be applied.
 
 import { render } from 'preact';
-import { useEffect, useMemo, useReducer, useState } from 'preact/hooks';
+import { useEffect, useMemo, useReducer, useRef, useState } from 'preact/hooks';
 import { useAddress } from './address_bar';
 import { apply, Bar } from './bar';
 import { Windows, Working } from './dialogs';
 import { HelpPanel } from './help';
+import { loadHelp } from './help_texts';
 import { Page } from './page';
 import { Places } from './places';
 import { discard, Review } from './review';
@@ -30,6 +31,13 @@ function App() {
     if (path) void act({ act: 'node', text: path });
   };
   useEffect(follow, []);
+  useEffect(() => void loadHelp(), []);
+  // Another console may be another version; and the line may have been lost.
+  const instance = useRef('');
+  useEffect(() => {
+    if (instance.current || store.helps?.length === 0) void loadHelp();
+    instance.current = state?.instance ?? '';
+  }, [state?.instance]);
   useEffect(() => {
     const onLeave = (event: BeforeUnloadEvent) => {
       if (store.state?.marks.length) event.preventDefault();
@@ -83,7 +91,7 @@ function App() {
     [state?.instance, state?.tree, state?.node, state?.configServer, root, state?.marks.join('\n')],
   );
 
-  if (!state) {
+  if (!state || !store.helps) {
     return (
       <p class="alone" role="status">
         {store.line === 'closed' ? 'This browser is not let in. Open the address that the console printed.' : ''}
@@ -130,7 +138,7 @@ function App() {
       </nav>
       {drawer && <div class="shade" onClick={() => setDrawer(false)} />}
       <Page state={state} found={found} onHelp={() => setHelp(!help)} />
-      {help && <HelpPanel node={state.node} onClose={() => setHelp(false)} />}
+      {help && <HelpPanel number={state.help} onClose={() => setHelp(false)} />}
       <Bar state={state} onReview={() => setReview(true)} />
       {review && <Review onClose={() => setReview(false)} />}
       <Windows windows={state.windows} />

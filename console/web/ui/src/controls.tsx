@@ -103,6 +103,8 @@ function widthOf(control: Control, next: Control | undefined): string {
       return 'inline';
     case 'slider':
       return 'grow';
+    case 'check box':
+      return isPair(control, next) ? 'inline' : 'wide';
     case 'edit':
       if (control.multiLine) return 'wide';
       if (control.spin || control.takes) return 'short';
@@ -114,6 +116,10 @@ function widthOf(control: Control, next: Control | undefined): string {
       return 'wide';
   }
 }
+
+/** A tick and the field of the same caption that it governs are one line. */
+const isPair = (box: Control | undefined, field: Control | undefined) =>
+  box?.kind === 'check box' && field?.kind === 'edit' && !field.multiLine && plain(box.caption).text === plain(field.caption).text;
 
 /** The mark of a control that shows something else than is stored, and the way back. */
 function Mark({ control, node }: { control: Control; node: string }) {
@@ -144,24 +150,24 @@ function Below({ control }: { control: Control }) {
 }
 
 function BelowLine({ control }: { control: Control }) {
-  const under = useSentence(control.name)?.under;
+  const under = useSentence(control.name)?.under || control.kind === 'check box';
   return (
-    <div class={'control wide below' + (under ? ' under' : '')}>
+    <div class={'control wide below' + (under ? ' under' : '') + (control.changed ? ' edited' : '')}>
       <Below control={control} />
     </div>
   );
 }
 
-function Cell({ props, width: asked, found }: { props: Props; width: string; found: string | undefined }) {
+function Cell({ props, width: asked, starts, alone, found }: { props: Props; width: string; starts: boolean; alone: boolean; found: string | undefined }) {
   const { control } = props;
   const says = useSentence(control.name);
   const own = isSetting(control);
-  const width = own && says && asked === 'short' ? 'wide small' : asked;
-  const classes = ['control', width, control.disabled && 'disabled', control.changed && 'edited', own && says?.under && 'under', found && found === control.name && 'found'];
+  const width = alone && own && says && asked === 'short' ? 'wide small' : asked;
+  const classes = ['control', width, control.disabled && 'disabled', starts && control.changed && 'edited', starts && own && says?.under && 'under', found && found === control.name && 'found'];
   return (
     <div class={classes.filter(Boolean).join(' ')}>
       <One {...props} />
-      {width !== withButtons && <Below control={control} />}
+      {alone && <Below control={control} />}
     </div>
   );
 }
@@ -180,7 +186,7 @@ export function Controls({ controls, window, title, group = -1, found }: Control
   const shown = [...controls.entries()].filter(
     ([, control]) => !control.hidden && control.group === group && !(control.kind === 'button' && drawnByLists.has(plain(control.caption).text)),
   );
-  let above: Control | undefined; // whose buttons stand beside it
+  let above: Control[] = []; // whose line is not at its end
   return (
     <div class="controls">
       {shown.map(([index, control], at) => {
@@ -194,13 +200,19 @@ export function Controls({ controls, window, title, group = -1, found }: Control
         }
         const next = shown[at + 1]?.[1];
         const width = widthOf(control, next);
-        if (width === withButtons) above = control;
-        const field = next?.kind === 'button' ? undefined : above;
-        if (field) above = undefined;
+        const goesOn = width === withButtons || isPair(control, next) || (above.length > 0 && next?.kind === 'button');
+        const starts = above.length === 0;
+        const inLine = goesOn || !starts;
+        if (inLine && isSetting(control)) above.push(control);
+        const ended = goesOn ? [] : above;
+        if (!goesOn) above = [];
+        const unnamed = isPair(shown[at - 1]?.[1], control);
         return (
           <Fragment key={index}>
-            <Cell props={{ control, index, window, title }} width={width} found={found} />
-            {field && <BelowLine control={field} />}
+            <Cell props={{ control, index, window, title, unnamed }} width={width} starts={starts} alone={!inLine} found={found} />
+            {ended.map((one) => (
+              <BelowLine control={one} key={one.name} />
+            ))}
           </Fragment>
         );
       })}

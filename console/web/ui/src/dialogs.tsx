@@ -22,7 +22,7 @@ function Dialog({ modal }: { modal: DialogWindow }) {
     <Modal label={modal.caption || 'Dialog'} onClose={() => void press('close')} onEnter={() => void press('enterKey')} wide>
       <h2>{modal.caption}</h2>
       <div class="body">
-        <WithHelp node={store.state?.node ?? ''} dialog={modal.caption}>
+        <WithHelp number={modal.help}>
           <Controls controls={controls} window={modal.window} title={modal.caption || 'Dialog'} />
         </WithHelp>
       </div>

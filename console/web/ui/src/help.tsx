@@ -1,7 +1,7 @@
 // What pages and settings are for: the sentence beside each setting, and the panel with all of it.
 
 import { createContext, type ComponentChildren } from 'preact';
-import { useContext, useEffect, useState } from 'preact/hooks';
+import { useContext } from 'preact/hooks';
 import { helpOf, type Help } from './help_texts';
 import { plain, type Control } from './state';
 import { act } from './transport';
@@ -9,19 +9,8 @@ import { act } from './transport';
 const Shown = createContext<Help | null>(null);
 
 /** Lets the controls inside know their sentences. */
-export function WithHelp({ node, dialog = '', children }: { node: string; dialog?: string; children: ComponentChildren }) {
-  return <Shown.Provider value={useHelp(node, dialog)}>{children}</Shown.Provider>;
-}
-
-export function useHelp(node: string, dialog = ''): Help | null {
-  const [help, setHelp] = useState<{ of: string; help: Help | null } | null>(null);
-  const of = `${node} ${dialog}`;
-  useEffect(() => {
-    let current = true;
-    void helpOf(node, dialog).then((found) => current && setHelp({ of, help: found }));
-    return () => void (current = false);
-  }, [of]);
-  return help?.of === of ? help.help : null;
+export function WithHelp({ number, children }: { number: number | undefined; children: ComponentChildren }) {
+  return <Shown.Provider value={helpOf(number)}>{children}</Shown.Provider>;
 }
 
 const bare = (name: string) => plain(name).text.replace(/[: ]+$/, '');
@@ -98,8 +87,8 @@ export function Sentence({ name }: { name: string }) {
   );
 }
 
-export function HelpPanel({ node, onClose }: { node: string; onClose: () => void }) {
-  const help = useHelp(node);
+export function HelpPanel({ number, onClose }: { number: number | undefined; onClose: () => void }) {
+  const help = helpOf(number);
   return (
     <aside aria-label="Help" class="help" onKeyDown={(event) => event.key === 'Escape' && onClose()}>
       <header>

@@ -19,16 +19,10 @@ export interface Help {
   settings: Record<string, SettingHelp>;
 }
 
-const helps = new Map<string, Promise<Help | null>>();
-/** What the page at the node, or a dialog of it, is for; null where nobody has written it down. */
-export function helpOf(node: string, dialog = ''): Promise<Help | null> {
-  const name = `${store.state?.instance} ${node} ${dialog}`;
-  let help = helps.get(name);
-  if (!help) {
-    help = get<Help>('/api/help', { node, dialog });
-    helps.set(name, help);
-    // The line may have been lost: it is asked for again.
-    void help.then((found) => found ?? helps.delete(name));
-  }
-  return help;
+/** Asks for all of it, so that no page changes its looks when its help comes. */
+export async function loadHelp() {
+  store.helps = (await get<Help[]>('/api/help', {})) ?? [];
+  store.changed();
 }
+
+export const helpOf = (number: number | undefined): Help | null => (number === undefined ? null : (store.helps?.[number] ?? null));

@@ -8,6 +8,7 @@ interface Place {
   index: number;
   window: number;
   title: string; // the window's, which names what nothing else names
+  unnamed?: boolean; // its name stands before it already
 }
 
 export type Props<K extends Kind = Kind> = Place & { control: OfKind<K> };
@@ -33,11 +34,11 @@ export function useDraft(value: string) {
   };
 }
 
-export function Labelled({ control, index, window, hint, children }: Props & { hint?: string; children: ComponentChildren }) {
+export function Labelled({ control, index, window, unnamed, hint, children }: Props & { hint?: string; children: ComponentChildren }) {
   const { text } = plain(control.caption);
   return (
     <>
-      {text && (
+      {text && !unnamed && (
         <label for={idOf(window, index)} title={storedAs(control)}>
           {text}
         </label>
@@ -51,13 +52,14 @@ export function Labelled({ control, index, window, hint, children }: Props & { h
 export const storedAs = (control: Control) => (control.storedAs ? `Stored as ${control.storedAs}` : undefined);
 
 export function common(props: Props) {
-  const { control, index, window } = props;
-  const { text, key } = plain(control.caption);
+  const { control, index, window, unnamed } = props;
+  const { key } = plain(control.caption);
+  const labelled = !unnamed && plain(control.caption).text !== '';
   return {
     id: idOf(window, index),
     disabled: control.disabled,
     accessKey: key,
-    'aria-label': text ? undefined : nameOf(props),
-    title: text ? undefined : storedAs(control),
+    'aria-label': labelled ? undefined : nameOf(props),
+    title: labelled ? undefined : storedAs(control),
   };
 }

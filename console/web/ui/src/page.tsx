@@ -42,7 +42,7 @@ export function Page({ state, found, onHelp }: { state: State; found: string; on
               {state.problem}
             </p>
           )}
-          <WithHelp node={state.node}>
+          <WithHelp number={state.help}>
             <Controls controls={state.controls} window={state.window} title={title ?? ''} found={found} />
           </WithHelp>
         </div>

@@ -1,7 +1,7 @@
 // The search over pages, settings, people and what can be done: it jumps to what is chosen. A setting that each
 // user, group or range has asks for whom.
 
-import { useEffect, useRef, useState } from 'preact/hooks';
+import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
 import { marked, type Part } from './marked';
 import { shownName } from './names';
 import { plain } from './state';
@@ -116,7 +116,8 @@ export function Search({ onChosen, actions }: { onChosen: (found: Found) => void
   const words = text.trim().toLowerCase();
 
   useEffect(() => setActive(0), [groups]);
-  useEffect(() => {
+  // As soon as it stands there: keys may follow at once.
+  useLayoutEffect(() => {
     const onKey = (event: KeyboardEvent) => {
       if ((event.ctrlKey || event.metaKey) && event.key.toLowerCase() === 'k' && !document.querySelector('dialog[open]')) {
         event.preventDefault();

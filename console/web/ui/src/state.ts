@@ -92,6 +92,7 @@ export interface DialogWindow {
   window: number;
   caption: string;
   controls: Control[];
+  help?: number;
 }
 
 export interface MessageWindow {
@@ -136,6 +137,8 @@ export interface State {
   problem: string;
   window: number;
   controls: Control[];
+  /** Which of the helps is the page's. */
+  help?: number;
   /** What waits on the page it has added by itself. */
   unasked?: boolean;
   windows: ModalWindow[];

@@ -1,11 +1,13 @@
 // What the browser's part holds, and who is told when it changes.
 
+import type { Help } from './help_texts';
 import type { Control, State } from './state';
 
 export type Line = 'open' | 'lost' | 'closed';
 
 export const store = {
   state: null as State | null,
+  helps: null as Help[] | null, // null until it has come, or can't
   line: 'open' as Line,
   beeps: 0,
   busy: false, // an act has been on its way for a while
