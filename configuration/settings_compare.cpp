@@ -236,6 +236,7 @@ class LossWalk {
   void Record(const CString& path, const CString& name, std::span<const BYTE> data, const CString& entropy,
               const SnapshotValue* back);
   CString WhyNotBack(const ValueEntry& entry, std::span<const BYTE> data) const;
+  CString WhyMisread(const ValueEntry& entry) const;
 
   const SettingsSnapshot& m_back;
   const CStringList* m_outward;
@@ -329,12 +330,27 @@ CString LossWalk::WhyNotBack(const ValueEntry& entry, std::span<const BYTE> data
   CString element;
   AppendValueElement(element, entry);
   const ProbeTarget back = ReadBack(element, m_inward);
-  if (!back.found) return "It does not come back.";
+  if (!back.found) return WhyMisread(entry);
   if (back.name != entry.name) return "It comes back under the name \"" + Shortened(back.name) + "\".";
   const auto backData = ParseRegValue(SubstituteTokens(back.text, m_inward), back.type);
-  if (!backData) return "It does not come back.";
+  if (!backData) return WhyMisread(entry);
   if (SameData(entry.type, data, *backData)) return {};
   return "It comes back as \"" + Shortened(FormatRegValue(entry.type, *backData)) + "\".";
+}
+
+// One character of the name or text is mostly what the reader stumbles over.
+CString LossWalk::WhyMisread(const ValueEntry& entry) const {
+  for (const char c : {'\'', '>', '<', '&'}) {
+    ValueEntry without = entry;
+    std::erase(without.name, c);
+    std::erase(without.value, c);
+    CString element;
+    AppendValueElement(element, without);
+    if (ReadBack(element, m_inward).found) {
+      return CString("It does not come back: the \"") + c + "\" in it ends what is read.";
+    }
+  }
+  return "It does not come back.";
 }
 
 void LossWalk::Record(const CString& path, const CString& name, std::span<const BYTE> data,

@@ -1,6 +1,6 @@
 #include "console/cli/page_command.h"
 
-#include "console/cli/credentials.h"
+#include "console/credentials.h"
 #include "console/describe.h"
 #include "console/review.h"
 #include "framework/page_directory.h"

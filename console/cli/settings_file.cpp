@@ -11,12 +11,13 @@
 #include "configuration/settings_export.h"
 #include "configuration/settings_import.h"
 #include "configuration/value_text.h"
-#include "console/cli/credentials.h"
 #include "console/cli/legacy_settings.h"
 #include "console/cli/wrong_use.h"
 #include "console/code_page.h"
 #include "console/computer.h"
+#include "console/credentials.h"
 #include "console/describe.h"
+#include "console/export_losses.h"
 #include "console/import_trial.h"
 #include "platform/machine.h"
 #include "platform/program.h"
@@ -114,25 +115,15 @@ void FailUnlessTold(Outcome& outcome, std::string_view success) {
   outcome.messages.clear();
 }
 
-// What does not come back from the file, as it is found by reading it back; what went into a stream is
-// written once more, into memory.
-std::vector<std::string> LossesOfExport(const std::string& file, bool withCredentials) {
-  const CString folder = LocalInstallFolder();
-  const CStringList outward = ExportTokens(folder);
-  const CStringList inward = ImportTokens(folder);
-  XmlStringWriter again;
-  if (IsStream(file)) {
-    EngineCallbacks ui;
-    ui.ask = [withCredentials](const CString&) { return withCredentials; };
-    for (const char* path : kExportedKeys) ExportRegistryKey(again, false, path, &outward, ui);
+std::vector<std::string> WarningsOf(const std::vector<ExportLoss>& losses) {
+  std::vector<std::string> warnings;
+  for (const ExportLoss& loss : losses) {
+    const bool named = !loss.page.empty() && !loss.setting.empty();
+    const std::string where =
+        named ? loss.page + ", " + loss.setting + " (" + loss.stored + ")" : loss.stored;
+    warnings.push_back(OneLine((where.empty() ? "" : where + ": ") + loss.why));
   }
-  XmlReader reader(IsStream(file) ? MemorySource(again.GetBuffer()) : OpenFileSource);
-  std::vector<std::string> losses;
-  FindLosses(reader, file, kExportedKeys, &outward, &inward, withCredentials, [&](const SettingsLoss& loss) {
-    const std::string where = loss.key + (loss.name.empty() ? "" : ", " + Quoted(loss.name));
-    losses.push_back(OneLine((where.empty() ? "" : where + ": ") + loss.reason));
-  });
-  return losses;
+  return warnings;
 }
 
 Outcome Export(const Settings& settings, const Words& words) {
@@ -149,7 +140,9 @@ Outcome Export(const Settings& settings, const Words& words) {
   if (!words.force && HoldsOther(file))
     return Failed("The file " + Quoted(file) +
                   " can't be replaced: it is no settings file. \"--force\" replaces it.");
-  const auto prepare = [&words](Host&, ScriptedFrontEnd& frontEnd) {
+  const Host* exporting = nullptr;
+  const auto prepare = [&](Host& host, ScriptedFrontEnd& frontEnd) {
+    exporting = &host;
     frontEnd.standingAnswer = [&words](std::string_view question) -> std::optional<std::string> {
       if (!AsksForCredentials(question)) return std::nullopt;
       if (!words.credentials.empty()) return words.credentials;
@@ -158,10 +151,12 @@ Outcome Export(const Settings& settings, const Words& words) {
     };
   };
   const auto finish = [&](Outcome& outcome, const CDialog&) {
-    FailUnlessTold(outcome, "Settings saved in ");
+    FailUnlessTold(outcome, kSettingsSaved);
     // Its page opens an access list and puts it back.
     outcome.readsOnly = true;
-    if (outcome.status == Status::Done) outcome.warnings = LossesOfExport(file, words.credentials != "no");
+    if (outcome.status == Status::Done) {
+      outcome.warnings = WarningsOf(LossesOfExport(*exporting, file, words.credentials != "no"));
+    }
   };
   Outcome outcome =
       WithoutText(PressButton(settings, kPage, "Export Settings", {"--path", file}, finish, prepare));

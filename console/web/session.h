@@ -210,6 +210,7 @@ class Session final : public FrontEnd {
   bool m_applied = false;                          // in this event
   bool m_waitedBefore = false;                     // edits, when the act began
   bool m_atSheet = true;                           // the act
+  bool m_withCredentials = true;                   // as a person has answered an export
   std::optional<std::vector<std::string>> m_told;  // by message boxes while pages are applied
 
   std::unique_ptr<Request> m_act;  // the act that has not settled

@@ -128,8 +128,8 @@ TEST_F(Compare, LossesAreWhatARoundTripLoses) {
       {"ok", REG_MULTI_SZ, "\0\0"s, ""},
       {"ok", REG_SZ, "line\r\nline\r\n", ""},
       {"ok", REG_DWORD, "\1\2\3\4", ""},
-      {"v", REG_SZ, "a>b", "It does not come back."},
-      {"v", REG_SZ, "it's", "It does not come back."},
+      {"v", REG_SZ, "a>b", "It does not come back: the \">\" in it ends what is read."},
+      {"v", REG_SZ, "it's", "It does not come back: the \"'\" in it ends what is read."},
       {"it's", REG_SZ, "x", "It comes back under the name \"it\"."},
       {"a&amp;b", REG_SZ, "x", "It comes back under the name \"a&b\"."},
       {"v", REG_SZ, "a&amp;b", "It comes back as \"a&b\"."},
@@ -219,7 +219,7 @@ TEST_F(Compare, LossesAreFoundWhereOneEntrySpoilsAnother) {
   EXPECT_EQ(losses(), "");
   Set(Key("SSHD\\PAD\\anna").get(), "Comment", "it's a/b", REG_SZ);
   EXPECT_EQ(losses(),
-            "\\PAD\\anna|Comment|It does not come back.\n"
+            "\\PAD\\anna|Comment|It does not come back: the \"'\" in it ends what is read.\n"
             "\\PAD\\bert|(Default)|The credential comes back protected for \"anna\", not for \"bert\".\n"
             "\\PAD\\carl|(Default)|The credential comes back protected for \"anna\", not for \"carl\".\n");
   TearDown();

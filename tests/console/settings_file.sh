@@ -89,7 +89,7 @@ expect 0 '' --computer srv1 diff c.xml
 # What won't come back is told once, on standard error alone.
 expect 0 '' set Banner 'Splash Banner=a>b'
 "$program" export d.xml --credentials no 2>warned >/dev/null
-[ "$(grep -c . warned)" = 1 ] && grep -q 'SSHD, "SplashBanner": ' warned || fail "$(cat warned)"
+[ "$(grep -c . warned)" = 1 ] && grep -q '^marrowen: Banner, Splash Banner (.*SSHD, "SplashBanner"): ' warned || fail "$(cat warned)"
 expect 0 '"notes": \[\s+"[^\n]*SplashBanner' --json export d.xml --credentials no
 ! grep -q $'\r' warned || fail "progress was written into a pipe"
 

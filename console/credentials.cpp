@@ -1,4 +1,4 @@
-#include "console/cli/credentials.h"
+#include "console/credentials.h"
 
 #include "configuration/settings_export.h"
 

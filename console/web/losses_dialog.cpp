@@ -1,0 +1,24 @@
+#include "console/web/losses_dialog.h"
+
+#include "platform/text.h"
+
+namespace web {
+
+void LossesDialog::BuildControls() {
+  Add(std::make_unique<CStatic>(), -1).caption =
+      "The file is saved, and an import of it brings all back but this:";
+  CListCtrl& list = Add(std::make_unique<CListCtrl>(), -1);
+  list.caption = "Not In the File as Stored";
+  list.columns = {{"Page", 220}, {"Setting", 160}, {"Why", 360}, {"Stored As", 220}};
+  for (const ExportLoss& loss : m_losses) {
+    list.InsertItem(list.GetItemCount(),
+                    {text::Replaced(loss.page, "::", " › "), loss.setting, loss.why, loss.stored});
+  }
+  Add(std::make_unique<CButton>(), -1).caption = "Close";
+}
+
+void LossesDialog::OnControl(CWnd& /*control*/, Notice notice) {
+  if (notice == Notice::Clicked) OnCancel();
+}
+
+}  // namespace web
