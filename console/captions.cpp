@@ -12,6 +12,8 @@ constexpr char kAnyone[] = "\x01";  // no principal's name, to find where a name
 
 }  // namespace
 
+std::string ShownPath(std::string_view node) { return text::Replaced(std::string(node), "::", " > "); }
+
 Captions::Captions(const Host& host) {
   const Tree& tree = host.GetTree();
   for (const std::string& root : tree.Roots()) {

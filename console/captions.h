@@ -10,6 +10,9 @@
 
 #include "console/host.h"
 
+// A node's path as tables of changes show it, in characters that every code page has.
+std::string ShownPath(std::string_view node);
+
 class Captions {
  public:
   // Learns where the pages of the host keep their settings; the principals of the moment don't matter.

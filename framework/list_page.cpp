@@ -33,6 +33,7 @@ bool Holds(const CStringList& names, std::string_view name) {
 }
 
 DWORD OpenFolder(const CTesselRegObject& key, const char* folder, UniqueKey& opened) {
+  key.NoteRead(folder);
   return OpenUniqueKey(key.GetKey(), folder, KEY_ALL_ACCESS, opened);
 }
 

@@ -103,12 +103,14 @@ std::vector<std::string> ChangedByOthers();
 // leaves those that were kept before as they were where the first reading counts, since edits wait that began
 // with it. ChangedSinceShown are the keys of which the event at hand has changed or removed something, and
 // others have changed them since they were kept in mind. AcceptChanges takes those that ChangedSinceShown has
-// told last as shown as they are now. Nothing on Windows.
+// told last as shown as they are now. Windows does not hear of reads: NoteRead tells of them, there, as a key
+// under HKEY_LOCAL_MACHINE.
 void RememberReads();
+void NoteRead(const std::string& computer, const std::string& path);
 void KeepInMind(bool firstCounts);
 std::vector<std::string> ChangedSinceShown();
 // Those changes of the event at hand, under these keys, by which others lose something: what stood there
-// before is not what was shown. Of a key with very many values each of its changes. Nothing on Windows.
+// before is not what was shown. Of a key with very many values each of its changes.
 void ForEachConflict(const std::function<void(const Change& change)>& visit);
 void AcceptChanges();
 

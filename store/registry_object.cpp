@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/machine.h"
 #include "store/diagnostic_log.h"
 #include "store/service_control.h"
 
@@ -213,9 +214,15 @@ CString* CTesselRegObject::GetKeyPath(CString* out) const {
   return out;
 }
 
+void CTesselRegObject::NoteRead(std::string_view below) const {
+  if (!m_keyPath.empty())
+    machine::NoteRead(m_computer, m_keyPath + (below.empty() ? "" : "\\") + CString(below));
+}
+
 DWORD CTesselRegObject::GetValueSize(const char* name) const {
   DWORD size = 0;
   if (!m_key) return 0;
+  NoteRead();
   return RegQueryValueExA(m_key, name, nullptr, nullptr, nullptr, &size) == ERROR_SUCCESS ? size : 0;
 }
 
@@ -292,6 +299,7 @@ DWORD CTesselRegObject::SetDWORDValue(DWORD value, const char* name) {
 void CTesselRegObject::DeleteValue(const char* name) { RegDeleteValueA(m_key, name); }
 
 CStringList CTesselRegObject::GetSubKeys() const {
+  if (m_key) NoteRead();
   CStringList names = m_key ? SubkeyNames(m_key) : CStringList();
   std::reverse(names.begin(), names.end());
   return names;
@@ -299,6 +307,7 @@ CStringList CTesselRegObject::GetSubKeys() const {
 
 DWORD CTesselRegObject::EnumValue(DWORD index, char* name, DWORD* nameSize, DWORD* type, BYTE* data,
                                   DWORD* dataSize) const {
+  if (m_key) NoteRead();
   return RegEnumValueA(m_key, index, name, nameSize, nullptr, type, data, dataSize);
 }
 

@@ -66,6 +66,9 @@ class CTesselRegObject {
   // The access mask with which the key was opened at last, view bit included.
   DWORD GetAccess() const { return m_access; }
 
+  // Tells the machine that the key, or the subkey `below`, is read, as all that reads here does.
+  void NoteRead(std::string_view below = {}) const;
+
   // Size of a value's data in bytes; 0 if there is no key or no such value, or on any error.
   DWORD GetValueSize(const char* name) const;
   // Reads the data, whatever its type (`type` may be null), with a zero behind it. A missing or empty value

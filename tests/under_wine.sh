@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # under_wine.sh TESTS.exe: runs the tests of the program, but those that wine_skips.txt names.
-# under_wine.sh --not-skipped NAME FILE...: those of the files that wine_skips.txt does not name for NAME.
+# under_wine.sh --not-skipped NAME FILE...: those of the files that wine_skips.txt does not name for NAME. It may
+# name single tests of the browser's files, too, which skip them by themselves.
 set -uo pipefail
 skips=$(dirname "$(readlink -f "$0")")/wine_skips.txt
 
@@ -16,7 +17,8 @@ hold_names() {
 
 if [ "$1" = --not-skipped ]; then
   files=$(for file in "${@:3}"; do basename "$file" .sh; done)
-  hold_names "$2" "$(skipped "$2")" "$files"
+  tests=$(sed -nE "s/^(test\(|  )'([^']*)'(, async|: \[).*/\2/p" "${@:3}")
+  hold_names "$2" "$(skipped "$2")" "$files"$'\n'"$tests"
   grep -vxF -f <(skipped "$2") <<<"$files"
   exit 0
 fi

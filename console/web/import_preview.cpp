@@ -24,7 +24,7 @@ struct Preview {
     if (text::EqualNoCase(key.substr(0, kRoot.size()), kRoot)) key.remove_prefix(kRoot.size());
     ++(isNew ? added : changed);
     const auto place = captions.Of(change.key, change.name);
-    const std::string page = place ? text::Replaced(place->node, "::", " › ") : "";
+    const std::string page = place ? ShownPath(place->node) : "";
     const std::string setting = place && !place->setting.empty() ? place->setting : change.name;
     const std::string stored = std::string(key) + (change.name.empty() ? "" : ", " + change.name);
     rows.push_back({isNew ? "added" : "changed", page, setting, change.before, change.after, stored});

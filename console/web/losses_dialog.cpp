@@ -1,6 +1,6 @@
 #include "console/web/losses_dialog.h"
 
-#include "platform/text.h"
+#include "console/captions.h"
 
 namespace web {
 
@@ -11,8 +11,7 @@ void LossesDialog::BuildControls() {
   list.caption = "Not In the File as Stored";
   list.columns = {{"Page", 220}, {"Setting", 160}, {"Why", 360}, {"Stored As", 220}};
   for (const ExportLoss& loss : m_losses) {
-    list.InsertItem(list.GetItemCount(),
-                    {text::Replaced(loss.page, "::", " › "), loss.setting, loss.why, loss.stored});
+    list.InsertItem(list.GetItemCount(), {ShownPath(loss.page), loss.setting, loss.why, loss.stored});
   }
   Add(std::make_unique<CButton>(), -1).caption = "Close";
 }

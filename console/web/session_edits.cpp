@@ -73,7 +73,7 @@ Session::Conflict Session::ConflictNow() const {
   std::set<std::string> keys;
   for (const machine::Change& change : changes) {
     const std::optional<Captions::Place> place = captions.Of(change.key, change.name);
-    const std::string page = place ? text::Replaced(place->node, "::", " › ") : change.key;
+    const std::string page = place ? ShownPath(place->node) : change.key;
     if (change.isKey) {
       conflict.rows.push_back({page, change.key.substr(change.key.rfind('\\') + 1),
                                change.before ? "is there" : "is not there",

@@ -92,8 +92,12 @@ void Tell(const std::string& home, const Host::Options& options) {
       const SettingHelp* const says = help == nullptr ? nullptr : help->Of(std::string(json["name"]));
       json["also"] = says == nullptr ? "" : says->also;
       json["text"] = says == nullptr ? "" : says->text;
-      if (i < defaults.size() && control < defaults[i].size())
+      if (i < defaults.size() && control < defaults[i].size()) {
         json["default"] = defaults[i][control]["value"];
+      } else if (defaults.empty() && says != nullptr && !says->byDefault.empty() && !json.contains("rows")) {
+        // Where keys can't be emptied for a look the help says it.
+        json["default"] = says->byDefault == "empty" ? "" : says->byDefault;
+      }
       all.push_back(std::move(json));
     }
   }

@@ -333,6 +333,8 @@ void KeepPicture(const std::string&, const std::string&) {}
 
 void RememberReads() { embedded::Remembered().on = true; }
 
+void NoteRead(const std::string&, const std::string&) {}
+
 void KeepInMind(bool firstCounts) {
   using namespace embedded;  // NOLINT: as in the rest of this part
   if (notes == nullptr) return;

@@ -2,8 +2,11 @@
 
 #include "platform/machine.h"
 
+#include <set>
+
 #include "platform/text.h"
 #include "platform/windows/pictures.h"
+#include "platform/windows/shown_keys.h"
 
 namespace machine {
 
@@ -23,6 +26,7 @@ void CloseHome() {}
 
 void BeginEvent() {
   pictures::DropAll();
+  shown_keys::ForgetReads();
   inEvent = true;
 }
 Outcome CommitEvent() {
@@ -52,11 +56,22 @@ void KeepPicture(const std::string& computer, const std::string& path) {
   if (inEvent) pictures::Keep(computer, path);
 }
 std::vector<std::string> ChangedByOthers() { return {}; }
-void RememberReads() {}
-void KeepInMind(bool) {}
-std::vector<std::string> ChangedSinceShown() { return {}; }
-void ForEachConflict(const std::function<void(const Change&)>&) {}
-void AcceptChanges() {}
+void RememberReads() { shown_keys::Remember(); }
+void NoteRead(const std::string& computer, const std::string& path) {
+  if (inEvent) shown_keys::NoteRead(computer, path);
+}
+void KeepInMind(bool firstCounts) {
+  if (inEvent) shown_keys::KeepInMind(firstCounts);
+}
+std::vector<std::string> ChangedSinceShown() {
+  std::set<std::string> keys;
+  ForEachConflict([&keys](const Change& change) {
+    keys.insert((change.computer.empty() ? "" : "\\\\" + change.computer + "\\") + change.key);
+  });
+  return {keys.begin(), keys.end()};
+}
+void ForEachConflict(const std::function<void(const Change&)>& visit) { shown_keys::ForEachConflict(visit); }
+void AcceptChanges() { shown_keys::Accept(); }
 void GoIdle() {}
 
 Outcome AddComputer(std::string_view, UINT) { return NoEmbeddedComputers(); }

@@ -22,16 +22,6 @@ std::wstring Wide(const std::string& text) {
   return wide;
 }
 
-// Names in the order of the registry, which knows no case.
-struct NameOrder {
-  bool operator()(const std::string& a, const std::string& b) const {
-    const std::wstring x = Wide(a);
-    const std::wstring y = Wide(b);
-    return CompareStringOrdinal(x.data(), static_cast<int>(x.size()), y.data(), static_cast<int>(y.size()),
-                                TRUE) == CSTR_LESS_THAN;
-  }
-};
-
 struct KeyPicture {
   bool unreadable = false;  // it is there, and nothing more is known of it
   std::map<std::string, StoredValue, NameOrder> values;
@@ -47,27 +37,6 @@ struct Picture {
 };
 
 std::vector<Picture> all;
-
-void ReadValues(HKEY key, KeyPicture& picture) {
-  // A name has at most 16383 units, which are up to three bytes each.
-  std::string name(3 * 16384, '\0');
-  std::string data(4096, '\0');
-  for (DWORD i = 0;;) {
-    auto nameSize = static_cast<DWORD>(name.size());
-    auto size = static_cast<DWORD>(data.size());
-    DWORD type = REG_NONE;
-    const LONG status = RegEnumValueA(key, i, name.data(), &nameSize, nullptr, &type,
-                                      reinterpret_cast<BYTE*>(data.data()), &size);
-    if (status == ERROR_MORE_DATA) {
-      data.resize(2 * data.size());
-      continue;
-    }
-    if (status != ERROR_SUCCESS) return;
-    picture.order.push_back(name.substr(0, nameSize));
-    picture.values[picture.order.back()] = {type, data.substr(0, size)};
-    ++i;
-  }
-}
 
 std::string ReadAccessList(HKEY key) {
   std::string descriptor(1024, '\0');
@@ -86,23 +55,16 @@ std::unique_ptr<KeyPicture> ReadKey(HKEY parent, const std::string& path) {
   auto picture = std::make_unique<KeyPicture>();
   picture->unreadable = status != ERROR_SUCCESS;
   if (picture->unreadable) return picture;
-  ReadValues(key, *picture);
+  ForEachValue(key, [&picture](const std::string& name, StoredValue value) {
+    picture->order.push_back(name);
+    picture->values[name] = std::move(value);
+  });
   picture->accessList = ReadAccessList(key);
-  char name[1024];
-  DWORD size = sizeof name;
-  for (DWORD i = 0; RegEnumKeyExA(key, i, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
-       ++i, size = sizeof name) {
+  ForEachSubkey(key, [&](const std::string& name) {
     if (auto below = ReadKey(key, name)) picture->subkeys[name] = std::move(below);
-  }
+  });
   RegCloseKey(key);
   return picture;
-}
-
-// Null where it can't be reached.
-HKEY RootOf(const std::string& computer) {
-  HKEY root = nullptr;
-  RegConnectRegistryA(computer.empty() ? nullptr : computer.c_str(), HKEY_LOCAL_MACHINE, &root);
-  return root;
 }
 
 std::unique_ptr<KeyPicture> ReadComputersKey(const std::string& computer, const std::string& path) {
@@ -249,6 +211,48 @@ bool Covers(const Picture& picture, const std::string& computer, const std::stri
 }
 
 }  // namespace
+
+bool NameOrder::operator()(const std::string& a, const std::string& b) const {
+  const std::wstring x = Wide(a);
+  const std::wstring y = Wide(b);
+  return CompareStringOrdinal(x.data(), static_cast<int>(x.size()), y.data(), static_cast<int>(y.size()),
+                              TRUE) == CSTR_LESS_THAN;
+}
+
+HKEY RootOf(const std::string& computer) {
+  HKEY root = nullptr;
+  RegConnectRegistryA(computer.empty() ? nullptr : computer.c_str(), HKEY_LOCAL_MACHINE, &root);
+  return root;
+}
+
+void ForEachValue(HKEY key, const std::function<void(const std::string& name, StoredValue value)>& visit) {
+  // A name has at most 16383 units, which are up to three bytes each.
+  std::string name(3 * 16384, '\0');
+  std::string data(4096, '\0');
+  for (DWORD i = 0;;) {
+    auto nameSize = static_cast<DWORD>(name.size());
+    auto size = static_cast<DWORD>(data.size());
+    DWORD type = REG_NONE;
+    const LONG status = RegEnumValueA(key, i, name.data(), &nameSize, nullptr, &type,
+                                      reinterpret_cast<BYTE*>(data.data()), &size);
+    if (status == ERROR_MORE_DATA) {
+      data.resize(2 * data.size());
+      continue;
+    }
+    if (status != ERROR_SUCCESS) return;
+    visit(name.substr(0, nameSize), {type, data.substr(0, size)});
+    ++i;
+  }
+}
+
+void ForEachSubkey(HKEY key, const std::function<void(const std::string& name)>& visit) {
+  char name[1024];
+  DWORD size = sizeof name;
+  for (DWORD i = 0; RegEnumKeyExA(key, i, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+       ++i, size = sizeof name) {
+    visit(name);
+  }
+}
 
 void Keep(const std::string& computer, const std::string& path) {
   for (const Picture& picture : all) {

@@ -3,8 +3,8 @@ import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import { writeFileSync } from 'node:fs';
 import { join } from 'node:path';
-import { after, before, test } from 'node:test';
-import { Home, patience, serve, startBrowser } from './console.mjs';
+import { after, before } from 'node:test';
+import { Home, patience, serve, startBrowser, test } from './console.mjs';
 
 let home;
 let console_;

@@ -1,6 +1,7 @@
 // A computer whose texts are not UTF-8: the browser shows them right, and stores the bytes that the server reads.
 import assert from 'node:assert/strict';
-import { after, before, test } from 'node:test';
+import { after, before } from 'node:test';
+import { test } from './console.mjs';
 import { start, until } from './task.mjs';
 
 let all;

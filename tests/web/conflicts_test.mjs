@@ -1,6 +1,7 @@
 // Another program changes what a person is about to change: both values are shown, and the person decides.
 import assert from 'node:assert/strict';
-import { after, before, test } from 'node:test';
+import { after, before } from 'node:test';
+import { test } from './console.mjs';
 import { start, until } from './task.mjs';
 
 const compression = 'General Settings::Compression';
@@ -28,7 +29,7 @@ async function meet(theirs, mine) {
   await tab.page.getByRole('button', { name: 'Changes on 2 pages wait' }).waitFor();
   all.home.run('set', compression, `Level=${theirs}`);
   await tab.apply().click();
-  await tab.dialog().getByRole('row', { name: `General Settings › Compression Level ${theirs} ${mine}`, exact: true }).waitFor();
+  await tab.dialog().getByRole('row', { name: `General Settings > Compression Level ${theirs} ${mine}`, exact: true }).waitFor();
   assert.equal(stored(), theirs);
   // The limit, which nobody else has changed, is none of the question.
   assert.equal(await tab.dialog().getByRole('row').count(), 2);

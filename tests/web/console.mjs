@@ -1,8 +1,9 @@
 // Starts a console on a scratch home, and a browser beside it; both are ended by their own ids.
 import { execFileSync, spawn } from 'node:child_process';
-import { mkdirSync, mkdtempSync, readdirSync, rmSync } from 'node:fs';
+import { mkdirSync, mkdtempSync, readFileSync, readdirSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { dirname, join } from 'node:path';
+import { test as nodeTest } from 'node:test';
 import { chromium } from 'playwright-core';
 
 const program = process.env.MARROWEN;
@@ -14,24 +15,59 @@ const [command, ...first] = onWindows ? ['wine', program] : [program];
 /** A path as the console names it. */
 export const pathOf = (path) => (onWindows ? `Z:${path.replaceAll('/', '\\')}` : path);
 
+const skips = new Map();
+if (onWindows) {
+  for (const line of readFileSync(new URL('../wine_skips.txt', import.meta.url), 'utf8').split('\n')) {
+    const [, title, reason] = /^web ([^:]*): (.*)/.exec(line) ?? [];
+    if (title) skips.set(title, reason);
+  }
+}
+/** A test that the list of what Wine can't do may name, by its title or a shorter name. */
+export const test = (title, run, name = title) => nodeTest(title, { skip: skips.get(name) ?? false }, run);
+
 /** A program and its arguments that run the console with those words. */
 export const run = (...words) => [command, [...first, ...words]];
 
 /** For how long a test waits, in milliseconds, for what a busy machine does late. */
 export const patience = Number(process.env.PATIENCE ?? 180000);
 
-/** A scratch home, and the command line on it. */
+/** The server's key as its installation leaves it, in the registry that all programs of this Wine share. */
+function installServer() {
+  const reg = (...words) => execFileSync('wine', ['reg', ...words, '/f'], { stdio: 'ignore' });
+  const server = 'HKLM\\Software\\TesselWorks\\SSHD';
+  try {
+    reg('delete', 'HKLM\\Software\\TesselWorks');
+  } catch {
+    // There was none.
+  }
+  reg('add', server, '/v', 'Path', '/d', 'C:\\TesselWorks\\SSHD\\');
+  reg('add', server, '/v', 'LogFileDirectory', '/d', 'C:\\windows\\temp');
+  for (const key of ['Users', 'Groups', 'IPs', 'Certs', 'PrinterInfo', 'PAD']) reg('add', `${server}\\${key}`);
+}
+
+/** A scratch home, and the command line on it. On Windows it is the machine's registry, made as new. */
 export class Home {
   constructor() {
     this.folder = mkdtempSync(join(tmpdir(), 'marrowen-web-'));
     mkdirSync(join(this.folder, 'tmp'));
+    this.words = onWindows ? [] : ['--home', join(this.folder, 'home')];
+    if (onWindows) installServer();
   }
   /** The files that lie in the console's folder for temporary ones. */
   temporaryFiles() {
     return readdirSync(join(this.folder, 'tmp'), { recursive: true, withFileTypes: true }).filter((entry) => entry.isFile() && entry.name !== 'lock');
   }
   run(...words) {
-    return execFileSync(command, [...first, '--home', join(this.folder, 'home'), ...words], { encoding: 'utf8' });
+    const named = words.map((word) => (word.startsWith(this.folder) ? pathOf(word) : word));
+    return execFileSync(command, [...first, ...this.words, ...named], { encoding: 'utf8' }).replaceAll('\r\n', '\n');
+  }
+  /** A settings file as an export writes it now. */
+  exported() {
+    const file = join(this.folder, 'tmp', 'exported.xml');
+    this.run('export', file, '--credentials', 'no');
+    const text = readFileSync(file, 'utf8');
+    rmSync(file);
+    return text;
   }
   fillUsers(count) {
     execFileSync(join(dirname(program), 'many_users'), [join(this.folder, 'home'), String(count)]);
@@ -40,7 +76,8 @@ export class Home {
   value(key, name) {
     try {
       const found = JSON.parse(this.run('--json', 'reg', 'query', `HKLM\\Software\\TesselWorks\\${key}`, name));
-      return Buffer.from(found.data.values[0].bytes.replaceAll(' ', ''), 'hex').toString();
+      // Windows keeps a text with the zero behind it.
+      return Buffer.from(found.data.values[0].bytes.replaceAll(' ', ''), 'hex').toString().replace(/\0$/, '');
     } catch {
       return null;
     }
@@ -52,7 +89,7 @@ export class Home {
 
 /** The serving console: `address` with its token, `origin` without. */
 export async function serve(home, words = [], port = 0) {
-  const child = spawn(command, [...first, '--home', join(home.folder, 'home'), 'serve', '--listen', `127.0.0.1:${port}`, ...words], {
+  const child = spawn(command, [...first, ...home.words, 'serve', '--listen', `127.0.0.1:${port}`, ...words.map((word) => (word.startsWith(home.folder) ? pathOf(word) : word))], {
     stdio: ['ignore', 'pipe', 'pipe'],
     // Wine would take the folder for that of its server, and start another one.
     env: onWindows ? process.env : { ...process.env, TMPDIR: join(home.folder, 'tmp') },

@@ -2,8 +2,8 @@
 import assert from 'node:assert/strict';
 import { writeFileSync } from 'node:fs';
 import { join } from 'node:path';
-import { after, before, test } from 'node:test';
-import { Home, serve, startBrowser } from './console.mjs';
+import { after, before } from 'node:test';
+import { Home, serve, startBrowser, test } from './console.mjs';
 import { editMany } from './task.mjs';
 
 const count = 100000;
@@ -109,7 +109,7 @@ test('an import tells how far it has come, and leaves the settings as they were 
     await press('OK');
     await dialog.waitFor({ state: 'detached' });
     const stored = home.value('SSHD\\Users\\new0', 'Shell');
-    assert.equal(stored?.replace('\0', ''), stage === 'all' ? 'no' : undefined, stage);
+    assert.equal(stored, stage === 'all' ? 'no' : undefined, stage);
     assert.deepEqual(home.temporaryFiles(), []);
   }
 });

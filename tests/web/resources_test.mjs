@@ -1,6 +1,7 @@
 // Users, groups and ranges as tables: to find, open, rank and delete them, several at once.
 import assert from 'node:assert/strict';
-import { after, before, test } from 'node:test';
+import { after, before } from 'node:test';
+import { onWindows, test } from './console.mjs';
 import { start, until } from './task.mjs';
 
 let all;
@@ -10,7 +11,7 @@ let page;
 before(async () => {
   all = await start((home) => {
     for (const name of ['rita', 'Vera', 'anna']) home.run('user', 'add', name);
-    for (const name of ['Users', 'Guests', 'Backup Operators']) home.run('group', 'add', name);
+    for (const name of onWindows ? [] : ['Users', 'Guests', 'Backup Operators']) home.run('group', 'add', name);
     home.run('range', 'add', '10.0.0.5');
     home.run('range', 'add', '10.0.0.9', '10.0.0.1');
   });
@@ -54,7 +55,7 @@ test('rows are filtered, sorted, opened by click and Enter, and a new one is ope
   await page.getByRole('checkbox', { name: 'Session Limit' }).check();
   await page.getByRole('textbox', { name: 'Session Limit' }).fill('7');
   await tab.applied();
-  assert.equal(all.home.value('SSHD\\Users\\olga', 'SessionLimit')?.replace('\0', ''), '7');
+  assert.equal(all.home.value('SSHD\\Users\\olga', 'SessionLimit'), '7');
   all.home.run('user', 'delete', 'olga');
   await tab.show('Banner');
 });

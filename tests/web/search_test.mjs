@@ -1,6 +1,7 @@
 // The search: several words, misspelled ones, other words for the same, values, people, and what waits.
 import assert from 'node:assert/strict';
-import { after, before, test } from 'node:test';
+import { after, before } from 'node:test';
+import { test } from './console.mjs';
 import { start, until } from './task.mjs';
 
 let all;

@@ -1,6 +1,7 @@
 // Two tabs on one console: each has its own page and its own dialogs, over one set of edits.
 import assert from 'node:assert/strict';
-import { after, before, test } from 'node:test';
+import { after, before } from 'node:test';
+import { test } from './console.mjs';
 import { start, until } from './task.mjs';
 
 const compression = 'General Settings::Compression';

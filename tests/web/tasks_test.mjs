@@ -1,8 +1,8 @@
 // Whole tasks of an administrator: by the keyboard alone, on a slow line, and across a server that starts anew.
 import assert from 'node:assert/strict';
 import { join } from 'node:path';
-import { after, before, test } from 'node:test';
-import { serve } from './console.mjs';
+import { after, before } from 'node:test';
+import { pathOf, serve, test } from './console.mjs';
 import { hash, start, until } from './task.mjs';
 
 const compression = 'General Settings::Compression';
@@ -27,7 +27,7 @@ before(async () => {
 
 after(() => all?.stop());
 
-const stored = (key, name) => all.home.value(key, name)?.replace('\0', '') ?? null;
+const stored = (key, name) => all.home.value(key, name) ?? null;
 const focused = (locator) => locator.evaluate((element) => element === document.activeElement).catch(() => false);
 const press = async (...all) => { for (const key of all) await keys.press(key); };
 
@@ -106,15 +106,15 @@ test('an import is looked at and not done, and a restore is declined, by keys', 
   await tabTo(tab.dialog().getByRole('button', { name: 'Yes' }), 'Shift+Tab');
   await press('Enter');
   await until(() => focused(tab.dialog().getByRole('textbox', { name: 'File name' })), true);
-  await keys.type(file);
+  await keys.type(pathOf(file));
   await press('Enter');
-  await tab.dialog().getByRole('row', { name: 'changed General Settings › Compression Level 7 5' }).waitFor();
+  await tab.dialog().getByRole('row', { name: 'changed General Settings > Compression Level 7 5' }).waitFor();
   await press('Escape');
   await tab.dialog().getByText('Unable to Import').waitFor();
   await press('Enter');
   await closed();
   assert.equal(stored('SSHD', 'CompressionLevel'), '7');
-  const before = all.home.run('export', '-', '--credentials', 'no');
+  const before = all.home.exported();
   await tabTo(button('Restore Settings'));
   await press('Enter');
   await tab.dialog().getByText('Are you sure you want to restore').waitFor();
@@ -122,7 +122,7 @@ test('an import is looked at and not done, and a restore is declined, by keys', 
   await press('Enter');
   await closed();
   assert.equal(await focused(button('Restore Settings')), true, 'a person is back where the question came up');
-  assert.equal(all.home.run('export', '-', '--credentials', 'no'), before);
+  assert.equal(all.home.exported(), before);
 });
 
 test('help opens by F1 beside what is edited, and closes by Escape', async () => {

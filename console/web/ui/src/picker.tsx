@@ -40,7 +40,7 @@ export function Picker({ modal }: { modal: FileWindow | FolderWindow }) {
   const [listing, setListing] = useState<Listing | null>(null);
   const proposed = modal.fileName ?? '';
   const [name, setName] = useState(/[\\/]/.test(proposed) ? proposed.replace(/.*[\\/]/, '') : proposed);
-  const [sure, setSure] = useState('');
+  const [sure, setSure] = useState<{ target: string; name: string } | null>(null);
   const [places, setPlaces] = useState(0);
   const [sending, setSending] = useState(false);
   const chosen = useRef<HTMLInputElement>(null);
@@ -64,15 +64,21 @@ export function Picker({ modal }: { modal: FileWindow | FolderWindow }) {
   const whole = /^(\/|[A-Za-z]:[\\/])/.test(name);
   const target = folderOnly ? path : whole ? name : path && name ? path.replace(/[\\/]$/, '') + separator + name : '';
   const cancel = () => void act({ act: 'close', window: modal.window });
-  const wanted = name.toLowerCase();
-  // Pages add the ending of their first kind to a name without one.
-  const there = listing?.files.find((file) => {
-    const own = file.name.toLowerCase();
-    return own === wanted || (!wanted.includes('.') && own.replace(/\.[^.]*$/, '') === wanted && kinds[0]!.fits(own));
-  });
-  function choose() {
+  /** The file that the target would be written over, as its folder is now. */
+  async function standing(): Promise<string | undefined> {
+    const end = target.search(/[\\/][^\\/]*$/);
+    const folder = await get<Listing>('/api/files', { path: target.slice(0, end) || '/' }).then((found) => found ?? get<Listing>('/api/files', { path: target.slice(0, end + 1) }));
+    const wanted = target.slice(end + 1).toLowerCase();
+    // Pages add the ending of their first kind to a name without one.
+    return folder?.files.find((file) => {
+      const own = file.name.toLowerCase();
+      return own === wanted || (!wanted.includes('.') && own.replace(/\.[^.]*$/, '') === wanted && kinds[0]!.fits(own));
+    })?.name;
+  }
+  async function choose() {
     if (!target) return;
-    if (file?.save && file.overwritePrompt && there && sure !== target) return setSure(target);
+    const there = file?.save && file.overwritePrompt && sure?.target !== target ? await standing() : undefined;
+    if (there) return setSure({ target, name: there });
     void act({ act: 'answer', window: modal.window, text: target });
   }
   async function send(file: File | undefined) {
@@ -87,7 +93,7 @@ export function Picker({ modal }: { modal: FileWindow | FolderWindow }) {
     ...(folderOnly ? [] : (listing?.files ?? []).filter((file) => kinds[kind]!.fits(file.name)).map((entry) => ({ ...entry, folder: false }))),
   ];
   return (
-    <Modal label={label} onClose={cancel} onEnter={choose} wide>
+    <Modal label={label} onClose={cancel} onEnter={() => void choose()} wide>
       <h2>{label}</h2>
       <div class="body picker">
         <p class="path">{path || 'Places'}</p>
@@ -97,8 +103,8 @@ export function Picker({ modal }: { modal: FileWindow | FolderWindow }) {
               <button
                 type="button"
                 class={'entry' + (!entry.folder && entry.name === name ? ' selected' : '')}
-                onClick={() => (entry.folder ? void enter(entry.path) : (setName(entry.name), setSure('')))}
-                onDblClick={() => !entry.folder && choose()}
+                onClick={() => (entry.folder ? void enter(entry.path) : (setName(entry.name), setSure(null)))}
+                onDblClick={() => !entry.folder && void choose()}
               >
                 <span class={entry.folder ? 'folder' : 'file'} aria-hidden="true" />
                 <span class="name">{entry.name === '..' ? 'Folder above' : entry.name}</span>
@@ -111,7 +117,7 @@ export function Picker({ modal }: { modal: FileWindow | FolderWindow }) {
           <div class="controls">
             <div class="control wide">
               <label for="fileName">File name</label>
-              <input id="fileName" value={name} data-first="" autoComplete="off" onInput={(event) => (setName(event.currentTarget.value), setSure(''))} />
+              <input id="fileName" value={name} data-first="" autoComplete="off" onInput={(event) => (setName(event.currentTarget.value), setSure(null))} />
             </div>
             {kinds.length > 1 && (
               <div class="control wide">
@@ -125,7 +131,7 @@ export function Picker({ modal }: { modal: FileWindow | FolderWindow }) {
             )}
           </div>
         )}
-        {sure && there && <p role="alert">{there.name} already exists. Press Replace to write over it.</p>}
+        {sure?.target === target && <p role="alert">{sure.name} already exists. Press Replace to write over it.</p>}
       </div>
       <div class="buttons">
         {file?.transfer && (file.save ? (
@@ -143,8 +149,8 @@ export function Picker({ modal }: { modal: FileWindow | FolderWindow }) {
         <button type="button" onClick={cancel}>
           Cancel
         </button>
-        <button type="button" class="primary" disabled={!target} onClick={choose}>
-          {sure ? 'Replace' : folderOnly ? 'Choose' : file?.save ? 'Save' : 'Open'}
+        <button type="button" class="primary" disabled={!target} onClick={() => void choose()}>
+          {sure?.target === target ? 'Replace' : folderOnly ? 'Choose' : file?.save ? 'Save' : 'Open'}
         </button>
       </div>
     </Modal>

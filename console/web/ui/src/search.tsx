@@ -113,9 +113,16 @@ export function Search({ onChosen, actions }: { onChosen: (found: Found) => void
   const closing = useRef(0);
   const { groups, now, clear } = useAnswers(text, setting, actions);
   const all = flat(groups);
+  /** The answer that arrows have gone to, which stays the one while further letters are answered. */
+  const aimed = useRef<Found | null>(null);
   const words = text.trim().toLowerCase();
 
-  useEffect(() => setActive(0), [groups]);
+  useLayoutEffect(() => {
+    const { node, name, kind } = aimed.current ?? {};
+    const at = aimed.current ? all.findIndex((one) => one.node === node && one.name === name && one.kind === kind) : 0;
+    setActive(Math.max(at, 0));
+    if (at < 1) aimed.current = null;
+  }, [groups]);
   // As soon as it stands there: keys may follow at once.
   useLayoutEffect(() => {
     const onKey = (event: KeyboardEvent) => {
@@ -133,11 +140,13 @@ export function Search({ onChosen, actions }: { onChosen: (found: Found) => void
   function leave() {
     setText('');
     setSetting(null);
+    aimed.current = null;
     clear();
     setOpen(false);
   }
   function choose(one: Found | undefined) {
     if (!one) return;
+    aimed.current = null;
     if (one.forWhom && !setting) {
       setText('');
       clear();
@@ -150,10 +159,14 @@ export function Search({ onChosen, actions }: { onChosen: (found: Found) => void
     if (event.key === 'Escape') leave();
     else if (event.key === 'Backspace' && !text && setting) setSetting(null);
     // Enter right after typing waits for the answer to what was typed.
-    else if (event.key === 'Enter') void now().then((found) => choose(flat(found)[found === groups ? active : 0]));
+    else if (event.key === 'Enter' && aimed.current) choose(aimed.current);
+    else if (event.key === 'Enter') void now().then((found) => choose(flat(found)[0]));
     else if (event.key === 'ArrowDown' || event.key === 'ArrowUp') {
       event.preventDefault();
-      if (all.length) setActive((active + (event.key === 'ArrowDown' ? 1 : all.length - 1)) % all.length);
+      if (!all.length) return;
+      const to = (active + (event.key === 'ArrowDown' ? 1 : all.length - 1)) % all.length;
+      aimed.current = all[to]!;
+      setActive(to);
     }
   }
 
