@@ -31,14 +31,16 @@ export const run = (...words) => [command, [...first, ...words]];
 /** For how long a test waits, in milliseconds, for what a busy machine does late. */
 export const patience = Number(process.env.PATIENCE ?? 180000);
 
-/** The server's key as its installation leaves it, in the registry that all programs of this Wine share. */
+/** The server's key as its installation leaves it, and no certificate, in the registry that all programs of this Wine share. */
 function installServer() {
   const reg = (...words) => execFileSync('wine', ['reg', ...words, '/f'], { stdio: 'ignore' });
   const server = 'HKLM\\Software\\TesselWorks\\SSHD';
-  try {
-    reg('delete', 'HKLM\\Software\\TesselWorks');
-  } catch {
-    // There was none.
+  for (const left of ['TesselWorks', 'Microsoft\\SystemCertificates\\MY\\Certificates']) {
+    try {
+      reg('delete', `HKLM\\Software\\${left}`);
+    } catch {
+      // There was none.
+    }
   }
   reg('add', server, '/v', 'Path', '/d', 'C:\\TesselWorks\\SSHD\\');
   reg('add', server, '/v', 'LogFileDirectory', '/d', 'C:\\windows\\temp');
