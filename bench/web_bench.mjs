@@ -1,7 +1,8 @@
 // How soon the console in the browser answers, on loopback: node bench/web_bench.mjs build/release/bin/marrowen [EDITS]
-// EDITS wait, 10,000 where none are named, when their review is opened. The target many_users is built before.
+// EDITS wait, 10,000 where none are named, when their review is opened. The target many_users is built before. Of the
+// console for Windows, which Wine runs, all but search and review is measured.
 process.env.MARROWEN = process.argv[2];
-const { Home, serve, startBrowser } = await import('../tests/web/console.mjs');
+const { Home, onWindows, serve, startBrowser } = await import('../tests/web/console.mjs');
 const { editMany } = await import('../tests/web/task.mjs');
 
 const percentile = (times, share) => [...times].sort((a, b) => a - b)[Math.min(times.length - 1, Math.floor(times.length * share))];
@@ -154,9 +155,12 @@ try {
   home.remove();
 }
 
-await onMany(async (page, console_) => {
-  const waiting = Number(process.argv[3] ?? 10000);
-  row('search of 100,000 users, from a key to its frame', await search(page));
-  await editMany(page, console_.origin, waiting);
-  row(`review of ${waiting.toLocaleString('en')} edits, from the click to its frame`, await review(page));
-});
+// A hundred thousand users are put straight into a home.
+if (!onWindows) {
+  await onMany(async (page, console_) => {
+    const waiting = Number(process.argv[3] ?? 10000);
+    row('search of 100,000 users, from a key to its frame', await search(page));
+    await editMany(page, console_.origin, waiting);
+    row(`review of ${waiting.toLocaleString('en')} edits, from the click to its frame`, await review(page));
+  });
+}

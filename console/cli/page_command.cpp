@@ -47,7 +47,8 @@ void PageCommand::BeginReading() {
 void PageCommand::BeginWriting(bool alone) {
   if (machine::InEvent()) return;
   host->BeginEvent();
-  if (alone) {
+  // Where writes count at once, nobody could be told later that others have changed what was read.
+  if (alone || machine::WritesCountAtOnce()) {
     machine::HoldStore();
     host->FollowStore();  // the principals that came since the host was started
   }

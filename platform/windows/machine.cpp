@@ -19,6 +19,35 @@ Outcome NoEmbeddedComputers() {
 
 bool inEvent = false;
 
+// The turn to write, of the programs of this kind on this machine. It ends with the process that has it.
+class Turn {
+ public:
+  WaitTeller teller;
+
+  Outcome Take() {
+    constexpr DWORD kSecond = 1000;
+    constexpr int kSilent = 2;
+    if (m_mutex == nullptr) m_mutex = CreateMutexA(nullptr, FALSE, "Global\\MarrowenWritesSettings");
+    if (m_mutex == nullptr || m_held) return {};
+    for (int seconds = 0; WaitForSingleObject(m_mutex, kSecond) == WAIT_TIMEOUT;) {
+      if (++seconds >= kSilent && teller && !teller("another command", seconds))
+        return {ERROR_TIMEOUT, "Another command writes settings."};
+    }
+    m_held = true;
+    return {};
+  }
+
+  void Release() {
+    if (m_held) ReleaseMutex(m_mutex);
+    m_held = false;
+  }
+
+ private:
+  HANDLE m_mutex = nullptr;
+  bool m_held = false;
+};
+Turn turn;
+
 }  // namespace
 
 Outcome OpenHome(std::string_view) { return {}; }
@@ -32,6 +61,7 @@ void BeginEvent() {
 Outcome CommitEvent() {
   pictures::DropAll();
   inEvent = false;
+  turn.Release();
   return {};
 }
 Outcome AbandonEvent() {
@@ -43,8 +73,8 @@ Outcome AbandonEvent() {
 }
 bool InEvent() { return inEvent; }
 bool WritesCountAtOnce() { return true; }
-Outcome HoldStore() { return {}; }
-void SetWaitTeller(WaitTeller) {}
+Outcome HoldStore() { return turn.Take(); }
+void SetWaitTeller(WaitTeller teller) { turn.teller = std::move(teller); }
 std::string Damage() { return {}; }
 
 Outcome CheckHome(std::string_view) { return NoEmbeddedComputers(); }

@@ -53,5 +53,10 @@ grep -E '<v ' windows.xml >values.txt
 [ -s values.txt ]
 ! grep -vxFf <(grep -E '<v ' embedded.xml) values.txt
 
+# Several who write at once lose nothing of each other's.
+for i in 1 2 3 4 5 6 7 8; do wine "$program" user add "beside$i" >/dev/null & done
+wait
+[ "$(wine "$program" user list | grep -c '^beside')" = 8 ]
+
 wine reg delete 'HKLM\Software\TesselWorks' /f >/dev/null
 echo "wine scenario: all as expected"
