@@ -17,7 +17,7 @@ hold_names() {
 
 if [ "$1" = --not-skipped ]; then
   files=$(for file in "${@:3}"; do basename "$file" .sh; done)
-  tests=$(sed -nE "s/^(test\(|  )'([^']*)'(, async|: \[).*/\2/p" "${@:3}")
+  tests=$(sed -nE "s/^(test\(|  )'([^']*)'(, async|: \[).*/\2/p" "${@:3}" 2>/dev/null)
   hold_names "$2" "$(skipped "$2")" "$files"$'\n'"$tests"
   grep -vxF -f <(skipped "$2") <<<"$files"
   exit 0
