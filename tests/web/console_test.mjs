@@ -36,7 +36,7 @@ after(async () => {
   home?.remove();
 });
 
-const apply = () => page.getByRole('button', { name: /^Apply/ });
+const apply = () => page.locator('footer').getByRole('button', { name: /^Apply/ });
 const cancel = () => page.locator('footer').getByRole('button', { name: 'Cancel' });
 /** Cancel, and yes where more than one page is asked about. */
 const discard = async () => {

@@ -203,7 +203,7 @@ test('requests that are too large, too slow or malformed end, and the console go
   assert.match(smuggled.text, /^HTTP\/1\.1 421/);
   assert.doesNotMatch(smuggled.text, /"version"/);
   // One that trickles on is ended in the midst, however late a busy machine does it.
-  const slow = await raw('GET / HTTP/1.1\r\n', ...Array(patience / 3000).fill([3000, 'X-A: b\r\n']).flat());
+  const slow = await raw('GET / HTTP/1.1\r\n', ...Array(Math.ceil(patience / 3000)).fill([3000, 'X-A: b\r\n']).flat());
   assert.ok(slow.seconds < patience / 2000, `a slow request was waited for ${slow.seconds} s`);
   for (const wrong of ['', '[]', 'null', '{"act":5}', '{"window":"x","act":"click"}', '{"act":"click","window":1,"control":-1}', '{'.repeat(50000)]) {
     const answer = await ask('/api/act', { method: 'POST', body: wrong, headers });

@@ -52,7 +52,7 @@ export class Tab {
     return this.page.getByRole('heading', { level: 1, name, exact: true }).waitFor();
   }
   apply() {
-    return this.page.getByRole('button', { name: /^Apply/ });
+    return this.page.locator('footer').getByRole('button', { name: /^Apply/ });
   }
   cancel() {
     return this.page.locator('footer').getByRole('button', { name: 'Cancel' });

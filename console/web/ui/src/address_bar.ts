@@ -1,6 +1,6 @@
 // The browser's address names what is shown.
 
-import { useEffect, useRef } from 'preact/hooks';
+import { useLayoutEffect, useRef } from 'preact/hooks';
 import { fromHash, toHash, type Address } from './hash';
 import { tell } from './notices';
 import type { State } from './state';
@@ -17,7 +17,7 @@ async function show({ node, computer, configServer }: Address, state: State): Pr
   return answer;
 }
 
-/** Keeps the address and the node that is shown the same, whichever changes. */
+/** Keeps the address and the node that is shown the same, whichever changes; at no moment do they differ. */
 export function useAddress(state: State | null) {
   const own = useRef('');
   const started = useRef(false);
@@ -29,7 +29,7 @@ export function useAddress(state: State | null) {
     if (refusal) own.current = '';
     if (refusal && store.state) history.replaceState(null, '', toHash(store.state));
   }
-  useEffect(() => {
+  useLayoutEffect(() => {
     const onPop = () => {
       const asked = fromHash(location.hash);
       if (asked) void go(asked);
@@ -37,7 +37,7 @@ export function useAddress(state: State | null) {
     window.addEventListener('popstate', onPop);
     return () => window.removeEventListener('popstate', onPop);
   }, []);
-  useEffect(() => {
+  useLayoutEffect(() => {
     if (!state?.node) return;
     const hash = toHash(state);
     if (!started.current) {
