@@ -6,9 +6,9 @@ import { fileURLToPath } from 'node:url';
 
 const ui = fileURLToPath(new URL('../../console/web/ui/', import.meta.url));
 const { buildSync } = createRequire(`${ui}package.json`)('esbuild');
-const parts = ['names', 'hash', 'rows', 'tree_rows', 'state'].map((name) => `export * from './src/${name}';`).join('');
+const parts = ['names', 'hash', 'rows', 'tree_rows', 'state', 'lines'].map((name) => `export * from './src/${name}';`).join('');
 const [bundle] = buildSync({ stdin: { contents: parts, resolveDir: ui }, bundle: true, write: false, format: 'esm' }).outputFiles;
-const { networkOf, shownName, warningOf, toHash, fromHash, stepOf, plain, block, rowCount, rowOf, placesOf } = await import(
+const { networkOf, shownName, warningOf, toHash, fromHash, stepOf, plain, block, rowCount, rowOf, placesOf, placed } = await import(
   `data:text/javascript;base64,${Buffer.from(bundle.contents).toString('base64')}`
 );
 
@@ -115,4 +115,18 @@ test('the rows of a tree are its open folders one below the other, also where no
 test('nodes that have gone leave no open rows behind', () => {
   const folders = new Map([folder('', 3, { open: [2, 5], children: { 2: 1 } }), folder('2', 1, {}), folder('5', 4, {})]);
   assert.equal(placesOf(folders, '', 0, 100).length, rowCount(folders, ''));
+});
+
+test('a field shares its line with its buttons, and a tick with the field of its name', () => {
+  const lines = (...controls) => {
+    const all = controls.map(([kind, caption, more]) => ({ kind, name: caption, caption, ...more }));
+    return placed(all.map((control, index) => [index, control])).map(({ control, starts, alone, unnamed, below }) =>
+      [starts ? '|' : '', alone ? control.name : `${control.name}~`, unnamed ? '*' : '', ...below.map(({ name }) => `/${name}`)].join('')).join(' ');
+  };
+  const [browse, make] = [['button', 'Browse'], ['button', 'Generate']];
+  assert.equal(lines(['edit', 'File:'], browse, make, ['edit', 'Other']), '|File:~ Browse~ Generate~/File: |Other');
+  assert.equal(lines(['check box', '&Limit'], ['edit', 'Limit', { takes: 'digits only' }], ['check box', 'On']), '|&Limit~ Limit~*/&Limit/Limit |On');
+  assert.equal(lines(['check box', 'Limit'], ['edit', 'Number'], browse), '|Limit |Number~ Browse~/Number');
+  assert.equal(lines(['check box', 'Keep'], ['edit', 'Keep'], browse, ['text', 'Note']), '|Keep~ Keep~* Browse~/Keep/Keep |Note');
+  assert.equal(lines(['edit', 'Text', { multiLine: true }], browse, make), '|Text |Browse |Generate');
 });

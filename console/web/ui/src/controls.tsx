@@ -8,6 +8,7 @@ import { Edit } from './edit';
 import { Box, Combo, Day, Slider } from './fields';
 import { Sentence, useListButtons, useSentence } from './help';
 import { idOf, nameOf, type Props } from './labelled';
+import { isSetting, placed } from './lines';
 import { List } from './list';
 import { Resources } from './resources';
 import { revert, was } from './review';
@@ -92,35 +93,6 @@ function One(props: Props) {
   return <>{Drawn(props)}</>;
 }
 
-const withButtons = 'grow edit';
-
-/** Controls that share a line with their neighbours; a button belongs to the edit that it follows. */
-function widthOf(control: Control, next: Control | undefined): string {
-  switch (control.kind) {
-    case 'button':
-    case 'link':
-    case 'picture':
-      return 'inline';
-    case 'slider':
-      return 'grow';
-    case 'check box':
-      return isPair(control, next) ? 'inline' : 'wide';
-    case 'edit':
-      if (control.multiLine) return 'wide';
-      if (control.spin || control.takes) return 'short';
-      return next?.kind === 'button' ? withButtons : 'wide';
-    case 'address':
-    case 'date':
-      return 'short';
-    default:
-      return 'wide';
-  }
-}
-
-/** A tick and the field of the same caption that it governs are one line. */
-const isPair = (box: Control | undefined, field: Control | undefined) =>
-  box?.kind === 'check box' && field?.kind === 'edit' && !field.multiLine && plain(box.caption).text === plain(field.caption).text;
-
 /** The mark of a control that shows something else than is stored, and the way back. */
 function Mark({ control, node }: { control: Control; node: string }) {
   const { changed } = control;
@@ -136,8 +108,6 @@ function Mark({ control, node }: { control: Control; node: string }) {
     </p>
   );
 }
-
-const isSetting = (control: Control) => !/^(button|link|picture|text|slider|group)$/.test(control.kind);
 
 /** What stands below a control, or below the line that it shares with its buttons. */
 function Below({ control }: { control: Control }) {
@@ -186,10 +156,9 @@ export function Controls({ controls, window, title, group = -1, found }: Control
   const shown = [...controls.entries()].filter(
     ([, control]) => !control.hidden && control.group === group && !(control.kind === 'button' && drawnByLists.has(plain(control.caption).text)),
   );
-  let above: Control[] = []; // whose line is not at its end
   return (
     <div class="controls">
-      {shown.map(([index, control], at) => {
+      {placed(shown).map(({ index, control, width, starts, alone, unnamed, below }) => {
         if (control.kind === 'group') {
           return (
             <fieldset key={index} class="wide">
@@ -198,19 +167,10 @@ export function Controls({ controls, window, title, group = -1, found }: Control
             </fieldset>
           );
         }
-        const next = shown[at + 1]?.[1];
-        const width = widthOf(control, next);
-        const goesOn = width === withButtons || isPair(control, next) || (above.length > 0 && next?.kind === 'button');
-        const starts = above.length === 0;
-        const inLine = goesOn || !starts;
-        if (inLine && isSetting(control)) above.push(control);
-        const ended = goesOn ? [] : above;
-        if (!goesOn) above = [];
-        const unnamed = isPair(shown[at - 1]?.[1], control);
         return (
           <Fragment key={index}>
-            <Cell props={{ control, index, window, title, unnamed }} width={width} starts={starts} alone={!inLine} found={found} />
-            {ended.map((one) => (
+            <Cell props={{ control, index, window, title, unnamed }} width={width} starts={starts} alone={alone} found={found} />
+            {below.map((one) => (
               <BelowLine control={one} key={one.name} />
             ))}
           </Fragment>
