@@ -128,5 +128,7 @@ test('a field shares its line with its buttons, and a tick with the field of its
   assert.equal(lines(['check box', '&Limit'], ['edit', 'Limit', { takes: 'digits only' }], ['check box', 'On']), '|&Limit~ Limit~*/&Limit/Limit |On');
   assert.equal(lines(['check box', 'Limit'], ['edit', 'Number'], browse), '|Limit |Number~ Browse~/Number');
   assert.equal(lines(['check box', 'Keep'], ['edit', 'Keep'], browse, ['text', 'Note']), '|Keep~ Keep~* Browse~/Keep/Keep |Note');
+  // The buttons of a dialog are nobody's.
+  assert.equal(lines(['edit', 'Comment'], make, ['button', 'Cancel']), '|Comment |Generate |Cancel');
   assert.equal(lines(['edit', 'Text', { multiLine: true }], browse, make), '|Text |Browse |Generate');
 });

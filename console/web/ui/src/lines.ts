@@ -11,7 +11,7 @@ const isPair = (box: Control | undefined, field: Control | undefined) =>
 const withButtons = 'grow edit';
 
 /** Controls that share a line with their neighbours; a button belongs to the edit that it follows. */
-function widthOf(control: Control, next: Control | undefined): string {
+function widthOf(control: Control, next: Control | undefined, own: boolean): string {
   switch (control.kind) {
     case 'button':
     case 'link':
@@ -24,7 +24,7 @@ function widthOf(control: Control, next: Control | undefined): string {
     case 'edit':
       if (control.multiLine) return 'wide';
       if (control.spin || control.takes) return 'short';
-      return next?.kind === 'button' ? withButtons : 'wide';
+      return own ? withButtons : 'wide';
     case 'address':
     case 'date':
       return 'short';
@@ -47,12 +47,22 @@ export interface Placed {
   below: Control[];
 }
 
+/** Whether the buttons behind that place belong to what stands there, and not to the whole window. */
+function hasOwnButtons(shown: [number, Control][], at: number): boolean {
+  const ends = /^(ok|cancel|close)$/i;
+  let end = at + 1;
+  for (; shown[end]?.[1].kind === 'button'; ++end) {
+    if (ends.test(plain(shown[end]![1].caption).text)) return false;
+  }
+  return end > at + 1;
+}
+
 /** The controls that are shown, with their indices in the window, in their lines. */
 export function placed(shown: [number, Control][]): Placed[] {
   let line: Control[] = [];
   return shown.map(([index, control], at) => {
     const next = shown[at + 1]?.[1];
-    const width = widthOf(control, next);
+    const width = widthOf(control, next, hasOwnButtons(shown, at));
     const starts = line.length === 0;
     const goesOn = width === withButtons || isPair(control, next) || (!starts && next?.kind === 'button');
     const alone = starts && !goesOn;
