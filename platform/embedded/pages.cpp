@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 #include <vector>
 
 #include "platform/embedded/environment.h"
@@ -226,6 +227,7 @@ class StateCheck {
   bool DataSound(Walk& walk, const Node& node) {
     ++walk.found.entries;
     const uint32_t size = node.Size();
+    if (walk.kind == Kind::Free && !FreedBefore(node.key)) return false;
     if (node.header.flags == kBigData) {
       uint64_t first;
       if (node.room < sizeof first) return false;
@@ -257,6 +259,13 @@ class StateCheck {
     return m_file.Read(first * m_pageSize + sizeof header, list.data(), size) && FreePagesSound(list);
   }
 
+  // The transaction that has freed pages. LMDB takes those of a transaction 0 again and again.
+  bool FreedBefore(std::string_view key) const {
+    uint64_t transaction;
+    std::memcpy(&transaction, key.data(), sizeof transaction);
+    return transaction > 0 && transaction <= m_meta.transaction;
+  }
+
   // A count, and so many pages from the last to the first. They may lie beyond the file's end, where they
   // were never written.
   bool FreePagesSound(std::string_view list) {
@@ -269,7 +278,7 @@ class StateCheck {
       uint64_t page;
       std::memcpy(&page, list.data() + i * sizeof page, sizeof page);
       if (page >= last || page < 2) return false;
-      if (page < m_used.size() && !Use(page)) return false;
+      if (page < m_used.size() ? !Use(page) : !m_beyond.insert(page).second) return false;
       last = page;
     }
     return true;
@@ -279,6 +288,7 @@ class StateCheck {
   const Meta& m_meta;
   size_t m_pageSize;
   std::vector<bool> m_used;
+  std::set<uint64_t> m_beyond;  // free pages behind the file's end
 };
 
 }  // namespace
