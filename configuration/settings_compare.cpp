@@ -333,7 +333,7 @@ CString LossWalk::WhyNotBack(const ValueEntry& entry, std::span<const BYTE> data
   if (!back.found) return WhyMisread(entry);
   if (back.name != entry.name) return "It comes back under the name \"" + Shortened(back.name) + "\".";
   const auto backData = ParseRegValue(SubstituteTokens(back.text, m_inward), back.type);
-  if (!backData) return WhyMisread(entry);
+  if (!backData) return "It does not come back.";
   if (SameData(entry.type, data, *backData)) return {};
   return "It comes back as \"" + Shortened(FormatRegValue(entry.type, *backData)) + "\".";
 }

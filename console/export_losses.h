@@ -2,7 +2,6 @@
 
 // What does not come back from a settings file that was just written, as it is found by reading it back.
 
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>

@@ -44,7 +44,7 @@ bool InEvent();
 // Whether others see what an event writes before it ends.
 bool WritesCountAtOnce();
 // Takes the event's turn to write now, before it reads: nobody changes meanwhile what it reads from here on.
-// On Windows nobody who takes the turn, too. Fails where the wait was given up.
+// On Windows that binds only those who take the turn as well. Fails where the wait was given up.
 Outcome HoldStore();
 
 // Called while a write waits for another process, after two seconds and about each second from then on, with

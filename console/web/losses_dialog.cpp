@@ -5,10 +5,8 @@
 namespace web {
 
 void LossesDialog::BuildControls() {
-  Add(std::make_unique<CStatic>(), -1).caption =
-      "The file is saved, and an import of it brings all back but this:";
   CListCtrl& list = Add(std::make_unique<CListCtrl>(), -1);
-  list.caption = "Not in the file as stored";
+  list.caption = "Does not come back from the file as it is stored";
   list.columns = {{"Page", 160}, {"Setting", 140}, {"Why", 480}, {"Stored As", 180}};
   for (const ExportLoss& loss : m_losses) {
     list.InsertItem(list.GetItemCount(), {ShownPath(loss.page), loss.setting, loss.why, loss.stored});

@@ -19,9 +19,9 @@ export interface Help {
   settings: Record<string, SettingHelp>;
 }
 
-/** Asks for all of it, so that no page changes its looks when its help comes. */
+/** Asks for all of it, so that no page changes its looks when its help comes; what is there already stays without an answer. */
 export async function loadHelp() {
-  store.helps = (await get<Help[]>('/api/help', {})) ?? [];
+  store.helps = (await get<Help[]>('/api/help', {})) ?? store.helps ?? [];
   store.changed();
 }
 
