@@ -71,10 +71,9 @@ Outcome FindText(const Settings& settings, const std::string& text);
 Outcome SetControls(const Settings& settings, const std::string& node,
                     const std::vector<std::string>& assignments, const std::vector<std::string>& answers);
 // `steps` are answers, or pairs of "--select", "--fill", "--press" or "--path" and what goes with them.
-// `finish` looks at the page and at what came of the command before that counts, and may turn it into a
-// failure.
-// `prepare` runs before anything else.
-using FinishPress = std::function<void(Outcome& outcome, const CDialog& page)>;
+// `finish` looks at the page in front and at what came of the command before that counts, and may turn it
+// into a failure. `prepare` runs before anything else.
+using FinishPress = std::function<void(Outcome& outcome, const Host& host)>;
 using PreparePress = std::function<void(Host& host, ScriptedFrontEnd& frontEnd)>;
 Outcome PressButton(const Settings& settings, const std::string& node, const std::string& caption,
                     const std::vector<std::string>& steps, const FinishPress& finish = {},

@@ -113,7 +113,8 @@ Act Edits::Assign(Host& host, std::string_view assignment, std::vector<std::stri
   const bool typed = made.row.empty() && made.control->Kind() == ControlKind::Edit;
   made.asked = typed ? Lines(value) : made.became;
   if (made.asked != made.became) {
-    notes.push_back("\"" + made.caption + "\" became " + made.became + ", not " + made.value + ".");
+    notes.push_back("\"" + made.caption + "\" became " + (made.became.empty() ? "empty" : made.became) +
+                    ", not " + made.value + ".");
   }
   std::erase_if(m_all, [&made](const Assignment& other) {
     return other.node == made.node && other.control == made.control && other.row == made.row;

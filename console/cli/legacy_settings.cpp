@@ -64,7 +64,7 @@ Outcome ExportLegacy(const Settings& settings, const std::string& name, bool for
       return Failed("The file \"" + code_page::TextOf(file) +
                     "\" can't be replaced: it is no hive file. \"--force\" replaces it.");
   }
-  const auto finish = [](Outcome& outcome, const CDialog&) { FailIfTold(outcome); };
+  const auto finish = [](Outcome& outcome, const Host&) { FailIfTold(outcome); };
   Outcome outcome = WithoutText(
       PressButton(settings, kPage, "Export Legacy Settings", {"--path", code_page::TextOf(path)}, finish));
   if (outcome.status != Status::Done) return outcome;
@@ -85,7 +85,7 @@ Outcome ImportLegacy(const Settings& settings, const std::string& file, bool dry
   std::error_code ignored;
   if (!fs::is_regular_file(path, ignored))
     return Failed("There is no file \"" + code_page::TextOf(path) + "\".");
-  const auto finish = [dryRun](Outcome& outcome, const CDialog&) {
+  const auto finish = [dryRun](Outcome& outcome, const Host&) {
     FailIfTold(outcome);
     if (!dryRun || outcome.status != Status::Done) return;
     outcome.text = "An import would do this: " + outcome.text;

@@ -199,7 +199,7 @@ Outcome PressOnce(const Settings& settings, const std::string& node, const std::
   }
   if (unfinished) outcome = *unfinished;
   outcome.messages = command.frontEnd.Messages();
-  if (finish) finish(outcome, *command.host->Page());
+  if (finish) finish(outcome, *command.host);
   return command.End(std::move(outcome), true);
 }
 

@@ -141,10 +141,10 @@ Outcome MakeUser(const Settings& settings, const Kind& kind, const Words& words)
                   std::to_string(kLongestName) + ".");
   }
   const Steps answers{"--fill", "User Name=" + name, "--fill", "Domain=" + domain, "--press", "OK"};
-  return Make(settings, kind, words, answers, [&](Outcome& outcome, const CDialog& page) {
+  return Make(settings, kind, words, answers, [&](Outcome& outcome, const Host& host) {
     if (TurnMessageIntoFailure(outcome)) return;
-    CheckStored(outcome, page, kind, shown);
-    const auto row = RowOf(page, kind, shown);
+    CheckStored(outcome, *host.Page(), kind, shown);
+    const auto row = RowOf(*host.Page(), kind, shown);
     if (outcome.status != Status::Done || row == shown) return;
     outcome.notes.push_back(
         Quoted(shown) + " and " + Quoted(*row) +
@@ -161,7 +161,7 @@ Outcome MakeGroup(const Settings& settings, const Kind& kind, const Words& words
   const std::string alone = words.name.substr(words.name.rfind('\\') + 1);
   const Steps picked{"--fill", "Available Groups=" + alone, "--press", "<- Add", "--press", "OK"};
   answers.insert(answers.end(), picked.begin(), picked.end());
-  return Make(settings, kind, words, answers, [&](Outcome& outcome, const CDialog& page) {
+  return Make(settings, kind, words, answers, [&](Outcome& outcome, const Host& host) {
     if (outcome.status == Status::NotDone && outcome.error.starts_with("\"Available Groups\"")) {
       outcome.error =
           "There is no group " + Quoted(alone) + " to add" +
@@ -170,7 +170,7 @@ Outcome MakeGroup(const Settings& settings, const Kind& kind, const Words& words
                                : " from " + Quoted(words.query) + ".");
     }
     if (TurnMessageIntoFailure(outcome) || outcome.status != Status::Done) return;
-    const CWnd& list = *page.Find(kind.node).control;
+    const CWnd& list = *host.Page()->Find(kind.node).control;
     const std::string added = list.RowCount() == 0 ? "" : std::string(list.RowText(list.RowCount() - 1));
     if (text::EqualNoCase(added, words.name)) return;
     if (!text::EqualNoCase(std::string_view(added).substr(added.rfind('\\') + 1), alone)) {
@@ -202,13 +202,13 @@ Outcome MakeRange(const Settings& settings, const Kind& kind, const Words& words
   Steps answers{"--fill", "Begin IP Address=" + begin};
   if (!end.empty()) answers.insert(answers.end(), {"--fill", "End IP Address=" + end});
   answers.insert(answers.end(), {"--press", "OK"});
-  return Make(settings, kind, words, answers, [&](Outcome& outcome, const CDialog& page) {
+  return Make(settings, kind, words, answers, [&](Outcome& outcome, const Host& host) {
     if (TurnMessageIntoFailure(outcome) || outcome.status != Status::Done) return;
     CIPAddressCtrl first;
     CIPAddressCtrl last;
     first.Put(begin);
     last.Put(end.empty() ? begin : end);
-    CheckStored(outcome, page, kind, Dotted(first) + "-" + Dotted(last));
+    CheckStored(outcome, *host.Page(), kind, Dotted(first) + "-" + Dotted(last));
     if (outcome.status == Status::Done && last.GetAddress() < first.GetAddress()) {
       outcome.notes.push_back(Dotted(last) + " lies before " + Dotted(first) +
                               ": the range was stored so, and no address matches it.");
@@ -220,9 +220,9 @@ Outcome Delete(const Settings& settings, const Kind& kind, const Words& words) {
   const std::string name = FullName(settings, kind, words, words.name);
   Steps steps = Selected(kind, name);
   steps.insert(steps.end(), {"--press", "Yes"});
-  const auto check = [&](Outcome& outcome, const CDialog& page) {
+  const auto check = [&](Outcome& outcome, const Host& host) {
     if (TurnMessageIntoFailure(outcome) || outcome.status != Status::Done) return;
-    if (!RowOf(page, kind, name)) return;
+    if (!RowOf(*host.Page(), kind, name)) return;
     outcome = Failed("The " + kind.noun + " " + Quoted(name) + " can't be deleted.");
   };
   return WithoutText(PressButton(settings, NodeOf(kind, words), kind.deleteButton, steps, check));

@@ -105,13 +105,14 @@ bool HoldsOther(const std::string& file) {
 }
 
 // The page tells of all else than success by a message, also where it goes on. A command takes none but the
-// one of success for it.
-void FailUnlessTold(Outcome& outcome, std::string_view success) {
+// one of success for it. Without its key the page says nothing and does nothing.
+void FailUnlessTold(Outcome& outcome, const Host& host, std::string_view success) {
   if (outcome.status != Status::Done) return;
   const bool done = outcome.messages.size() == 1 && outcome.messages.front().starts_with(success);
   if (done) return;
   outcome.status = Status::NotDone;
-  outcome.error = outcome.messages.empty() ? "Nothing was done." : OneLine(outcome.messages.front());
+  outcome.error = outcome.messages.empty() ? host.WhyNothingIsStored() : OneLine(outcome.messages.front());
+  if (outcome.error.empty()) outcome.error = "Nothing was done.";
   outcome.messages.clear();
 }
 
@@ -140,9 +141,7 @@ Outcome Export(const Settings& settings, const Words& words) {
   if (!words.force && HoldsOther(file))
     return Failed("The file " + Quoted(file) +
                   " can't be replaced: it is no settings file. \"--force\" replaces it.");
-  const Host* exporting = nullptr;
-  const auto prepare = [&](Host& host, ScriptedFrontEnd& frontEnd) {
-    exporting = &host;
+  const auto prepare = [&](Host&, ScriptedFrontEnd& frontEnd) {
     frontEnd.standingAnswer = [&words](std::string_view question) -> std::optional<std::string> {
       if (!AsksForCredentials(question)) return std::nullopt;
       if (!words.credentials.empty()) return words.credentials;
@@ -150,12 +149,12 @@ Outcome Export(const Settings& settings, const Words& words) {
       return "Yes";
     };
   };
-  const auto finish = [&](Outcome& outcome, const CDialog&) {
-    FailUnlessTold(outcome, kSettingsSaved);
+  const auto finish = [&](Outcome& outcome, const Host& host) {
+    FailUnlessTold(outcome, host, kSettingsSaved);
     // Its page opens an access list and puts it back.
     outcome.readsOnly = true;
     if (outcome.status == Status::Done) {
-      outcome.warnings = WarningsOf(LossesOfExport(*exporting, file, words.credentials != "no"));
+      outcome.warnings = WarningsOf(LossesOfExport(host, file, words.credentials != "no"));
     }
   };
   Outcome outcome =
@@ -252,7 +251,9 @@ Outcome Import(const Settings& settings, const Words& words) {
   if (auto failed = WhyNotThere(settings, computer)) return *failed;
   if (const std::string why = WhyNotReadable(words.file); !why.empty()) return Failed(why);
   const std::string file = InputPath(words.file);
-  const auto finish = [](Outcome& outcome, const CDialog&) { FailUnlessTold(outcome, "Settings from "); };
+  const auto finish = [](Outcome& outcome, const Host& host) {
+    FailUnlessTold(outcome, host, "Settings from ");
+  };
   Outcome outcome =
       WithoutText(PressButton(settings, kPage, "Import Settings", {"Yes", "--path", file}, finish));
   outcome.data = {{"file", file}};
@@ -278,9 +279,9 @@ Outcome Preview(const Settings& settings, const Words& words) {
       return false;
     };
   };
-  const auto finish = [&](Outcome& outcome, const CDialog&) {
+  const auto finish = [&](Outcome& outcome, const Host& host) {
     if (outcome.status != Status::Done) return;
-    if (!trial) return FailUnlessTold(outcome, "Settings from ");
+    if (!trial) return FailUnlessTold(outcome, host, "Settings from ");
     outcome = trial->why.empty() ? Outcome{} : Failed(OneLine(trial->why));
   };
   Outcome outcome = PressButton(settings, kPage, "Import Settings", {"Yes", "--path", file}, finish, prepare);
@@ -293,8 +294,8 @@ Outcome Preview(const Settings& settings, const Words& words) {
 Outcome RestoreDefaults(const Settings& settings) {
   const ActingOn computer(settings.host.computer);
   if (auto failed = WhyNotThere(settings, computer)) return *failed;
-  const auto finish = [](Outcome& outcome, const CDialog&) {
-    FailUnlessTold(outcome, "System restored to default settings.");
+  const auto finish = [](Outcome& outcome, const Host& host) {
+    FailUnlessTold(outcome, host, "System restored to default settings.");
   };
   return WithoutText(PressButton(settings, kPage, "Restore Settings", {"Yes"}, finish));
 }

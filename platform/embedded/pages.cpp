@@ -132,6 +132,11 @@ class StateCheck {
     size_t room;       // To the page's end.
     uint32_t Size() const { return header.low | uint32_t{header.high} << 16; }
   };
+  // What a node takes of its page.
+  struct Extent {
+    size_t begin;
+    size_t end;
+  };
 
   bool Use(uint64_t page) {
     if (page < 2 || page > m_meta.last_page || page >= m_used.size() || m_used[page]) return false;
@@ -169,6 +174,23 @@ class StateCheck {
     return true;
   }
 
+  static size_t SpaceOf(const Node& node, bool branch) {
+    size_t size = sizeof node.header + node.header.key_size;
+    if (!branch) size += node.header.flags == kBigData ? sizeof(uint64_t) : node.Size();
+    return size + size % 2;
+  }
+
+  // Without gaps and overlaps from `upper` to the page's end. LMDB goes by the sum of the nodes' sizes, and
+  // where that is another one it writes beside the page.
+  bool FillPage(std::vector<Extent>& extents, size_t upper) const {
+    std::ranges::sort(extents, {}, &Extent::begin);
+    for (const Extent& extent : extents) {
+      if (extent.begin != upper) return false;
+      upper = extent.end;
+    }
+    return upper == m_pageSize;
+  }
+
   // Its keys lie from `low` on and before `high`; null for no limit.
   bool PageSound(Walk& walk, uint64_t number, int depth, const std::string* low, const std::string* high) {
     if (depth > walk.tree.depth || !Use(number)) return false;
@@ -185,13 +207,16 @@ class StateCheck {
     }
     ++(branch ? walk.found.branches : walk.found.leaves);
     std::vector<Node> all(nodes);
+    std::vector<Extent> extents(nodes);
     for (size_t i = 0; i < nodes; ++i) {
       uint16_t offset;
       std::memcpy(&offset, page.data() + sizeof header + i * sizeof offset, sizeof offset);
       if (!Take(page, offset, header, all[i])) return false;
+      extents[i] = {offset, offset + SpaceOf(all[i], branch)};
       const bool nameless = branch && i == 0;  // The first child of a branch has no key of its own.
       if (!nameless && !KeySound(walk.kind, all[i].key)) return false;
     }
+    if (!FillPage(extents, header.upper)) return false;
     for (size_t i = branch ? 1 : 0; i < nodes; ++i) {
       const bool first = i == (branch ? 1u : 0u);
       if (first ? low != nullptr && Less(walk.kind, all[i].key, *low)

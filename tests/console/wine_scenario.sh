@@ -7,6 +7,10 @@ native=$(readlink -f "$2")
 server='HKLM\Software\TesselWorks\SSHD'
 page="General Settings::Compression"
 wine reg delete 'HKLM\Software\TesselWorks' /f >/dev/null 2>&1 || true
+# A computer without the server.
+for words in "import $0" restore-defaults; do
+  { wine "$program" $words 2>&1 || true; } | grep -q 'has no settings of the server: .* is missing'
+done
 wine reg add "$server" /f >/dev/null
 
 wine "$program" set "$page" "Enable Compression=on" "Level=12" | tr -d '\r' | grep -q '^"Level" became 9, not 12\.$'

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 #include "platform/embedded/codepage.h"
 #include "platform/embedded/controls.h"
@@ -123,6 +124,37 @@ TEST_F(RegistryHome, AStoreThatCannotBeTrustedIsRefusedAndLeftAlone) {
   EXPECT_FALSE(embedded::PagesAreSound(Path("short")));
   ASSERT_TRUE(machine::OpenHome(good));
   EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "299"), std::string(500, 'x'));
+}
+
+// Values that grow, shrink and go, of keys that come and go, in pages that split and merge.
+TEST_F(RegistryHome, WhateverIsWrittenLeavesAStoreThatIsTrusted) {
+  const std::string home = Path("home");
+  ASSERT_TRUE(machine::OpenHome(home));
+  std::mt19937 random(7);  // The same ones on every machine.
+  const auto below = [&random](unsigned limit) { return random() % limit; };
+  for (int event = 0; event < 150; ++event) {
+    machine::BeginEvent();
+    for (unsigned writes = below(12); writes > 0; --writes) {
+      const std::string path =
+          "Software\\Written\\" + std::string(1 + below(100), static_cast<char>('a' + below(8)));
+      if (below(4) == 0) {
+        DeleteTree(HKEY_LOCAL_MACHINE, path.c_str());
+        continue;
+      }
+      ASSERT_EQ(Make(HKEY_LOCAL_MACHINE, path.c_str()), 0);
+      HKEY key = nullptr;
+      ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_ALL_ACCESS, &key), 0);
+      const std::string name = std::to_string(below(6));
+      if (below(3) == 0) {
+        RegDeleteValueA(key, name.c_str());
+      } else {
+        EXPECT_EQ(Set(key, name.c_str(), std::string(below(below(5) == 0 ? 9000 : 300), 'x')), 0);
+      }
+      RegCloseKey(key);
+    }
+    ASSERT_TRUE(machine::CommitEvent());
+    ASSERT_TRUE(embedded::PagesAreSound(home + "/registry/data.mdb")) << "after event " << event;
+  }
 }
 
 TEST_F(RegistryHome, ADamagedAccessListIsTold) {
