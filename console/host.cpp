@@ -168,7 +168,6 @@ unsigned Host::ImportSettings(const CString& product, const CString& file) {
   ui.progress = [](int keys) {
     return CurrentFrontEnd().TakeTurn({static_cast<std::uint64_t>(keys), "keys"});
   };
-  machine::KeepPicture(m_computer.Name(), kSettingsRoot);
   const auto status = static_cast<unsigned>(ConfirmAndImport(product, file, ui));
   if (status == ERROR_CANCELLED) {
     if (machine::InEvent()) {
@@ -266,7 +265,6 @@ bool Host::WaitAgain() {
 }
 
 bool Host::Apply() {
-  machine::KeepPicture(m_computer.Name(), kSettingsRoot);
   if (!m_sheet.PressApply([this] { m_beforeApply = Waiting(); }) || (WaitAgain() && !m_sheet.PressApply())) {
     m_page = static_cast<CTesselPropertyPage*>(m_sheet.GetActivePage());
     m_path = m_page == nullptr ? "" : m_page->m_target;

@@ -85,13 +85,8 @@ struct Change {
 // What the event at hand has changed so far, compared with what stood there before it: what was written as it
 // was before, or put back, is no change. Keys in order of their paths, the local computer's first; the coming
 // or going of a key stands before its values, and these in order of their names. `visit` may read the
-// registry, not write it. Nothing outside an event.
+// registry, not write it. Nothing outside an event. Windows spells keys as this program has opened them.
 void ForEachChange(const std::function<void(const Change& change)>& visit);
-
-// Windows and computers reached over the network tell changes by a picture of the key, with all below it, as
-// it stands at the call: `path` is under HKEY_LOCAL_MACHINE. The embedded computer needs none: its
-// transaction tells of every key.
-void KeepPicture(const std::string& computer, const std::string& path);
 
 // The keys that the event has read and that others have changed since, from their hives on; those of another
 // computer begin with its name, as "\\srv1\HKEY_LOCAL_MACHINE\...". Known from the event's first write to its

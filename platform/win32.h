@@ -27,6 +27,7 @@
 #undef WinHelp
 #undef far
 #undef near
+#include "platform/windows/registry_calls.h"
 
 #else
 

@@ -42,7 +42,6 @@ class KeyPage {
     page = std::make_unique<CPrpAuthKeys>(arguments);
     if (!m_computer.Why().empty()) return;
     machine::BeginEvent();
-    machine::KeepPicture(m_computer.Name(), kStore);
     m_sheet.AddPage(*page);
     m_sheet.SetActivePage(page.get());
   }

@@ -52,7 +52,6 @@ void PageCommand::BeginWriting(bool alone) {
     machine::HoldStore();
     host->FollowStore();  // the principals that came since the host was started
   }
-  machine::KeepPicture(host->ComputerName(), kSettingsRoot);
 }
 
 bool PageCommand::Select(const std::string& node) {

@@ -329,8 +329,6 @@ void ForEachChange(const std::function<void(const Change& change)>& visit) {
   if (embedded::notes != nullptr && states.before != nullptr) embedded::Comparison(states, visit).Run();
 }
 
-void KeepPicture(const std::string&, const std::string&) {}
-
 void RememberReads() { embedded::Remembered().on = true; }
 
 void NoteRead(const std::string&, const std::string&) {}

@@ -54,12 +54,12 @@ Outcome OpenHome(std::string_view) { return {}; }
 void CloseHome() {}
 
 void BeginEvent() {
-  pictures::DropAll();
+  pictures::Start();
   shown_keys::ForgetReads();
   inEvent = true;
 }
 Outcome CommitEvent() {
-  pictures::DropAll();
+  pictures::Stop();
   inEvent = false;
   turn.Release();
   return {};
@@ -82,9 +82,6 @@ Outcome BackUpHome(std::string_view, std::string&) { return NoEmbeddedComputers(
 Outcome RestoreHome(std::string_view, std::string&) { return NoEmbeddedComputers(); }
 
 void ForEachChange(const std::function<void(const Change& change)>& visit) { pictures::ForEachChange(visit); }
-void KeepPicture(const std::string& computer, const std::string& path) {
-  if (inEvent) pictures::Keep(computer, path);
-}
 std::vector<std::string> ChangedByOthers() { return {}; }
 void RememberReads() { shown_keys::Remember(); }
 void NoteRead(const std::string& computer, const std::string& path) {

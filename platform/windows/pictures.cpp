@@ -1,12 +1,11 @@
+#define REGISTRY_CALLS_AS_THEY_ARE
 #include "platform/windows/pictures.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
-#include <memory>
-#include <tuple>
-#include <vector>
-
-#include "platform/text.h"
+#include <ranges>
+#include <set>
 
 namespace pictures {
 
@@ -22,21 +21,73 @@ std::wstring Wide(const std::string& text) {
   return wide;
 }
 
+bool IsAscii(const std::string& text) {
+  return std::ranges::all_of(text, [](char c) { return (c & 0x80) == 0; });
+}
+
+// As the registry compares names, without case. A backslash comes before all else, so that a key comes before
+// those below it, and these before its neighbours.
+bool Less(const std::string& a, const std::string& b) {
+  if (IsAscii(a) && IsAscii(b)) {
+    const auto weight = [](char c) { return c == '\\' ? '\1' : c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c; };
+    return std::ranges::lexicographical_compare(a, b, {}, weight, weight);
+  }
+  std::wstring x = Wide(a);
+  std::wstring y = Wide(b);
+  for (std::wstring* wide : {&x, &y}) std::ranges::replace(*wide, L'\\', L'\1');
+  return CompareStringOrdinal(x.data(), static_cast<int>(x.size()), y.data(), static_cast<int>(y.size()),
+                              TRUE) == CSTR_LESS_THAN;
+}
+
 struct KeyPicture {
+  bool there = false;
   bool unreadable = false;  // it is there, and nothing more is known of it
+  bool written = false;     // by this program, since then, and not only made
   std::map<std::string, StoredValue, NameOrder> values;
   std::vector<std::string> order;  // of the values' names, as they are listed
   std::string accessList;          // a self-relative descriptor; empty where it can't be read
-  std::map<std::string, std::unique_ptr<KeyPicture>, NameOrder> subkeys;
 };
 
-struct Picture {
-  std::string computer;
-  std::string path;
-  std::unique_ptr<KeyPicture> key;  // Null where there was none.
+// The connections to computers.
+class Roots {
+ public:
+  ~Roots() { Close(); }
+  HKEY Of(const std::string& computer) {
+    HKEY& root = m_roots[computer];
+    if (root == nullptr)
+      RegConnectRegistryA(computer.empty() ? nullptr : computer.c_str(), HKEY_LOCAL_MACHINE, &root);
+    return root;
+  }
+  void Close() {
+    for (const auto& [computer, root] : m_roots) {
+      if (root != nullptr) RegCloseKey(root);
+    }
+    m_roots.clear();
+  }
+
+ private:
+  std::map<std::string, HKEY> m_roots;
 };
 
-std::vector<Picture> all;
+struct Kept {
+  bool on = false;
+  Roots roots;
+  std::map<Place, KeyPicture> keys;
+  std::set<Place> trees;  // with all below them
+};
+Kept kept;
+
+std::string Shown(const Place& place) { return "HKEY_LOCAL_MACHINE\\" + place.path; }
+
+Place Below(const Place& place, const std::string& name) {
+  return {place.computer, place.path + '\\' + name};
+}
+
+LONG OpenKey(const Place& place, HKEY& key) {
+  const HKEY root = RootOf(place.computer);
+  if (root == nullptr) return ERROR_BAD_NETPATH;
+  return RegOpenKeyExA(root, place.path.c_str(), 0, KEY_READ, &key);
+}
 
 std::string ReadAccessList(HKEY key) {
   std::string descriptor(1024, '\0');
@@ -48,31 +99,43 @@ std::string ReadAccessList(HKEY key) {
   return status == ERROR_SUCCESS ? descriptor : "";
 }
 
-std::unique_ptr<KeyPicture> ReadKey(HKEY parent, const std::string& path) {
+KeyPicture ReadKey(const Place& place) {
+  KeyPicture picture;
   HKEY key = nullptr;
-  const LONG status = RegOpenKeyExA(parent, path.c_str(), 0, KEY_READ, &key);
-  if (status == ERROR_FILE_NOT_FOUND) return nullptr;
-  auto picture = std::make_unique<KeyPicture>();
-  picture->unreadable = status != ERROR_SUCCESS;
-  if (picture->unreadable) return picture;
+  const LONG status = OpenKey(place, key);
+  picture.there = status != ERROR_FILE_NOT_FOUND;
+  picture.unreadable = picture.there && status != ERROR_SUCCESS;
+  if (status != ERROR_SUCCESS) return picture;
   ForEachValue(key, [&picture](const std::string& name, StoredValue value) {
-    picture->order.push_back(name);
-    picture->values[name] = std::move(value);
+    picture.order.push_back(name);
+    picture.values[name] = std::move(value);
   });
-  picture->accessList = ReadAccessList(key);
-  ForEachSubkey(key, [&](const std::string& name) {
-    if (auto below = ReadKey(key, name)) picture->subkeys[name] = std::move(below);
-  });
+  picture.accessList = ReadAccessList(key);
   RegCloseKey(key);
   return picture;
 }
 
-std::unique_ptr<KeyPicture> ReadComputersKey(const std::string& computer, const std::string& path) {
-  const HKEY root = RootOf(computer);
-  if (root == nullptr) return nullptr;
-  auto picture = ReadKey(root, path);
-  RegCloseKey(root);
-  return picture;
+std::vector<std::string> SubkeysOf(const Place& place) {
+  std::vector<std::string> names;
+  HKEY key = nullptr;
+  if (OpenKey(place, key) != ERROR_SUCCESS) return names;
+  ForEachSubkey(key, [&names](const std::string& name) { names.push_back(name); });
+  RegCloseKey(key);
+  return names;
+}
+
+void KeepBelow(const Place& place) {
+  KeepKey(place);
+  for (const std::string& name : SubkeysOf(place)) KeepBelow(Below(place, name));
+}
+
+// What stands below a tree and was not kept with it has come since.
+void KnowWhatCameBelow(const Place& place) {
+  for (const std::string& name : SubkeysOf(place)) {
+    const Place below = Below(place, name);
+    kept.keys.try_emplace(below);
+    KnowWhatCameBelow(below);
+  }
 }
 
 // Calls use(name, before, now) for each name of either map, in their order; null for what one has not.
@@ -90,68 +153,48 @@ void ForBoth(const Map& before, const Map& now, Use use) {
   }
 }
 
-bool IsUnreadable(const KeyPicture* key) { return key != nullptr && key->unreadable; }
-
-class Comparison {
- public:
-  Comparison(std::string computer, const std::function<void(const Change&)>& visit)
-      : m_computer(std::move(computer)), m_visit(visit) {}
-
-  void Compare(const std::string& path, const KeyPicture* before, const KeyPicture* now) const {
-    if (IsUnreadable(before) || IsUnreadable(now)) return;
-    if ((before == nullptr) != (now == nullptr)) {
-      m_visit({m_computer, path, true, "",
-               before != nullptr ? std::optional<StoredValue>(std::in_place) : std::nullopt,
-               now != nullptr ? std::optional<StoredValue>(std::in_place) : std::nullopt});
-    }
-    static const KeyPicture empty;
-    const KeyPicture& old = before != nullptr ? *before : empty;
-    const KeyPicture& young = now != nullptr ? *now : empty;
-    ForBoth(old.values, young.values,
-            [&](const std::string& name, const StoredValue* was, const StoredValue* is) {
-              if (was != nullptr && is != nullptr && was->type == is->type && was->data == is->data) return;
-              m_visit({m_computer, path, false, name, was != nullptr ? std::optional(*was) : std::nullopt,
-                       is != nullptr ? std::optional(*is) : std::nullopt});
-            });
-    ForBoth(old.subkeys, young.subkeys, [&](const std::string& name, const auto* was, const auto* is) {
-      Compare(path + '\\' + name, was != nullptr ? was->get() : nullptr, is != nullptr ? is->get() : nullptr);
-    });
-  }
-
- private:
-  std::string m_computer;
-  const std::function<void(const Change&)>& m_visit;
-};
+void Compare(const Place& place, const KeyPicture& before, const KeyPicture& now,
+             const std::function<void(const Change&)>& visit) {
+  if (before.unreadable || now.unreadable) return;
+  const auto key = [](const KeyPicture& picture) {
+    return picture.there ? std::optional<StoredValue>(std::in_place) : std::nullopt;
+  };
+  if (before.there != now.there) visit({place.computer, Shown(place), true, "", key(before), key(now)});
+  ForBoth(
+      before.values, now.values, [&](const std::string& name, const StoredValue* was, const StoredValue* is) {
+        if (was != nullptr && is != nullptr && was->type == is->type && was->data == is->data) return;
+        visit({place.computer, Shown(place), false, name, was != nullptr ? std::optional(*was) : std::nullopt,
+               is != nullptr ? std::optional(*is) : std::nullopt});
+      });
+}
 
 class Restoration {
  public:
-  // `parent` is open; `path` is what a person is told.
-  void PutBack(HKEY parent, const std::string& name, const std::string& path, const KeyPicture* before,
-               const KeyPicture* now) {
-    if (IsUnreadable(before) && now != nullptr) return;
-    if (IsUnreadable(before) || IsUnreadable(now)) {
-      m_left.push_back(path);
+  // A key that the event has made, without others below it. One that only others have written is theirs.
+  void Remove(const Place& place, const KeyPicture& before) {
+    if (!before.written && !ReadKey(place).values.empty()) return;
+    const HKEY root = RootOf(place.computer);
+    const LONG status = root == nullptr ? ERROR_BAD_NETPATH : RegDeleteKeyExA(root, place.path.c_str(), 0, 0);
+    if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) m_left.push_back(Shown(place));
+  }
+
+  void PutBack(const Place& place, const KeyPicture& before) {
+    const KeyPicture now = ReadKey(place);
+    if (before.unreadable && now.there) return;
+    if (before.unreadable || now.unreadable) {
+      m_left.push_back(Shown(place));
       return;
     }
-    if (before == nullptr) {
-      if (now != nullptr && RegDeleteTreeA(parent, name.c_str()) != ERROR_SUCCESS) m_left.push_back(path);
-      return;
-    }
-    static const KeyPicture empty;
-    const KeyPicture& young = now != nullptr ? *now : empty;
-    if (now == nullptr || before->accessList != young.accessList) PutBackAccess(parent, name, path, *before);
+    const HKEY root = RootOf(place.computer);
+    if (!now.there || before.accessList != now.accessList) PutBackAccess(root, place, before);
+    if (now.there && SameValues(before, now)) return;
     HKEY key = nullptr;
-    const bool same = now != nullptr && SameValues(*before, young);
-    if (RegCreateKeyExA(parent, name.c_str(), 0, nullptr, 0, same ? KEY_READ : KEY_READ | KEY_WRITE, nullptr,
-                        &key, nullptr) != ERROR_SUCCESS) {
-      m_left.push_back(path);
+    if (RegCreateKeyExA(root, place.path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &key,
+                        nullptr) != ERROR_SUCCESS) {
+      m_left.push_back(Shown(place));
       return;
     }
-    if (!same && !PutBackValues(key, *before, young)) m_left.push_back(path);
-    ForBoth(before->subkeys, young.subkeys, [&](const std::string& below, const auto* was, const auto* is) {
-      PutBack(key, below, path + '\\' + below, was != nullptr ? was->get() : nullptr,
-              is != nullptr ? is->get() : nullptr);
-    });
+    if (!PutBackValues(key, before, now)) m_left.push_back(Shown(place));
     RegCloseKey(key);
   }
 
@@ -168,16 +211,15 @@ class Restoration {
         [](const auto& x, const auto& y) { return x.first == y.first && Same(x.second, y.second); });
   }
 
-  void PutBackAccess(HKEY parent, const std::string& name, const std::string& path,
-                     const KeyPicture& before) {
+  void PutBackAccess(HKEY root, const Place& place, const KeyPicture& before) {
     HKEY key = nullptr;
     if (before.accessList.empty()) return;
     std::string descriptor = before.accessList;
-    const bool done = RegCreateKeyExA(parent, name.c_str(), 0, nullptr, 0, WRITE_DAC, nullptr, &key,
+    const bool done = RegCreateKeyExA(root, place.path.c_str(), 0, nullptr, 0, WRITE_DAC, nullptr, &key,
                                       nullptr) == ERROR_SUCCESS &&
                       RegSetKeySecurity(key, DACL_SECURITY_INFORMATION, descriptor.data()) == ERROR_SUCCESS;
     if (key != nullptr) RegCloseKey(key);
-    if (!done) m_left.push_back(path + " (its access list)");
+    if (!done) m_left.push_back(Shown(place) + " (its access list)");
   }
 
   // A value that is made anew comes last: those that came after it are made anew behind it.
@@ -204,26 +246,20 @@ class Restoration {
   std::vector<std::string> m_left;
 };
 
-bool Covers(const Picture& picture, const std::string& computer, const std::string& path) {
-  const std::string with = picture.path + '\\';
-  return text::EqualNoCase(picture.computer, computer) &&
-         text::EqualNoCase((path + '\\').substr(0, with.size()), with);
-}
-
 }  // namespace
 
-bool NameOrder::operator()(const std::string& a, const std::string& b) const {
-  const std::wstring x = Wide(a);
-  const std::wstring y = Wide(b);
-  return CompareStringOrdinal(x.data(), static_cast<int>(x.size()), y.data(), static_cast<int>(y.size()),
-                              TRUE) == CSTR_LESS_THAN;
+bool NameOrder::operator()(const std::string& a, const std::string& b) const { return Less(a, b); }
+
+bool Place::operator<(const Place& other) const {
+  if (Less(computer, other.computer) || Less(other.computer, computer)) return Less(computer, other.computer);
+  return Less(path, other.path);
 }
 
-HKEY RootOf(const std::string& computer) {
-  HKEY root = nullptr;
-  RegConnectRegistryA(computer.empty() ? nullptr : computer.c_str(), HKEY_LOCAL_MACHINE, &root);
-  return root;
+Place PlaceOn(const char* machine, const std::string& path) {
+  return {machine != nullptr ? machine + std::strspn(machine, "\\") : "", path};
 }
+
+HKEY RootOf(const std::string& computer) { return kept.roots.Of(computer); }
 
 void ForEachValue(HKEY key, const std::function<void(const std::string& name, StoredValue value)>& visit) {
   // A name has at most 16383 units, which are up to three bytes each.
@@ -254,38 +290,59 @@ void ForEachSubkey(HKEY key, const std::function<void(const std::string& name)>&
   }
 }
 
-void Keep(const std::string& computer, const std::string& path) {
-  for (const Picture& picture : all) {
-    if (Covers(picture, computer, path)) return;
+void Start() {
+  Stop();
+  kept.on = true;
+}
+
+void Stop() {
+  kept.on = false;
+  kept.keys.clear();
+  kept.trees.clear();
+  kept.roots.Close();
+}
+
+void KeepKey(const Place& place) {
+  if (!kept.on) return;
+  auto found = kept.keys.find(place);
+  if (found == kept.keys.end()) found = kept.keys.emplace(place, ReadKey(place)).first;
+  found->second.written = true;
+}
+
+void KeepCreation(const Place& place) {
+  Place missing = place;
+  while (kept.on && !missing.path.empty() && !kept.keys.contains(missing)) {
+    HKEY key = nullptr;
+    const LONG status = OpenKey(missing, key);
+    if (status == ERROR_SUCCESS) RegCloseKey(key);
+    if (status != ERROR_FILE_NOT_FOUND) return;
+    kept.keys.try_emplace(missing);
+    missing.path.resize(missing.path.find_last_of('\\') == std::string::npos ? 0 : missing.path.rfind('\\'));
   }
-  Picture picture{computer, path, ReadComputersKey(computer, path)};
-  all.push_back(std::move(picture));
-  std::sort(all.begin(), all.end(), [](const Picture& a, const Picture& b) {
-    const int order = text::CompareNoCase(a.computer, b.computer);
-    return order != 0 ? order < 0 : NameOrder()(a.path, b.path);
-  });
+}
+
+void KeepTree(const Place& place) {
+  if (!kept.on) return;
+  KeepBelow(place);
+  kept.trees.insert(place);
 }
 
 void ForEachChange(const std::function<void(const Change& change)>& visit) {
-  for (const Picture& picture : all) {
-    const auto now = ReadComputersKey(picture.computer, picture.path);
-    Comparison(picture.computer, visit)
-        .Compare("HKEY_LOCAL_MACHINE\\" + picture.path, picture.key.get(), now.get());
-  }
+  for (const Place& tree : kept.trees) KnowWhatCameBelow(tree);
+  for (const auto& [place, before] : kept.keys) Compare(place, before, ReadKey(place), visit);
 }
 
 std::vector<std::string> PutBack() {
+  for (const Place& tree : kept.trees) KnowWhatCameBelow(tree);
   Restoration restoration;
-  for (const Picture& picture : all) {
-    const std::string path = "HKEY_LOCAL_MACHINE\\" + picture.path;
-    const HKEY root = RootOf(picture.computer);
-    const auto now = root == nullptr ? nullptr : ReadKey(root, picture.path);
-    restoration.PutBack(root, picture.path, path, picture.key.get(), now.get());
-    if (root != nullptr) RegCloseKey(root);
+  for (const auto& [place, before] : std::views::reverse(kept.keys)) {
+    if (!before.there) restoration.Remove(place, before);
   }
+  for (const auto& [place, before] : kept.keys) {
+    if (before.there) restoration.PutBack(place, before);
+  }
+  Stop();
   return std::move(restoration).Left();
 }
-
-void DropAll() { all.clear(); }
 
 }  // namespace pictures

@@ -13,18 +13,7 @@ namespace {
 
 using machine::Change;
 using machine::StoredValue;
-
-// A key under HKEY_LOCAL_MACHINE.
-struct Place {
-  std::string computer;
-  std::string path;
-  bool operator<(const Place& other) const {
-    const pictures::NameOrder less;
-    if (less(computer, other.computer) || less(other.computer, computer))
-      return less(computer, other.computer);
-    return less(path, other.path);
-  }
-};
+using pictures::Place;
 
 struct ShownKey {
   std::map<std::string, StoredValue, pictures::NameOrder> values;
@@ -50,7 +39,6 @@ ShownKey ReadNow(const Place& place) {
     pictures::ForEachSubkey(key, [&shown](const std::string& name) { shown.subkeys.insert(name); });
     RegCloseKey(key);
   }
-  RegCloseKey(root);
   return shown;
 }
 
@@ -102,7 +90,7 @@ void KnowOwn(const Change& change) {
 void Remember() { memory.on = true; }
 
 void NoteRead(const std::string& computer, const std::string& path) {
-  if (memory.on) memory.read.insert({computer, path});
+  if (memory.on) memory.read.insert(pictures::PlaceOn(computer.c_str(), path));
 }
 
 void ForgetReads() { memory.read.clear(); }

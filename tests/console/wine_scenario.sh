@@ -6,7 +6,9 @@ program=$1
 native=$(readlink -f "$2")
 server='HKLM\Software\TesselWorks\SSHD'
 page="General Settings::Compression"
-wine reg delete 'HKLM\Software\TesselWorks' /f >/dev/null 2>&1 || true
+for software in 'HKLM\Software' 'HKLM\Software\Wow6432Node'; do
+  wine reg delete "$software\\TesselWorks" /f >/dev/null 2>&1 || true
+done
 # A computer without the server.
 for words in "import $0" restore-defaults; do
   { wine "$program" $words 2>&1 || true; } | grep -q 'has no settings of the server: .* is missing'
@@ -44,6 +46,9 @@ export MARROWEN_HOME=$folder/home
 wine "$program" set Banner $'Splash Banner=a "b" <c & d\ne' >/dev/null
 wine reg add "$server\\Users" /f >/dev/null
 wine "$program" user add alice --domain CORP >/dev/null
+before=$(wine reg query 'HKLM\Software\TesselWorks' /s)
+wine "$program" press --dry-run Users "Delete User" --select 'Users=CORP\alice' --press Yes | tr -d '\r' | grep -q 'Users: -CORP.alice'
+[ "$(wine reg query 'HKLM\Software\TesselWorks' /s)" = "$before" ]
 wine "$program" export windows.xml >/dev/null
 "$native" import windows.xml >/dev/null
 "$native" export embedded.xml >/dev/null 2>&1

@@ -1,5 +1,7 @@
 // What an event tells of its writes: what is not as it was before, whatever was written in between.
 
+#include <functional>
+
 #include "platform/machine.h"
 #include "platform/text.h"
 #include "tests/support/registry_support.h"
@@ -31,10 +33,6 @@ class EventChanges : public ScratchKey {
     machine::AbandonEvent();
     ScratchKey::TearDown();
   }
-  static void Begin() {
-    machine::BeginEvent();
-    machine::KeepPicture("", kScratch);
-  }
   HKEY Below(const char* path) const {
     HKEY below = nullptr;
     EXPECT_EQ(RegCreateKeyExA(key, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &below, nullptr), 0);
@@ -44,7 +42,7 @@ class EventChanges : public ScratchKey {
 
 TEST_F(EventChanges, OfValuesAreThoseThatDiffer) {
   for (const char* name : {"same", "Changed", "back", "gone", "again", "type", "z"}) Set(key, name, "1234");
-  Begin();
+  machine::BeginEvent();
   EXPECT_EQ(Changes(), Names{});
   Set(key, "same", "1234");
   Set(key, "z", "");
@@ -68,7 +66,7 @@ TEST_F(EventChanges, OfValuesAreThoseThatDiffer) {
   EXPECT_EQ(Changes(), changes) << "asking changes nothing";
   ASSERT_TRUE(machine::CommitEvent());
   EXPECT_EQ(Changes(), Names{});
-  Begin();
+  machine::BeginEvent();
   EXPECT_EQ(Changes(), Names{});
 }
 
@@ -81,7 +79,7 @@ TEST_F(EventChanges, OfKeysTellWhatWasInThem) {
   for (const char* name : {"same", "other", "gone"}) Set(remade, name, "1");
   for (const HKEY open : {old, deep, remade}) RegCloseKey(open);
   Make(key, "swapped\\first");
-  Begin();
+  machine::BeginEvent();
   DeleteTree(key, "old");
   DeleteTree(key, "remade");
   remade = Below("remade\\below");
@@ -117,9 +115,28 @@ TEST_F(EventChanges, OfKeysTellWhatWasInThem) {
 
 TEST_F(EventChanges, OfTheKeyItselfStandFirst) {
   Set(key, "v", "1");
-  Begin();
+  machine::BeginEvent();
   DeleteTree(HKEY_LOCAL_MACHINE, kScratch);
   EXPECT_EQ(Changes(), (Names{" 0: > -", " [v] 3:1 > -"}));
+}
+
+TEST_F(EventChanges, OfTheOtherViewAreToldAndTakenBack) {
+  DeleteTree(HKEY_LOCAL_MACHINE, kScratch, KEY_WOW64_32KEY);
+  machine::BeginEvent();
+  HKEY narrow = nullptr;
+  ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, kScratch, 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_32KEY,
+                            nullptr, &narrow, nullptr),
+            0);
+  Set(narrow, "v", "1");
+  RegCloseKey(narrow);
+  Names keys;
+  machine::ForEachChange([&keys](const machine::Change& change) {
+    keys.push_back(text::Lower(change.key) + " " + change.name);
+  });
+  constexpr char kPath[] = "hkey_local_machine\\software\\wow6432node\\registrytest ";
+  EXPECT_EQ(keys, (Names{kPath, kPath + std::string("v")}));
+  EXPECT_TRUE(machine::AbandonEvent());
+  EXPECT_EQ(CanOpen(HKEY_LOCAL_MACHINE, kScratch, KEY_READ | KEY_WOW64_32KEY), ERROR_FILE_NOT_FOUND);
 }
 
 // All that is below the key: each key with its access list, its values in their order, and the keys below it.
@@ -153,6 +170,30 @@ void GiveAccessList(HKEY key, const char* sddl) {
   LocalFree(descriptor);
 }
 
+// One call alone, so that none is known by another one.
+TEST_F(EventChanges, OfEachCallThatWritesAreTakenBack) {
+  Set(key, "v", "1");
+  Make(key, "below");
+  const Names before = Listed(key);
+  HKEY made = nullptr;
+  const std::pair<const char*, std::function<void()>> calls[] = {
+      {"set", [&] { Set(key, "v", "2"); }},
+      {"delete a value", [&] { RegDeleteValueA(key, "v"); }},
+      {"delete a key", [&] { RegDeleteKeyA(key, "below"); }},
+      {"delete a key of a view", [&] { RegDeleteKeyExA(key, "below", 0, 0); }},
+      {"make a key", [&] { RegCreateKeyA(key, "new", &made); }},
+      {"give an access list", [&] { GiveAccessList(key, "D:P(A;;KA;;;BA)(A;;KA;;;WD)"); }},
+  };
+  for (const auto& [what, call] : calls) {
+    machine::BeginEvent();
+    call();
+    if (made != nullptr) RegCloseKey(std::exchange(made, nullptr));
+    EXPECT_NE(Listed(key), before) << what;
+    EXPECT_TRUE(machine::AbandonEvent()) << what;
+    EXPECT_EQ(Listed(key), before) << what;
+  }
+}
+
 TEST_F(EventChanges, AreGoneOnceTheEventIsAbandoned) {
   for (const char* name : {"z", "Changed", "gone", "a", "type"}) Set(key, name, "1234");
   Set(key, nullptr, "default");
@@ -164,7 +205,7 @@ TEST_F(EventChanges, AreGoneOnceTheEventIsAbandoned) {
   HKEY listed = Below("listed");
   GiveAccessList(listed, "D:P(A;;KA;;;WD)");
   const Names before = Listed(key);
-  Begin();
+  machine::BeginEvent();
   Set(key, "CHANGED", "5678");
   Set(key, "type", "1234", REG_DWORD);
   Set(key, "New", "1");
@@ -181,12 +222,36 @@ TEST_F(EventChanges, AreGoneOnceTheEventIsAbandoned) {
   EXPECT_EQ(Get(key, "Changed"), "1234");
 }
 
+#ifdef _WIN32
+
+// As another program does; the calls with wide texts tell of nothing.
+void SetUnseen(HKEY key, const wchar_t* path) {
+  HKEY made = nullptr;
+  ASSERT_EQ(RegCreateKeyExW(key, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &made, nullptr), 0);
+  EXPECT_EQ(RegSetValueExW(made, L"theirs", 0, REG_BINARY, reinterpret_cast<const BYTE*>("1"), 1), 0);
+  RegCloseKey(made);
+}
+
+TEST_F(EventChanges, OfOthersAreLeftToThem) {
+  machine::BeginEvent();
+  Set(key, "mine", "1");
+  SetUnseen(key, L"beside");
+  Make(key, "made");
+  EXPECT_EQ(Changes(), (Names{" [mine] - > 3:1", "\\made - > 0:"}));
+  SetUnseen(key, L"made");
+  EXPECT_TRUE(machine::AbandonEvent());
+  EXPECT_EQ(Values(key), Names{});
+  EXPECT_EQ(Subkeys(key), (Names{"beside", "made"}));
+}
+
+#endif
+
 // Only a volatile key can lie below a volatile one.
 TEST_F(EventChanges, AreToldWhereTheyCanNotBeTakenBack) {
   HKEY kept = Below("swapped\\kept");
   Set(kept, "v", "1");
   RegCloseKey(kept);
-  Begin();
+  machine::BeginEvent();
   DeleteTree(key, "swapped");
   HKEY swapped = nullptr;
   ASSERT_EQ(RegCreateKeyExA(key, "swapped", 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr,
