@@ -222,7 +222,7 @@ class LossWalk {
       : m_back(back),
         m_outward(outward),
         m_inward(inward),
-        withCredentials_(withCredentials),
+        m_withCredentials(withCredentials),
         m_visit(visit) {}
 
   // `entropy` is null outside PAD; `padLevel` counts from 1 in PAD itself.
@@ -241,7 +241,7 @@ class LossWalk {
   const SettingsSnapshot& m_back;
   const CStringList* m_outward;
   const CStringList* m_inward;
-  bool withCredentials_;
+  bool m_withCredentials;
   const std::function<void(const SettingsLoss&)>& m_visit;
 };
 
@@ -285,7 +285,7 @@ void LossWalk::Tree(const CString& path, HKEY key, const CString* entropy, int p
   ForEachSubkey(key, info, [&](const CString& subkeyName, HKEY subkey) {
     const CString below = path + "\\" + subkeyName;
     if (padLevel == 0 && IsPadName(subkeyName)) {
-      if (withCredentials_) Tree(below, subkey, nullptr, 1);
+      if (m_withCredentials) Tree(below, subkey, nullptr, 1);
       return;
     }
     Tree(below, subkey, padLevel == 1 ? &subkeyName : entropy, padLevel == 0 ? 0 : std::min(padLevel + 1, 4));

@@ -121,11 +121,16 @@ export function ResourceRow({ id, says, position, name, selected, picked, ranked
           {ranked ? position + 1 : ''}
         </span>
       )}
-      <span role="gridcell" class="cell">
+      <span role="gridcell" class="cell" title={warning && `${name} ${warning}`}>
+        {warning && (
+          <span class="sign" aria-hidden="true">
+            ⚠
+          </span>
+        )}
         <span class="opens" title={`Open the settings of ${name}`} onClick={alone(on.onOpen)}>
           {name === undefined ? '…' : shownName(name)}
         </span>
-        {warning && <span class="warning">⚠ {warning}</span>}
+        {warning && <span class="warning">{warning}</span>}
       </span>
       <span role="gridcell" class="acts">
         {says.rows.slice(1).map((button) => (
