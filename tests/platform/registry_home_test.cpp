@@ -126,7 +126,8 @@ TEST_F(RegistryHome, AStoreThatCannotBeTrustedIsRefusedAndLeftAlone) {
   EXPECT_EQ(Value(HKEY_LOCAL_MACHINE, "299"), std::string(500, 'x'));
 }
 
-// Values that grow, shrink and go, of keys that come and go, in pages that split and merge.
+// Values that grow, shrink and go, also twice in an event, of keys that come and go, in pages that split and
+// merge.
 TEST_F(RegistryHome, WhateverIsWrittenLeavesAStoreThatIsTrusted) {
   const std::string home = Path("home");
   ASSERT_TRUE(machine::OpenHome(home));
@@ -134,9 +135,9 @@ TEST_F(RegistryHome, WhateverIsWrittenLeavesAStoreThatIsTrusted) {
   const auto below = [&random](unsigned limit) { return random() % limit; };
   for (int event = 0; event < 150; ++event) {
     machine::BeginEvent();
-    for (unsigned writes = below(12); writes > 0; --writes) {
+    for (unsigned writes = below(30); writes > 0; --writes) {
       const std::string path =
-          "Software\\Written\\" + std::string(1 + below(100), static_cast<char>('a' + below(8)));
+          "Software\\Written\\" + std::string(1 + 60 * below(3), static_cast<char>('a' + below(4)));
       if (below(4) == 0) {
         DeleteTree(HKEY_LOCAL_MACHINE, path.c_str());
         continue;
@@ -144,11 +145,11 @@ TEST_F(RegistryHome, WhateverIsWrittenLeavesAStoreThatIsTrusted) {
       ASSERT_EQ(Make(HKEY_LOCAL_MACHINE, path.c_str()), 0);
       HKEY key = nullptr;
       ASSERT_EQ(RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_ALL_ACCESS, &key), 0);
-      const std::string name = std::to_string(below(6));
+      const std::string name = std::to_string(below(3));
       if (below(3) == 0) {
         RegDeleteValueA(key, name.c_str());
       } else {
-        EXPECT_EQ(Set(key, name.c_str(), std::string(below(below(5) == 0 ? 9000 : 300), 'x')), 0);
+        EXPECT_EQ(Set(key, name.c_str(), std::string(below(below(3) == 0 ? 20000 : 300), 'x')), 0);
       }
       RegCloseKey(key);
     }
