@@ -74,16 +74,16 @@ int OpenAsAllowed(const std::string& folder, bool create, Environment& result) {
   return OpenMapped(folder, MDB_RDONLY | (result.unlocked ? MDB_NOLOCK : 0), result);
 }
 
-// The state that is newest now, or soon.
-bool IsDamaged(MDB_env* env, const std::string& file) {
+// MDB_CORRUPTED for damage in the state that is newest now, or soon.
+int CheckNewest(MDB_env* env, const std::string& file) {
   PagesState state = PagesState::Gone;
   for (int i = 0; i < 5 && state != PagesState::Sound; ++i) {
     MDB_txn* txn = nullptr;
-    if (mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn) != 0) return true;
+    if (const int code = mdb_txn_begin(env, nullptr, MDB_RDONLY, &txn); code != 0) return code;
     state = CheckPages(file, mdb_txn_id(txn));
     mdb_txn_abort(txn);
   }
-  return state == PagesState::Damaged;
+  return state == PagesState::Damaged ? MDB_CORRUPTED : 0;
 }
 
 // Gives the entries of an older store their checksums.
@@ -166,7 +166,11 @@ machine::Outcome OpenEnvironment(const std::string& folder, bool create, Environ
   }
   result.file = file;
   int code = OpenAsAllowed(folder, create, result);
-  if (code == 0 && !create && IsDamaged(result.env.get(), file)) code = MDB_CORRUPTED;
+  // A process that was killed while it read would keep its place among the readers, and old pages from being
+  // used again.
+  int dead = 0;
+  if (code == 0) mdb_reader_check(result.env.get(), &dead);
+  if (code == 0 && !create) code = CheckNewest(result.env.get(), file);
   if (code == 0) code = OpenTables(result, create);
   if (code == 0 && !result.sums) {
     const int added = AddSums(result);
@@ -178,9 +182,6 @@ machine::Outcome OpenEnvironment(const std::string& folder, bool create, Environ
     result.env.reset();
     return Failed(file, code, create);
   }
-  // A process that was killed while it read would keep old pages from being used again.
-  int dead = 0;
-  mdb_reader_check(result.env.get(), &dead);
   return {};
 }
 

@@ -10,6 +10,7 @@
 #include <csignal>
 #include <filesystem>
 #include <functional>
+#include <vector>
 
 #include "platform/embedded/controls.h"
 #include "platform/machine.h"
@@ -255,6 +256,28 @@ TEST_F(Crash, OfTwoProcessesThatMakeAKeyOneIsToldThatItDid) {
   make_all();
   waitpid(child, nullptr, 0);
   EXPECT_EQ(shared->stored.load(), kRaces);
+}
+
+// One process keeps the store open, so that what the others leave stays.
+TEST_F(Crash, ReadersThatWereKilledLeaveTheirPlacesToOthers) {
+  constexpr int kPlaces = 126 - 1;  // as many as LMDB has, less the one of the process that stays
+  ASSERT_TRUE(machine::OpenHome(home));
+  machine::CloseHome();
+  const auto open_and_wait = [this](bool idle) {
+    if (machine::OpenHome(home)) CanOpen(HKEY_LOCAL_MACHINE, "Software");
+    if (idle) machine::GoIdle();
+    ++shared->step;
+    for (;;) pause();
+  };
+  const pid_t keeper = Start([&] { open_and_wait(true); });
+  Await(1);
+  std::vector<pid_t> readers;
+  for (int i = 0; i < kPlaces; ++i) readers.push_back(Start([&] { open_and_wait(false); }));
+  Await(1 + kPlaces);
+  for (const pid_t reader : readers) Kill(reader);
+  const machine::Outcome opened = machine::OpenHome(home);
+  EXPECT_TRUE(opened) << opened.sentence;
+  Kill(keeper);
 }
 
 }  // namespace
