@@ -52,6 +52,9 @@ machine::Outcome Failed(const std::string& file, int code, bool create) {
   }
 }
 
+// Each process that has the home open is one; LMDB would have room for 126.
+constexpr unsigned kMostReaders = 4000;
+
 int OpenMapped(const std::string& folder, unsigned flags, Environment& result) {
   for (size_t map = kLargestMap;; map /= 2) {
     MDB_env* env = nullptr;
@@ -59,6 +62,7 @@ int OpenMapped(const std::string& folder, unsigned flags, Environment& result) {
     if (code != 0) return code;
     result.env.reset(env);
     mdb_env_set_maxdbs(env, kTables);
+    mdb_env_set_maxreaders(env, kMostReaders);
     mdb_env_set_mapsize(env, map);
     code = mdb_env_open(env, folder.c_str(), MDB_NOTLS | flags, 0600);
     if (code != ENOMEM || map <= kSmallestMap) return code;

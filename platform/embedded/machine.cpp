@@ -151,7 +151,9 @@ Outcome OpenOrMake(std::string home) {
   if (!fs::exists(home + "/registry", error)) outcome = MakeStore(home);
   Environment environment;
   if (outcome) outcome = OpenEnvironment(home + "/registry", false, environment);
-  if (!outcome && outcome.code != ERROR_ACCESS_DENIED) outcome.sentence += " " + HowToRestore(home);
+  const bool lost = outcome.code == ERROR_REGISTRY_CORRUPT || outcome.code == ERROR_REGISTRY_IO_FAILED ||
+                    outcome.code == ERROR_FILE_NOT_FOUND;
+  if (lost) outcome.sentence += " " + HowToRestore(home);
   if (outcome) outcome = UseEnvironment(std::move(environment));
   if (outcome) OpenedHome() = home;
   return outcome;

@@ -186,8 +186,13 @@ LONG Status(int lmdb) {
     case MDB_CORRUPTED:
     case MDB_PAGE_NOTFOUND:
     case MDB_INCOMPATIBLE:
-    case MDB_VERSION_MISMATCH:
       return ERROR_REGISTRY_CORRUPT;
+    case MDB_VERSION_MISMATCH:
+      return ERROR_NOT_SUPPORTED;
+    case MDB_READERS_FULL:
+    case EMFILE:
+    case ENFILE:
+      return ERROR_NO_SYSTEM_RESOURCES;
     default:
       return ERROR_REGISTRY_IO_FAILED;
   }
