@@ -319,6 +319,8 @@ test('on a slow line the tree goes as far as the keys were pressed', async () =>
   await slow.goto(console_.origin + '/' + hash('Banner'));
   const tree = slow.getByRole('tree');
   await tree.locator('.row.selected.active', { hasText: 'Banner' }).waitFor();
+  // The rows that the keys go over have come, too.
+  await tree.locator('.row', { hasText: 'GSSAPI Options' }).waitFor();
   await tree.focus();
   for (const node of ['GSSAPI Options', 'X.509 Certificate Options', 'Public Key Options']) {
     await slow.keyboard.press('ArrowUp');
