@@ -43,6 +43,7 @@ struct KeyPicture {
   bool there = false;
   bool unreadable = false;  // it is there, and nothing more is known of it
   bool written = false;     // by this program, since then, and not only made
+  bool secured = false;     // by this program, since then, with another access list
   std::map<std::string, StoredValue, NameOrder> values;
   std::vector<std::string> order;  // of the values' names, as they are listed
   std::string accessList;          // a self-relative descriptor; empty where it can't be read
@@ -186,7 +187,9 @@ class Restoration {
       return;
     }
     const HKEY root = RootOf(place.computer);
-    if (!now.there || before.accessList != now.accessList) PutBackAccess(root, place, before);
+    // Somebody's export may have ended meanwhile, and closed what it had opened.
+    const bool relisted = before.secured && before.accessList != now.accessList;
+    if (!now.there || relisted) PutBackAccess(root, place, before);
     if (now.there && SameValues(before, now)) return;
     HKEY key = nullptr;
     if (RegCreateKeyExA(root, place.path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &key,
@@ -309,6 +312,11 @@ void KeepKey(const Place& place) {
   found->second.written = true;
 }
 
+void KeepAccess(const Place& place) {
+  KeepKey(place);
+  if (kept.on) kept.keys.at(place).secured = true;
+}
+
 void KeepCreation(const Place& place) {
   Place missing = place;
   while (kept.on && !missing.path.empty() && !kept.keys.contains(missing)) {
@@ -317,7 +325,8 @@ void KeepCreation(const Place& place) {
     if (status == ERROR_SUCCESS) RegCloseKey(key);
     if (status != ERROR_FILE_NOT_FOUND) return;
     kept.keys.try_emplace(missing);
-    missing.path.resize(missing.path.find_last_of('\\') == std::string::npos ? 0 : missing.path.rfind('\\'));
+    const size_t above = missing.path.rfind('\\');
+    missing.path.resize(above == std::string::npos ? 0 : above);
   }
 }
 

@@ -37,8 +37,10 @@ void ForEachSubkey(HKEY key, const std::function<void(const std::string& name)>&
 // From Start to Stop, keys are kept; what was kept before is dropped. What is kept already stays as it is.
 void Start();
 void Stop();
-// Before its values or its access list change, or it goes.
+// Before its values change, or it goes.
 void KeepKey(const Place& place);
+// Before its access list changes; one that only others have changed stays as they have left it.
+void KeepAccess(const Place& place);
 // Before it is made, if it is missing, with those above it that are.
 void KeepCreation(const Place& place);
 // Before all below it becomes something else.

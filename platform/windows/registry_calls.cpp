@@ -14,8 +14,7 @@ namespace {
 
 using pictures::Place;
 
-// What the open keys are, of those under HKEY_LOCAL_MACHINE. Another thread puts access lists back when the
-// program is interrupted.
+// What the open keys are, of those under HKEY_LOCAL_MACHINE. The calls may come from any thread.
 class OpenKeys {
  public:
   std::optional<Place> Of(HKEY key) const {
@@ -133,7 +132,7 @@ LSTATUS RegRestoreKeyA(HKEY key, LPCSTR file, DWORD flags) {
 }
 
 LSTATUS RegSetKeySecurity(HKEY key, SECURITY_INFORMATION what, PSECURITY_DESCRIPTOR descriptor) {
-  KeepKey(key);
+  if (const auto place = Open().Of(key)) pictures::KeepAccess(*place);
   return ::RegSetKeySecurity(key, what, descriptor);
 }
 

@@ -232,15 +232,30 @@ void SetUnseen(HKEY key, const wchar_t* path) {
   RegCloseKey(made);
 }
 
+// As another program does it; our own call is kept.
+void ListUnseen(HKEY key, const char* sddl) {
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  ASSERT_NE(ConvertStringSecurityDescriptorToSecurityDescriptorA(sddl, SDDL_REVISION_1, &descriptor, nullptr),
+            FALSE);
+  const auto set = reinterpret_cast<LSTATUS(WINAPI*)(HKEY, SECURITY_INFORMATION, PSECURITY_DESCRIPTOR)>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA("advapi32.dll"), "RegSetKeySecurity")));
+  EXPECT_EQ(set(key, DACL_SECURITY_INFORMATION, descriptor), 0);
+  LocalFree(descriptor);
+}
+
 TEST_F(EventChanges, OfOthersAreLeftToThem) {
+  GiveAccessList(key, "D:P(A;;KA;;;WD)");
   machine::BeginEvent();
   Set(key, "mine", "1");
+  ListUnseen(key, "D:P(A;;KA;;;BA)(A;;KA;;;WD)");
+  const std::string theirs = Listed(key).front();
   SetUnseen(key, L"beside");
   Make(key, "made");
   EXPECT_EQ(Changes(), (Names{" [mine] - > 3:1", "\\made - > 0:"}));
   SetUnseen(key, L"made");
   EXPECT_TRUE(machine::AbandonEvent());
   EXPECT_EQ(Values(key), Names{});
+  EXPECT_EQ(Listed(key).front(), theirs);
   EXPECT_EQ(Subkeys(key), (Names{"beside", "made"}));
 }
 
