@@ -11,16 +11,19 @@
 #include "platform/win32.h"
 #include "store/registry_object.h"
 
+// What a person wants of a walk that lets the user interface through: Esc cuts one key short, and the walk
+// goes on behind it; at the end it writes nothing more.
+enum class Turn : unsigned char { GoOn, Esc, End };
+
 // The engine's way to the person in front of it. What is missing is not done; a missing `ask` is a No.
 struct EngineCallbacks {
   // A question with Yes and No buttons; true for Yes.
   std::function<bool(const CString& question)> ask;
   // A message with an OK button, shown under the arrow cursor.
   std::function<void(const CString& message)> tell;
-  // Lets one waiting event of the user interface through; true if that was the Esc key going down. Called
-  // for every 50th key of an export with the number of keys visited so far, which goes on from export to
-  // export.
-  std::function<bool(int keysVisited)> turn;
+  // Lets one waiting event of the user interface through. Called for every 50th key of an export with the
+  // number of keys visited so far, which goes on from export to export.
+  std::function<Turn(int keysVisited)> turn;
   // Hears how far an import has come: called for every 50th key with their number. False ends the import, of
   // which the caller then takes back what was done.
   std::function<bool(int keysRead)> progress = {};

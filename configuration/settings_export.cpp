@@ -34,7 +34,7 @@ class ExportWalk {
   int Tree(const CString& keyName, HKEY key, const CString* entropy);
 
  private:
-  bool EscPressed() const { return walkCounter % kKeysPerTurn == 0 && m_ui.turn && m_ui.turn(walkCounter); }
+  bool CutShort();
   void Values(HKEY key, const KeyInfo& info, const CString* entropy, XmlElement& element);
   void Value(const ValueEntry& entry, XmlElement& element);
   void Subkeys(HKEY key, const KeyInfo& info, const CString& name, const CString* entropy);
@@ -48,9 +48,18 @@ class ExportWalk {
   const EngineCallbacks& m_ui;
   CString m_path;
   CString m_line;
+  bool m_ended = false;
 };
 
+bool ExportWalk::CutShort() {
+  if (walkCounter % kKeysPerTurn != 0 || !m_ui.turn) return false;
+  const Turn turn = m_ui.turn(walkCounter);
+  m_ended = turn == Turn::End;
+  return turn != Turn::GoOn;
+}
+
 int ExportWalk::Tree(const CString& keyName, HKEY key, const CString* entropy) {
+  if (m_ended) return 0;
   if (entropy == nullptr && IsPadName(keyName) && !m_ui.Ask(kAskAboutCachedKeys)) return 0;
   KeyInfo info;
   if (const LSTATUS status = QueryKeyInfo(key, info); status != ERROR_SUCCESS) return Check(status), 0;
@@ -63,7 +72,7 @@ int ExportWalk::Tree(const CString& keyName, HKEY key, const CString* entropy) {
     element.SetAttribute("name", name);
     hasContents ? element.WriteStart(m_writer, 1, true, true) : element.WriteEmpty(m_writer, 1, true, true);
   }
-  if (EscPressed()) return 0;
+  if (CutShort()) return 0;
   ++walkCounter;
   Values(key, info, entropy, element);
   if (named && m_compact) {

@@ -147,12 +147,11 @@ Exported WriteSettings(const CTesselRegObject& key, const CString& folder, const
   EngineCallbacks ui;
   ui.ask = SaysYes;
   ui.tell = [](const CString& message) { AfxMessageBox(message); };
-  // The engine's Esc skips one key and leaves its element open; a person who cancels wants no file.
   ui.turn = [&exported, first = std::optional<int>()](int keys) mutable {
     if (!first) first = keys;
     const auto done = static_cast<std::uint64_t>(keys - *first);
     exported.cancelled = exported.cancelled || !CurrentFrontEnd().TakeTurn({done, "keys"});
-    return exported.cancelled;
+    return exported.cancelled ? Turn::End : Turn::GoOn;
   };
   ui.unreadable = [&exported](const CString& path, LSTATUS status) {
     if (!exported.why.empty()) return;
@@ -172,7 +171,9 @@ Exported WriteSettings(const CTesselRegObject& key, const CString& folder, const
     const key_security::OpenedUp opened(key.GetRoot(), key.GetKeyPath(), key.GetAccess());
     ExportRegistryKey(writer, false, paths.front(), &tokens, ui);
   }
-  for (const char* path : paths.subspan(1)) ExportRegistryKey(writer, false, path, &tokens, ui);
+  for (const char* path : paths.subspan(1)) {
+    if (!exported.cancelled) ExportRegistryKey(writer, false, path, &tokens, ui);
+  }
   registry.WriteEnd(writer, -1, true, true);
   // What was declined since the last turn.
   exported.cancelled = exported.cancelled || !CurrentFrontEnd().TakeTurn({1, "keys"});

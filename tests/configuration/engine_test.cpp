@@ -92,7 +92,7 @@ TEST_F(Engine, EscLeavesOutTheRestOfOneKey) {
   int atTurn = -1;
   ui.turn = [&](int keys) {
     atTurn = keys;
-    return false;
+    return Turn::GoOn;
   };
   const UniqueKey leaf = Key("SSHD\\a\\inner");
   XmlStringWriter writer;
@@ -102,7 +102,7 @@ TEST_F(Engine, EscLeavesOutTheRestOfOneKey) {
   int presses = 0;
   ui.turn = [&](int keys) {
     atTurn = keys;
-    return presses++ == 0;
+    return presses++ == 0 ? Turn::Esc : Turn::GoOn;
   };
   const CString text = Export();
   EXPECT_EQ(atTurn, before + 50);
@@ -121,6 +121,20 @@ TEST_F(Engine, EscLeavesOutTheRestOfOneKey) {
             "    </k>\r\n"
             "   </k>\r\n"
             "  </k>\r\n");
+}
+
+// A walk that went on cut short would open an element for each of its keys, one deeper than the other.
+TEST_F(Engine, WritesNothingMoreAtTheEndThatAPersonWants) {
+  const UniqueKey sshd = Key("SSHD");
+  for (int i = 0; i < 120; ++i) Key("SSHD\\a\\" + std::to_string(i));
+  Set(Key("SSHD\\b").get(), "v", "1", REG_SZ);
+  int turns = 0;
+  ui.turn = [&](int) { return ++turns == 1 ? Turn::End : Turn::GoOn; };
+  XmlStringWriter writer;
+  ExportKeyTree(writer, false, "", sshd.get(), nullptr, ui);
+  EXPECT_EQ(turns, 1);
+  EXPECT_EQ(writer.GetBuffer().find("\"b\""), CString::npos);
+  EXPECT_LT(text::Split(writer.GetBuffer(), '\n').size(), size_t{60});
 }
 
 TEST_F(Engine, ImportsAFileWrittenByHand) {

@@ -111,6 +111,7 @@ export async function serve(home, words = [], port = 0) {
     address,
     origin: new URL(address).origin,
     port: Number(new URL(address).port),
+    pid: child.pid,
     printed: () => printed,
     async stop() {
       if (child.exitCode !== null || child.signalCode !== null) return;
