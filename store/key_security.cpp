@@ -29,7 +29,7 @@ DWORD ApplyToSubkeys(HKEY key, void* securityDescriptor, DWORD mask) {
 // part of what is exported.
 constexpr char kOpenedKeys[] = "Software\\TesselWorks\\OpenedForExport";
 // Held by the process that has keys open; the system lets go of it when that process ends.
-constexpr char kOpenedMutex[] = "MarrowenOpenedForExport";
+constexpr char kOpenedMutex[] = "Global\\MarrowenOpenedForExport";
 
 bool Take(HANDLE mutex) {
   if (mutex == nullptr) return false;
@@ -43,9 +43,12 @@ struct Recorded {
   LocalMemory<void> descriptor;
 };
 
-Recorded ReadRecord(HKEY records, const char* path) {
+Recorded ReadRecord(HKEY root, const char* path) {
   DWORD size = 0;
   Recorded recorded;
+  UniqueKey opened;
+  if (OpenUniqueKey(root, kOpenedKeys, KEY_READ, opened) != ERROR_SUCCESS) return recorded;
+  const HKEY records = opened.get();
   if (RegQueryValueExA(records, path, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) return recorded;
   std::vector<BYTE> bytes(size);
   if (RegQueryValueExA(records, path, nullptr, nullptr, bytes.data(), &size) != ERROR_SUCCESS ||
@@ -150,17 +153,21 @@ OpenedUp::OpenedUp(HKEY root, const CString& path, DWORD access)
       m_mutex(CreateMutexA(nullptr, FALSE, kOpenedMutex)),
       m_isMine(Take(m_mutex)) {
   // A key that stands open has its own list in the record, and everyone's list now.
-  UniqueKey records;
-  if (OpenUniqueKey(root, kOpenedKeys, KEY_READ, records) == ERROR_SUCCESS) {
-    m_saved = ReadRecord(records.get(), path.c_str()).descriptor;
+  const auto recorded = [&] { return ReadRecord(root, path.c_str()).descriptor; };
+  m_saved = recorded();
+  m_isOthers = m_saved && !m_isMine;
+  if (!m_saved) {
+    m_saved.reset(GetKeySecurity(path.c_str()));
+    // The list that was read may be everyone's already.
+    m_isOthers = !m_isMine && recorded();
   }
-  if (!m_saved) m_saved.reset(GetKeySecurity(path.c_str()));
+  if (m_isOthers) return;
   if (m_saved && m_isMine) WriteRecord(root, path, access, m_saved.get());
   ClearKeySecurity(root, path.c_str(), access);
 }
 
 OpenedUp::~OpenedUp() {
-  if (m_saved) SetKeySecurity(m_root, m_path.c_str(), m_access, m_saved.get());
+  if (m_saved && !m_isOthers) SetKeySecurity(m_root, m_path.c_str(), m_access, m_saved.get());
   if (m_isMine) {
     RemoveRecord(m_root, m_path.c_str());
     ReleaseMutex(m_mutex);
@@ -182,7 +189,7 @@ void PutBackOpened(HKEY root) {
       paths.emplace_back(name.data(), length);
     }
     for (const CString& path : paths) {
-      const Recorded recorded = ReadRecord(records.get(), path.c_str());
+      const Recorded recorded = ReadRecord(root, path.c_str());
       const DWORD status =
           recorded.descriptor ? SetKeySecurity(root, path.c_str(), recorded.access, recorded.descriptor.get())
                               : ERROR_SUCCESS;

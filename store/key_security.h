@@ -28,7 +28,8 @@ DWORD ClearKeySecurity(HKEY root, const char* path, DWORD access);
 DWORD ApplyKeySecurity(HKEY parent, const char* name, void* securityDescriptor, bool topDown, DWORD mask);
 
 // Opens a key and all below it to everyone for the life of the object, and then puts its list back. The list
-// stands recorded in the registry meanwhile, for a process that dies before it has put it back.
+// stands recorded in the registry meanwhile, for a process that dies before it has put it back. Where another
+// process has the key open, that one closes it, also while this object lives.
 class OpenedUp {
  public:
   OpenedUp(HKEY root, const CString& path, DWORD access);
@@ -41,7 +42,8 @@ class OpenedUp {
   CString m_path;
   DWORD m_access;
   HANDLE m_mutex;
-  bool m_isMine;  // no other process has keys open
+  bool m_isMine;            // no other process has keys open
+  bool m_isOthers = false;  // another process has this key open
   LocalMemory<void> m_saved;
 };
 

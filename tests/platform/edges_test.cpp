@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -53,6 +54,28 @@ class Edges : public ::testing::Test {
     waitpid(child, nullptr, 0);
     ASSERT_TRUE(machine::OpenHome(home));
   }
+  // A process that has done the work and waits for its end.
+  template <typename Work>
+  pid_t StartAnother(Work work) const {
+    std::array<int, 2> ready{};
+    EXPECT_EQ(pipe(ready.data()), 0);
+    machine::CloseHome();
+    const pid_t child = fork();
+    if (child == 0) {
+      if (machine::OpenHome(home)) work();
+      if (write(ready[1], "x", 1) == 1) pause();
+      _exit(1);
+    }
+    char byte = 0;
+    EXPECT_EQ(read(ready[0], &byte, 1), 1);
+    for (const int end : ready) close(end);
+    EXPECT_TRUE(machine::OpenHome(home));
+    return child;
+  }
+  static void End(pid_t process) {
+    kill(process, SIGKILL);
+    waitpid(process, nullptr, 0);
+  }
   static CString List(const char* path) { return ListOf(path); }
   static void Write(const char* path, const char* name, const std::string& text) {
     HKEY key = nullptr;
@@ -91,6 +114,18 @@ TEST_F(Edges, AListThatWasLeftOpenIsPutBackOnceNobodyIsAtWork) {
     const key_security::OpenedUp again(HKEY_LOCAL_MACHINE, kServer, KEY_ALL_ACCESS);
     EXPECT_EQ(List(kServer), open);
   }
+  EXPECT_EQ(List(kServer), before);
+
+  // Of two exports at once, the one that has opened the list closes it.
+  const pid_t other = StartAnother(
+      [] { new key_security::OpenedUp(HKEY_LOCAL_MACHINE, kServer, KEY_ALL_ACCESS); });  // NOLINT: as above
+  {
+    const key_security::OpenedUp beside(HKEY_LOCAL_MACHINE, kServer, KEY_ALL_ACCESS);
+    EXPECT_EQ(List(kServer), open);
+  }
+  EXPECT_EQ(List(kServer), open);
+  End(other);
+  key_security::PutBackOpened(HKEY_LOCAL_MACHINE);
   EXPECT_EQ(List(kServer), before);
 
   InAnother(
@@ -272,20 +307,10 @@ TEST_F(Edges, AnEventKnowsWhatOthersHaveChangedSinceItWasShown) {
 }
 
 TEST_F(Edges, AWriterThatWaitsSaysForWhomAndCanGiveUp) {
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  machine::CloseHome();
-  const pid_t child = fork();
-  if (child == 0) {
-    machine::OpenHome(home);
+  const pid_t child = StartAnother([] {
     machine::BeginEvent();
     Write(kServer, "held", "x");
-    if (write(ready[1], "x", 1) == 1) pause();
-    _exit(1);
-  }
-  char byte;
-  ASSERT_EQ(read(ready[0], &byte, 1), 1);
-  ASSERT_TRUE(machine::OpenHome(home));
+  });
   std::string told;
   machine::SetWaitTeller([&told](const std::string& who, int) {
     told = who;
@@ -297,13 +322,10 @@ TEST_F(Edges, AWriterThatWaitsSaysForWhomAndCanGiveUp) {
   EXPECT_EQ(told, "process " + std::to_string(child));
   EXPECT_EQ(machine::CommitEvent().code, DWORD{ERROR_BUSY});
   machine::SetWaitTeller({});
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
+  End(child);
   machine::BeginEvent();
   Write(kServer, "late", "x");
   EXPECT_TRUE(machine::CommitEvent());
-  close(ready[0]);
-  close(ready[1]);
 }
 
 // What can't be read is told, and not left out in silence; what is not there is no failure.
