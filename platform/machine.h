@@ -69,6 +69,7 @@ Outcome RestoreHome(std::string_view home, std::string& file);
 struct StoredValue {
   DWORD type = REG_NONE;
   std::string data;
+  bool operator==(const StoredValue&) const = default;
 };
 
 // A value, or a key itself, that is not as it was before the event.

@@ -185,10 +185,7 @@ class Comparison {
       std::string spelling;
       change.before = Stored(m_before, before, *name, spelling);
       change.after = Stored(m_now, now, *name, spelling);
-      if (change.before && change.after && change.before->type == change.after->type &&
-          change.before->data == change.after->data) {
-        continue;
-      }
+      if (change.before == change.after) continue;
       change.name = InCodePage(spelling);
       m_visit(change);
     }

@@ -190,7 +190,7 @@ class Restoration {
     // Somebody's export may have ended meanwhile, and closed what it had opened.
     const bool relisted = before.secured && before.accessList != now.accessList;
     if (!now.there || relisted) PutBackAccess(root, place, before);
-    if (now.there && SameValues(before, now)) return;
+    if (now.there && before.values == now.values) return;
     HKEY key = nullptr;
     if (RegCreateKeyExA(root, place.path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &key,
                         nullptr) != ERROR_SUCCESS) {
@@ -204,16 +204,6 @@ class Restoration {
   std::vector<std::string> Left() && { return std::move(m_left); }
 
  private:
-  static bool Same(const StoredValue& a, const StoredValue& b) {
-    return a.type == b.type && a.data == b.data;
-  }
-
-  static bool SameValues(const KeyPicture& a, const KeyPicture& b) {
-    return std::equal(
-        a.values.begin(), a.values.end(), b.values.begin(), b.values.end(),
-        [](const auto& x, const auto& y) { return x.first == y.first && Same(x.second, y.second); });
-  }
-
   void PutBackAccess(HKEY root, const Place& place, const KeyPicture& before) {
     HKEY key = nullptr;
     if (before.accessList.empty()) return;
@@ -237,7 +227,7 @@ class Restoration {
       const StoredValue& value = before.values.at(name);
       const auto is = now.values.find(name);
       anew |= is == now.values.end() || is->first != name;
-      if (!anew && Same(is->second, value)) continue;
+      if (!anew && is->second == value) continue;
       if (anew && is != now.values.end()) RegDeleteValueA(key, name.c_str());
       done &=
           RegSetValueExA(key, name.c_str(), 0, value.type, reinterpret_cast<const BYTE*>(value.data.data()),

@@ -55,7 +55,7 @@ std::string NameOf(const Change& change) {
 }
 
 bool Same(const StoredValue* a, const std::optional<StoredValue>& b) {
-  return (a != nullptr) == b.has_value() && (a == nullptr || (a->type == b->type && a->data == b->data));
+  return (a != nullptr) == b.has_value() && (a == nullptr || *a == *b);
 }
 
 const StoredValue* ValueOf(const ShownKey& shown, const std::string& name) {
