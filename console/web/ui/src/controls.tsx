@@ -7,7 +7,7 @@ import { EditableList } from './editable_list';
 import { Edit } from './edit';
 import { Box, Combo, Day, Slider } from './fields';
 import { Sentence, useListButtons, useSentence } from './help';
-import { idOf, nameOf, type Props } from './labelled';
+import { disabled, idOf, nameOf, type Props } from './labelled';
 import { isSetting, placed } from './lines';
 import { List } from './list';
 import { Resources } from './resources';
@@ -32,7 +32,7 @@ function Press(props: Props<'button'>) {
       id={idOf(window, index)}
       class={control.default || text === 'OK' ? 'primary' : ''}
       accessKey={key}
-      disabled={control.disabled}
+      {...disabled(control)}
       title={says?.text}
       onClick={() => void press(props)}
     >
@@ -44,7 +44,7 @@ function Press(props: Props<'button'>) {
 function Link(props: Props<'link'>) {
   const { control, index, window } = props;
   return (
-    <button type="button" class="link" id={idOf(window, index)} disabled={control.disabled} onClick={() => void press(props)}>
+    <button type="button" class="link" id={idOf(window, index)} {...disabled(control)} onClick={() => void press(props)}>
       {plain(control.caption).text || control.value}
     </button>
   );

@@ -1,7 +1,7 @@
 // A list whose rows are typed in place.
 
 import { useState } from 'preact/hooks';
-import { idOf, nameOf, type Props } from './labelled';
+import { disabled, idOf, nameOf, type Props } from './labelled';
 import { act } from './transport';
 
 /** Rows that are typed in place; the empty one behind them is a new row, and a row without text goes. */
@@ -26,7 +26,7 @@ export function EditableList(props: Props<'editable list'>) {
             id={row ? undefined : idOf(window, index)}
             aria-label={row < rows.length ? `${label} ${row + 1}` : `New in ${label}`}
             placeholder={row < rows.length ? undefined : 'New'}
-            disabled={control.disabled}
+            {...disabled(control)}
             spellcheck={false}
             autoComplete="off"
             value={typed?.row === row ? typed.text : text}
@@ -37,7 +37,7 @@ export function EditableList(props: Props<'editable list'>) {
             <button
               type="button"
               aria-label={`Remove ${text}`}
-              disabled={control.disabled}
+              {...disabled(control)}
               onClick={() => void act({ act: 'removeRow', window, control: index, row })}
             >
               ×

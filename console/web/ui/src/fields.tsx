@@ -2,7 +2,7 @@
 
 import { common, idOf, Labelled, storedAs, useDraft, type Props } from './labelled';
 import { plain } from './state';
-import { controlsOf } from './store';
+import { store } from './store';
 import { act } from './transport';
 
 export function Box(props: Props<'check box' | 'radio button'>) {
@@ -16,14 +16,9 @@ export function Box(props: Props<'check box' | 'radio button'>) {
         title={undefined}
         type={radio ? 'radio' : 'checkbox'}
         name={radio ? `w${window}g${control.radioGroup}` : undefined}
-        checked={control.value === 'on'}
-        onChange={async (event) => {
-          const box = event.currentTarget;
-          await act({ act: 'click', window, control: index });
-          // A refused click has not changed the state, so nothing would draw the box back.
-          const value = controlsOf(window)[index]?.value;
-          if (value !== undefined) box.checked = value === 'on';
-        }}
+        // As the person has left it until the console has answered, then as the console has it, also after a refusal.
+        checked={store.unsettled ? undefined : control.value === 'on'}
+        onChange={() => void act({ act: 'click', window, control: index })}
       />
       <span>{text}</span>
     </label>
@@ -34,14 +29,17 @@ export function Combo(props: Props<'drop-down list'>) {
   const { control, index, window } = props;
   const at = { window, control: index };
   const choices = control.choices ?? [];
-  const draft = useDraft(control.value);
+  const draft = useDraft(control.editable ? control.value : String(control.selected));
   if (!control.editable) {
     return (
       <Labelled {...props}>
         <select
           {...common(props)}
-          value={String(control.selected)}
-          onChange={(event) => void act({ ...at, act: 'select', row: Number(event.currentTarget.value) })}
+          value={draft.shown}
+          onChange={(event) => {
+            const row = event.currentTarget.value;
+            void draft.change(row, () => act({ ...at, act: 'select', row: Number(row) }));
+          }}
         >
           {(control.selected ?? -1) < 0 && <option value="-1" />}
           {choices.map((choice, row) => (

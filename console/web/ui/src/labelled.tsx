@@ -3,6 +3,7 @@
 import type { ComponentChildren } from 'preact';
 import { useRef, useState } from 'preact/hooks';
 import { plain, type Control, type Kind, type OfKind } from './state';
+import { store } from './store';
 
 interface Place {
   index: number;
@@ -20,14 +21,14 @@ export const nameOf = ({ control, title }: { control: Control; title: string }) 
   (/^(#\d+)?$/.test(control.name) ? title : '') + plain(control.name).text.replace(/#(\d+)$/, ' $1');
 
 /** A value that is being changed: the person's until the console has answered, then the console's. */
-export function useDraft(value: string) {
-  const [draft, setDraft] = useState<string | null>(null);
+export function useDraft<T extends string | number>(value: T) {
+  const [draft, setDraft] = useState<T | null>(null);
   const last = useRef(0);
   return {
     shown: draft ?? value,
-    async change(text: string, send: () => Promise<string>) {
+    async change(next: T, send: () => Promise<string>) {
       const number = ++last.current;
-      setDraft(text);
+      setDraft(next);
       await send();
       if (number === last.current) setDraft(null);
     },
@@ -51,13 +52,22 @@ export function Labelled({ control, index, window, unnamed, hint, children }: Pr
 
 export const storedAs = (control: Control) => (control.storedAs ? `Stored as ${control.storedAs}` : undefined);
 
+/**
+ * A disabled control can be reached while an act is on its way that may enable it, so that fast keys do not go
+ * past it: what is done there is sent behind that act, and refused where it must be.
+ */
+export const disabled = (control: Control) => ({
+  disabled: control.disabled && !store.unsettled,
+  'aria-disabled': control.disabled,
+});
+
 export function common(props: Props) {
   const { control, index, window, unnamed } = props;
   const { key } = plain(control.caption);
   const labelled = !unnamed && plain(control.caption).text !== '';
   return {
     id: idOf(window, index),
-    disabled: control.disabled,
+    ...disabled(control),
     accessKey: key,
     'aria-label': labelled ? undefined : nameOf(props),
     title: labelled ? undefined : storedAs(control),

@@ -11,6 +11,7 @@ export const store = {
   line: 'open' as Line,
   beeps: 0,
   busy: false, // an act has been on its way for a while
+  unsettled: false, // an act is on its way that may enable controls
   wanted: '', // the node to go to where the console starts anew
   unseen: false, // windows open and are answered without a person
   changed: () => {},

@@ -100,6 +100,7 @@ interface Waiting {
 const queue: Waiting[] = [];
 let worker: Promise<void> | null = null;
 const replaceable = ['rewrite', 'enter', 'drag', 'node'];
+const enabling = ['click', 'select'];
 
 /** Does the act behind those that wait, and returns its refusal, which a quiet act does not show. */
 export function act(next: Act, quiet = false): Promise<string> {
@@ -113,6 +114,10 @@ export function act(next: Act, quiet = false): Promise<string> {
       last.done.push(done);
     } else {
       queue.push({ act: next, quiet, done: [done] });
+    }
+    if (enabling.includes(next.act)) {
+      store.unsettled = true;
+      store.changed();
     }
     worker ??= work();
   });
@@ -148,6 +153,9 @@ async function work() {
     for (const done of next.done) done(refusal);
   }
   worker = null;
+  if (!store.unsettled) return;
+  store.unsettled = false;
+  store.changed();
 }
 
 function open(link: string) {
