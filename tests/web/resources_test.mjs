@@ -40,6 +40,22 @@ test('rows are filtered, sorted, opened by click and Enter, and a new one is ope
   await until(names, 'Vera rita Default anna');
   await grid().focus();
   await page.keyboard.press('Home');
+  // What the page's own buttons are for is what is marked, whatever the order.
+  const marked = () => grid().getByRole('row', { selected: true }).locator('.opens').allInnerTexts();
+  await page.keyboard.press('Delete');
+  await tab.dialog().getByText('Vera').waitFor();
+  assert.deepEqual(await marked(), ['Vera']);
+  await tab.dialog().getByRole('button', { name: 'No' }).click();
+  await until(() => page.locator('dialog[open]').count(), 0);
+  await page.getByRole('searchbox', { name: 'Filter Users' }).fill('r');
+  await until(names, 'Vera rita');
+  assert.deepEqual(await marked(), ['Vera']);
+  await page.getByRole('searchbox', { name: 'Filter Users' }).fill('an');
+  await until(names, 'anna');
+  assert.deepEqual(await marked(), []);
+  await page.getByRole('searchbox', { name: 'Filter Users' }).fill('');
+  await until(names, 'Vera rita Default anna');
+  await grid().focus();
   await page.keyboard.press('Enter');
   await tab.heading('Vera');
   await tab.show('Users');

@@ -73,6 +73,15 @@ export function useRows({ control, index, window }: ListProps, filter: string, s
     fresh: cache.current.key === key,
     at: (position: number): Row | undefined =>
       cache.current.blocks.get(Math.floor(position / block))?.[position % block],
+    /** Where the row of that number in the whole list is; -1 where it is not among those that have come. */
+    positionOf(number: number): number {
+      if (cache.current.key === key && !filter && !sort) return number;
+      for (const [at, rows] of cache.current.blocks) {
+        const place = rows.findIndex((row) => row.row === number);
+        if (place >= 0) return at * block + place;
+      }
+      return -1;
+    },
     async need(from: number, to: number) {
       for (let number = Math.floor(from / block); number <= Math.floor(to / block); ++number) {
         if (cache.current.key !== key || !cache.current.blocks.has(number)) await load(number);

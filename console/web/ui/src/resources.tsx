@@ -4,6 +4,7 @@
 import { useEffect, useRef, useState } from 'preact/hooks';
 import { moveTo, press, removeAll } from './bulk';
 import type { SettingHelp } from './help_texts';
+import { useDraft } from './labelled';
 import { useRows, type ListProps, type Sort } from './list_rows';
 import { Question } from './modal';
 import { ResourceBar, ResourceHead, ResourceRow } from './resource_parts';
@@ -25,13 +26,15 @@ export function Resources(props: Props) {
   const [filter, setFilter] = useState('');
   const [sort, setSort] = useState<Sort>('');
   const [picked, setPicked] = useState<ReadonlySet<string>>(new Set());
-  const [active, setActive] = useState(-1);
   const [top, setTop] = useState(0);
   const [moving, setMoving] = useState(false);
   const [asked, setAsked] = useState(false);
   const box = useRef<HTMLDivElement>(null);
   const anchor = useRef(-1);
   const rows = useRows(props, filter, sort);
+  // The page's buttons are for the row that the console has selected, wherever the order and the filter put it.
+  const place = useDraft(rows.positionOf(control.selected));
+  const active = place.shown;
   const total = rows.total;
   const height = Math.max(3, Math.min(total, mostVisible)) * rowHeight;
   const first = Math.max(0, Math.min(Math.floor(top / rowHeight) - 8, total - 1));
@@ -43,15 +46,15 @@ export function Resources(props: Props) {
   }, [control.stamp, filter, sort, first, last, window, index]);
   // What is no more is not picked.
   useEffect(() => setPicked(new Set()), [control.count]);
-  useEffect(() => setActive(control.selected), [control.selected]);
 
   const nameAt = (position: number) => rows.at(position)?.cells[0];
   async function choose(position: number) {
-    setActive(position);
     reveal(box.current, position);
-    await rows.need(position, position);
-    const row = rows.at(position);
-    if (row) await act({ act: 'only', window, control: index, row: row.row });
+    await place.change(position, async () => {
+      await rows.need(position, position);
+      const row = rows.at(position);
+      return row ? act({ act: 'only', window, control: index, row: row.row }) : '';
+    });
   }
   /** One that is picked alone is the one that the page's buttons are for. */
   function pick(position: number, on: boolean, to = position) {
