@@ -1,9 +1,9 @@
-// Whole tasks of an administrator: by the keyboard alone, on a slow line, and across a server that starts anew.
+// Whole tasks of an administrator: by the keyboard alone, and across a server that starts anew.
 import assert from 'node:assert/strict';
 import { join } from 'node:path';
 import { after, before } from 'node:test';
 import { pathOf, serve, test } from './console.mjs';
-import { hash, start, until } from './task.mjs';
+import { start, until } from './task.mjs';
 
 const compression = 'General Settings::Compression';
 let all;
@@ -133,82 +133,6 @@ test('help opens by F1 beside what is edited, and closes by Escape', async () =>
   await press('Escape');
   await until(() => page.getByRole('complementary', { name: 'Help' }).count(), 0);
   assert.equal(await focused(page.getByRole('textbox', { name: 'Level' })), true);
-});
-
-/** A tab whose line holds what is sent, once it is told to, until it is let through. */
-async function tabOnSlowLine(node) {
-  const page = await all.browser.context.newPage();
-  let held = null;
-  let send;
-  await page.routeWebSocket('**/api/socket*', (line) => {
-    const there = line.connectToServer();
-    send = (text) => there.send(text);
-    line.onMessage((text) => (held ? held.push(text) : send(text)));
-  });
-  await page.goto(all.console_.origin + '/' + hash(node));
-  return {
-    page,
-    hold: () => (held = []),
-    letThrough: () => {
-      held.forEach(send);
-      held = null;
-    },
-  };
-}
-
-test('on a slow line it is said that the console works, and nothing that was typed is lost', async () => {
-  const slow = await tabOnSlowLine('General Settings');
-  const limit = slow.page.getByRole('textbox', { name: 'Maximum Connections' });
-  await limit.focus();
-  slow.hold();
-  await slow.page.keyboard.press('Control+a');
-  await slow.page.keyboard.type('12');
-  await slow.page.locator('.status').getByText('Working…').waitFor();
-  await slow.page.keyboard.type('34');
-  await slow.page.keyboard.press('Control+s');
-  assert.equal(await limit.inputValue(), '1234');
-  slow.letThrough();
-  await until(() => stored('SSHD', 'SessionLimit'), '1234');
-  assert.equal(await limit.inputValue(), '1234');
-  await slow.page.close();
-});
-
-test('what is typed behind a tick goes to the field that it enables, before it is enabled', async () => {
-  const slow = await tabOnSlowLine(compression);
-  const tick = slow.page.getByRole('checkbox', { name: 'Enable Compression' });
-  const level = slow.page.getByRole('textbox', { name: 'Level' });
-  await tick.setChecked(false);
-  await until(() => level.isEnabled(), false);
-  await slow.page.keyboard.press('Control+s');
-  await until(() => slow.page.getByRole('button', { name: 'Revert' }).count(), 0);
-  await tick.focus();
-  slow.hold();
-  await slow.page.keyboard.press('Space');
-  await slow.page.keyboard.press('Tab');
-  await slow.page.keyboard.press('Control+a');
-  await slow.page.keyboard.type('4');
-  await slow.page.keyboard.press('Control+s');
-  slow.letThrough();
-  await until(() => stored('SSHD', 'CompressionLevel'), '4');
-  assert.equal(await tick.isChecked(), true);
-  await slow.page.close();
-});
-
-test('what can be reached only while an act is on its way is refused and drawn back', async () => {
-  const slow = await tabOnSlowLine('Print Monitor');
-  const records = slow.page.getByRole('checkbox', { name: 'Record Print Jobs to Event Log' });
-  const saves = slow.page.getByRole('checkbox', { name: 'Save Printed Files' });
-  await records.focus();
-  slow.hold();
-  await slow.page.keyboard.press('Space');
-  await saves.focus();
-  await slow.page.keyboard.press('Space');
-  assert.deepEqual([await records.isChecked(), await saves.isChecked()], [true, true]);
-  slow.letThrough();
-  await slow.page.locator('.status').getByText('"Save Printed Files" is disabled: it depends on "Enable Printer Monitoring".').waitFor();
-  await until(() => saves.isChecked(), false);
-  assert.deepEqual([await records.isChecked(), await saves.isEnabled()], [true, false]);
-  await slow.page.close();
 });
 
 test('a tab comes back on its page when its console has started anew and another tab was let in', async () => {

@@ -21,7 +21,7 @@ export const nameOf = ({ control, title }: { control: Control; title: string }) 
   (/^(#\d+)?$/.test(control.name) ? title : '') + plain(control.name).text.replace(/#(\d+)$/, ' $1');
 
 /** A value that is being changed: the person's until the console has answered, then the console's. */
-export function useDraft<T extends string | number>(value: T) {
+export function useDraft<T>(value: T) {
   const [draft, setDraft] = useState<T | null>(null);
   const last = useRef(0);
   return {

@@ -8,6 +8,7 @@ import type { Listing, Row } from './state';
 interface RowProps {
   control: Listing;
   row: Row | undefined;
+  checked: boolean;
   position: number;
   total: number;
   /** What both kinds of row have. */
@@ -15,11 +16,11 @@ interface RowProps {
   onCheck: () => void;
 }
 
-function ListRow({ control, row, position, total, shared, onCheck }: RowProps) {
+function ListRow({ control, row, checked, position, total, shared, onCheck }: RowProps) {
   const columns = control.columns ?? [];
   const tick = control.checkBoxes && (
     <span
-      class={'tick' + (row?.checked ? ' on' : '')}
+      class={'tick' + (checked ? ' on' : '')}
       aria-hidden="true"
       onClick={(event) => {
         event.stopPropagation();
@@ -31,7 +32,7 @@ function ListRow({ control, row, position, total, shared, onCheck }: RowProps) {
     return (
       <div {...shared} role="row" aria-rowindex={position + 2}>
         {control.checkBoxes && (
-          <span role="gridcell" aria-label={row?.checked ? 'checked' : 'not checked'}>
+          <span role="gridcell" aria-label={checked ? 'checked' : 'not checked'}>
             {tick}
           </span>
         )}
@@ -47,7 +48,7 @@ function ListRow({ control, row, position, total, shared, onCheck }: RowProps) {
     <div
       {...shared}
       role="option"
-      aria-checked={control.checkBoxes ? (row?.checked ?? false) : undefined}
+      aria-checked={control.checkBoxes ? checked : undefined}
       aria-posinset={position + 1}
       aria-setsize={total}
     >
@@ -110,7 +111,7 @@ export function List(props: ListProps) {
   const [top, setTop] = useState(0);
   const box = useRef<HTMLDivElement>(null);
   const rows = useRows(props, filter);
-  const { active, choose, check, open } = useChoice(props, rows, filter, (position) => reveal(box.current, position));
+  const { active, isChecked, choose, check, open } = useChoice(props, rows, filter, (position) => reveal(box.current, position));
   const isTable = (control.columns?.length ?? 0) > 1;
   const total = rows.total;
   const height = Math.max(3, Math.min(total, mostVisible)) * rowHeight;
@@ -149,7 +150,7 @@ export function List(props: ListProps) {
       onClick: (event: MouseEvent) => void choose(position, event),
       onDblClick: () => open(position),
     };
-    drawn.push(<ListRow key={position} {...{ control, row, position, total, shared }} onCheck={() => check(position)} />);
+    drawn.push(<ListRow key={position} {...{ control, row, checked: isChecked(row), position, total, shared }} onCheck={() => check(position)} />);
   }
   return (
     <div class={'list' + (control.disabled ? ' disabled' : '')}>

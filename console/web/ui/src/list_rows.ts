@@ -1,6 +1,7 @@
 // The rows of a long list: fetched by the block, chosen by pointer and keys.
 
 import { useEffect, useLayoutEffect, useRef, useState } from 'preact/hooks';
+import { useDraft } from './labelled';
 import type { Listing, Row } from './state';
 import { act, get } from './transport';
 
@@ -96,6 +97,8 @@ type Held = Pick<MouseEvent, 'ctrlKey' | 'metaKey' | 'shiftKey'>;
 export const isSelected = (control: Listing, row: Row | undefined) =>
   row !== undefined && (control.kind === 'list' ? control.selected === row.row : row.selected);
 
+const noTicks: ReadonlyMap<number, boolean> = new Map();
+
 /** The row that keys start from, and what a person does to rows. */
 export function useChoice(props: ListProps, rows: ReturnType<typeof useRows>, filter: string, bring: (position: number) => void) {
   const { control, index, window } = props;
@@ -103,6 +106,8 @@ export function useChoice(props: ListProps, rows: ReturnType<typeof useRows>, fi
   const anchor = useRef(-1);
   const asked = useRef(0);
   const at = { window, control: index };
+  const ticks = useDraft(noTicks);
+  const isChecked = (row: Row | undefined) => row !== undefined && (ticks.shown.get(row.row) ?? row.checked ?? false);
   useEffect(() => setActive(-1), [filter]);
   // The selection that code made is where keys go on from; a person's own may be on its way still.
   useLayoutEffect(() => {
@@ -129,6 +134,7 @@ export function useChoice(props: ListProps, rows: ReturnType<typeof useRows>, fi
 
   return {
     active,
+    isChecked,
     async choose(position: number, held: Held) {
       setActive(position);
       bring(position);
@@ -139,7 +145,9 @@ export function useChoice(props: ListProps, rows: ReturnType<typeof useRows>, fi
     check(position: number) {
       setActive(position);
       const row = rows.at(position);
-      if (row) void act({ ...at, act: 'check', row: row.row, on: !row.checked });
+      if (!row) return;
+      const on = !isChecked(row);
+      void ticks.change(new Map(ticks.shown).set(row.row, on), () => act({ ...at, act: 'check', row: row.row, on }));
     },
     open(position: number) {
       const row = rows.at(position);
