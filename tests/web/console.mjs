@@ -1,4 +1,5 @@
 // Starts a console on a scratch home, and a browser beside it; both are ended by their own ids.
+import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
 import { mkdirSync, mkdtempSync, readFileSync, readdirSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
@@ -22,8 +23,15 @@ if (onWindows) {
     if (title) skips.set(title, reason);
   }
 }
+/** What has failed on the pages unseen. */
+const uncaught = [];
+
 /** A test that the list of what Wine can't do may name, by its title or a shorter name. */
-export const test = (title, run, name = title) => nodeTest(title, { skip: skips.get(name) ?? false }, run);
+export const test = (title, run, name = title) =>
+  nodeTest(title, { skip: skips.get(name) ?? false }, async (context) => {
+    await run(context);
+    assert.deepEqual(uncaught.splice(0), []);
+  });
 
 /** A program and its arguments that run the console with those words. */
 export const run = (...words) => [command, [...first, ...words]];
@@ -139,6 +147,7 @@ export async function startBrowser(more = []) {
     ],
   });
   context.setDefaultTimeout(patience);
+  context.on('weberror', (error) => uncaught.push(error.error().stack));
   return {
     context,
     async stop() {

@@ -26,7 +26,6 @@ before(async () => {
   browser = await startBrowser();
   page = await browser.context.newPage();
   page.on('console', (message) => said.push(`${message.type()}: ${message.text()}`));
-  page.on('pageerror', (error) => said.push(String(error)));
   await page.goto(console_.address);
 });
 
