@@ -90,6 +90,23 @@ test('what can be reached only while an act is on its way is refused and drawn b
   await slow.page.close();
 });
 
+test('a choice is shown as it was made, and stays', async () => {
+  const slow = await tabOnSlowLine('Authentication::Password Options');
+  const choice = slow.page.locator('#page select').first();
+  const [before, made] = await choice.evaluate(({ selectedIndex }) => [selectedIndex, selectedIndex ? 0 : 1].map(String));
+  slow.hold();
+  await choice.selectOption({ index: Number(made) });
+  await slow.page.locator('.status').getByText('Working…').waitFor();
+  assert.equal(await choice.inputValue(), made);
+  slow.letThrough();
+  const cancel = slow.page.locator('footer').getByRole('button', { name: 'Cancel' });
+  await until(() => cancel.isEnabled(), true);
+  assert.equal(await choice.inputValue(), made);
+  await cancel.click();
+  await until(() => choice.inputValue(), before);
+  await slow.page.close();
+});
+
 test('a row is ticked as often as its key is pressed, before the console has answered', async () => {
   const slow = await tabOnSlowLine('General Settings::MAC');
   const row = slow.page.getByRole('option', { name: 'hmac-md5-96' });
