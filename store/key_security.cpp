@@ -155,19 +155,18 @@ OpenedUp::OpenedUp(HKEY root, const CString& path, DWORD access)
   // A key that stands open has its own list in the record, and everyone's list now.
   const auto recorded = [&] { return ReadRecord(root, path.c_str()).descriptor; };
   m_saved = recorded();
-  m_isOthers = m_saved && !m_isMine;
-  if (!m_saved) {
-    m_saved.reset(GetKeySecurity(path.c_str()));
-    // The list that was read may be everyone's already.
-    m_isOthers = !m_isMine && recorded();
+  if (!m_saved) m_saved.reset(GetKeySecurity(path.c_str()));
+  // Another process closes what it has open, whose list may be the one that was read.
+  if (!m_isMine && recorded()) {
+    m_saved.reset();
+    return;
   }
-  if (m_isOthers) return;
   if (m_saved && m_isMine) WriteRecord(root, path, access, m_saved.get());
   ClearKeySecurity(root, path.c_str(), access);
 }
 
 OpenedUp::~OpenedUp() {
-  if (m_saved && !m_isOthers) SetKeySecurity(m_root, m_path.c_str(), m_access, m_saved.get());
+  if (m_saved) SetKeySecurity(m_root, m_path.c_str(), m_access, m_saved.get());
   if (m_isMine) {
     RemoveRecord(m_root, m_path.c_str());
     ReleaseMutex(m_mutex);

@@ -42,9 +42,8 @@ class OpenedUp {
   CString m_path;
   DWORD m_access;
   HANDLE m_mutex;
-  bool m_isMine;            // no other process has keys open
-  bool m_isOthers = false;  // another process has this key open
-  LocalMemory<void> m_saved;
+  bool m_isMine;              // no other process has keys open
+  LocalMemory<void> m_saved;  // null where there is nothing to put back
 };
 
 // Puts the lists back that a process has left open which is no more. Nothing while one is at work.

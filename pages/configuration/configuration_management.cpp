@@ -171,9 +171,7 @@ Exported WriteSettings(const CTesselRegObject& key, const CString& folder, const
     const key_security::OpenedUp opened(key.GetRoot(), key.GetKeyPath(), key.GetAccess());
     ExportRegistryKey(writer, false, paths.front(), &tokens, ui);
   }
-  for (const char* path : paths.subspan(1)) {
-    if (!exported.cancelled) ExportRegistryKey(writer, false, path, &tokens, ui);
-  }
+  for (const char* path : paths.subspan(1)) ExportRegistryKey(writer, false, path, &tokens, ui);
   registry.WriteEnd(writer, -1, true, true);
   // What was declined since the last turn.
   exported.cancelled = exported.cancelled || !CurrentFrontEnd().TakeTurn({1, "keys"});

@@ -163,7 +163,7 @@ void Compare(const Place& place, const KeyPicture& before, const KeyPicture& now
   if (before.there != now.there) visit({place.computer, Shown(place), true, "", key(before), key(now)});
   ForBoth(
       before.values, now.values, [&](const std::string& name, const StoredValue* was, const StoredValue* is) {
-        if (was != nullptr && is != nullptr && was->type == is->type && was->data == is->data) return;
+        if (was != nullptr && is != nullptr && *was == *is) return;
         visit({place.computer, Shown(place), false, name, was != nullptr ? std::optional(*was) : std::nullopt,
                is != nullptr ? std::optional(*is) : std::nullopt});
       });
