@@ -21,6 +21,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/embedded/status.h"
 #include "platform/machine.h"
 
 namespace embedded {
@@ -48,9 +49,6 @@ struct KeyInfo {
   std::string_view name;
   std::string_view class_name;
 };
-
-// The Windows error code of one of LMDB's, or of errno.
-LONG Status(int lmdb);
 
 // The checksum of an entry. It mixes eight bytes at a time: an entry has few, and each reading pays for it.
 inline uint32_t SumOf(Table table, const MDB_val& key, std::string_view data) {
