@@ -38,6 +38,8 @@ inline bool EqualNoCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && CompareNoCase(a, b) == 0;
 }
 
+inline std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+
 // Every occurrence of `from` (not empty) becomes `to`.
 inline CString Replaced(std::string_view source, std::string_view from, std::string_view to) {
   CString result;

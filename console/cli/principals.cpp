@@ -51,7 +51,7 @@ struct Words {
   std::string end;
 };
 
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+using text::Quoted;
 
 std::string NodeOf(const Kind& kind, const Words& words) {
   return words.configuration.empty() ? kind.node : words.configuration + "::" + kind.node;

@@ -21,7 +21,7 @@ struct Assignment {
 using Assignments = std::vector<Assignment>;
 using Cells = std::vector<std::string>;
 
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+using text::Quoted;
 
 // "Variable=PATH" and so on, as a person has given them.
 std::string Told(const Assignments& assignments) {

@@ -21,6 +21,7 @@
 #include "console/import_trial.h"
 #include "platform/machine.h"
 #include "platform/program.h"
+#include "platform/text.h"
 
 namespace fs = std::filesystem;
 
@@ -37,7 +38,7 @@ struct Words {
   bool force = false;   // over any file
 };
 
-std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
+using text::Quoted;
 
 // Why the command can't be done on the computer that is named.
 std::optional<Outcome> WhyNotThere(const Settings& settings, const ActingOn& computer) {

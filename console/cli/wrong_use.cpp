@@ -7,7 +7,7 @@
 
 namespace {
 
-std::string Quoted(std::string_view text) { return "\"" + std::string(text) + "\""; }
+using text::Quoted;
 
 // The words of a command without the program's: "user add"; empty for the program itself.
 std::string WordsOf(const CLI::App& command) {
